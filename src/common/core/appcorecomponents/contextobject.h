@@ -1,0 +1,24 @@
+#pragma once
+
+#include <core/appcorecomponents/context.h>
+
+#include <QObject>
+
+namespace Core::AppCoreComponents {
+
+// An object stamped with a context; description objects use it to carry their key.
+class CContextObject : public QObject
+{
+    Q_OBJECT
+public:
+    explicit CContextObject(QObject* parent = nullptr);
+    ~CContextObject() override;
+
+    void setContext(const CContext& context);
+    const CContext& getContext() const { return m_context; }
+
+private:
+    CContext m_context;
+};
+
+} // namespace Core::AppCoreComponents

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <core/service/iservice.h>
+
+#include <QList>
+#include <QObject>
+#include <QReadWriteLock>
+#include <QSharedPointer>
+
+namespace Core::Plugin {
+
+// The service registry that the host hands to each plug-in.
+class IPluginInitializer : public QObject
+{
+    Q_OBJECT
+public:
+    using QObject::QObject;
+
+    virtual void registerService(QSharedPointer<Core::Service::IService> service) = 0;
+    virtual void unregisterService(QSharedPointer<Core::Service::IService> service) = 0;
+    // The caller holds getServicesLock() for reading while it calls this.
+    virtual void getServices(QList<QSharedPointer<Core::Service::IService>>& services) = 0;
+    virtual QReadWriteLock* getServicesLock() = 0;
+
+signals:
+    void initializationDone();
+};
+
+} // namespace Core::Plugin

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QObject>
+
+namespace Core::Service {
+
+// Root of all services; a service is found in the registry by its interface type alone.
+class IService : public QObject
+{
+    Q_OBJECT
+public:
+    explicit IService(QObject* parent = nullptr)
+        : QObject(parent)
+    {
+    }
+};
+
+} // namespace Core::Service

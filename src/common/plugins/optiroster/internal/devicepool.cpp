@@ -1,0 +1,201 @@
+#include "devicepool.h"
+
+#include <core/optirostercomponents/iinterfaceinfo.h>
+
+#include <tavix/runtime.h>
+
+#include <QMutexLocker>
+
+namespace Plugin::OptiRoster::Internal {
+
+using Core::OptiRosterComponents::IInterfaceInfo;
+
+DeviceBaseInfoPtr ADevicePool::m_activeDevice;
+
+ADevicePool::ADevicePool(QObject* parent)
+    : QObject(parent)
+    , m_mutex(QMutex::Recursive)
+    , m_destroying(false)
+{
+    Core::OptiRosterComponents::registerInfoMetaTypes();
+    Tavix::TavixInitialize();
+}
+
+ADevicePool::~ADevicePool()
+{
+    m_destroying = true;
+    m_deviceInfos.clear();
+    // Open devices close themselves in their destructors; the SDK must end after them.
+    m_devices.clear();
+    Tavix::TavixTerminate(true);
+}
+
+QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
+{
+    for (const auto& device : qAsConst(m_devices)) {
+        if (!device)
+            continue;
+        const DeviceBaseInfoPtr deviceInfo = device->getInfo();
+        if (deviceInfo->getDeviceType() == 0 && info->getFullName() == deviceInfo->getFullName())
+            return device;
+        const auto wantedInterface = info.objectCast<IInterfaceInfo>();
+        const auto deviceInterface = deviceInfo.objectCast<IInterfaceInfo>();
+        if (wantedInterface && deviceInterface
+            && wantedInterface->getInterfaceId() == deviceInterface->getInterfaceId())
+            return device;
+    }
+    return {};
+}
+
+bool ADevicePool::openActiveDevice(bool monitorMode)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!m_activeDevice)
+        return false;
+    return openDevice(m_activeDevice, monitorMode);
+}
+
+bool ADevicePool::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
+{
+    QSharedPointer<IDevice> device = getDevice(info);
+    if (!device)
+        device = createDevice(info);
+    return device->open(monitorMode);
+}
+
+bool ADevicePool::isDeviceOpen(const DeviceBaseInfoPtr& info)
+{
+    if (m_destroying)
+        return false;
+    const QSharedPointer<IDevice> device = getDevice(info);
+    return device && device->isOpen();
+}
+
+void ADevicePool::closeActiveDevice()
+{
+    if (m_activeDevice)
+        closeDevice(m_activeDevice);
+}
+
+void ADevicePool::closeDevice(const DeviceBaseInfoPtr& info)
+{
+    QMutexLocker locker(&m_mutex);
+    if (const QSharedPointer<IDevice> device = getDevice(info))
+        closeDevice(device);
+}
+
+void ADevicePool::closeDevice(const QSharedPointer<IDevice>& device)
+{
+    if (device)
+        device->close();
+}
+
+void ADevicePool::closeAllDevices()
+{
+    // A copy, since a receiver of the close signals may change the list.
+    const auto devices = m_devices;
+    for (const auto& device : devices) {
+        if (device && device->isOpen())
+            device->close();
+    }
+}
+
+void ADevicePool::addDevice(const DeviceBaseInfoPtr& info)
+{
+    if (!info)
+        return;
+    if (!getDevice(info))
+        emit deviceConnected(info);
+    createDevice(info);
+    m_deviceInfos.append(info);
+}
+
+void ADevicePool::addDevices(const QVector<DeviceBaseInfoPtr>& infos)
+{
+    for (const auto& info : infos)
+        addDevice(info);
+}
+
+void ADevicePool::clearDeviceInfos()
+{
+    m_deviceInfos.clear();
+}
+
+void ADevicePool::removeVanishedDevices()
+{
+    QVector<QSharedPointer<IDevice>> vanished = m_devices;
+    for (const auto& info : qAsConst(m_deviceInfos)) {
+        if (const QSharedPointer<IDevice> device = getDevice(info))
+            vanished.removeOne(device);
+    }
+    for (const auto& device : qAsConst(vanished)) {
+        if (!device)
+            continue;
+        const DeviceBaseInfoPtr info = device->getInfo();
+        if (!isDeviceExclusive(info) && !isDeviceOpen(info)) {
+            emit deviceDisconnected(info);
+            m_devices.removeOne(device);
+        }
+    }
+}
+
+bool ADevicePool::isDeviceExclusive(const DeviceBaseInfoPtr& /*info*/)
+{
+    return false;
+}
+
+bool ADevicePool::isDeviceGrabbing(const DeviceBaseInfoPtr& /*info*/)
+{
+    return false;
+}
+
+DeviceBaseInfoPtr ADevicePool::getActiveDevice()
+{
+    return m_activeDevice;
+}
+
+void ADevicePool::setActiveDevice(const DeviceBaseInfoPtr& info)
+{
+    if (m_activeDevice && m_activeDevice == info)
+        return;
+    m_activeDevice = info;
+}
+
+void ADevicePool::connectDeviceSignals(IDevice* device)
+{
+    connect(device, &IDevice::deviceOpening, this, &ADevicePool::onDeviceOpening);
+    connect(device, &IDevice::deviceOpened, this, &ADevicePool::onDeviceOpened);
+    connect(device, &IDevice::deviceClosing, this, &ADevicePool::onDeviceClosing);
+    connect(device, &IDevice::deviceClosed, this, &ADevicePool::onDeviceClosed);
+}
+
+IDevice* ADevicePool::senderDevice() const
+{
+    return qobject_cast<IDevice*>(sender());
+}
+
+void ADevicePool::onDeviceOpening()
+{
+    if (IDevice* device = senderDevice())
+        emit deviceOpening(device->getInfo());
+}
+
+void ADevicePool::onDeviceClosing()
+{
+    if (IDevice* device = senderDevice())
+        emit deviceClosing(device->getInfo());
+}
+
+void ADevicePool::onDeviceOpened()
+{
+    if (IDevice* device = senderDevice())
+        emit deviceOpened(device->getInfo());
+}
+
+void ADevicePool::onDeviceClosed()
+{
+    if (IDevice* device = senderDevice())
+        emit deviceClosed(device->getInfo());
+}
+
+} // namespace Plugin::OptiRoster::Internal

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <plugins/optiroster/idevice.h>
+
+#include <QMutex>
+#include <QObject>
+#include <QSharedPointer>
+#include <QVector>
+
+namespace Plugin::OptiRoster::Internal {
+
+// What the camera roster and the interface pool have in common: the live device objects,
+// the descriptions of the last enumeration, the lookup of a device by its description,
+// open and close bookkeeping, the relay of device signals and the active device.
+class ADevicePool : public QObject
+{
+    Q_OBJECT
+public:
+    explicit ADevicePool(QObject* parent = nullptr);
+    ~ADevicePool() override;
+
+    virtual QSharedPointer<IDevice> getDevice(const DeviceBaseInfoPtr& info);
+    virtual bool openActiveDevice(bool monitorMode);
+    virtual bool openDevice(const DeviceBaseInfoPtr& info, bool monitorMode);
+    virtual bool isDeviceOpen(const DeviceBaseInfoPtr& info);
+    virtual void closeActiveDevice();
+    virtual void closeDevice(const DeviceBaseInfoPtr& info);
+    virtual void closeDevice(const QSharedPointer<IDevice>& device);
+    virtual void closeAllDevices();
+    virtual void addDevice(const DeviceBaseInfoPtr& info);
+    virtual void addDevices(const QVector<DeviceBaseInfoPtr>& infos);
+    virtual void clearDeviceInfos();
+    virtual void removeVanishedDevices();
+    // Returns the existing device for info, or creates, enters and wires a new one.
+    virtual QSharedPointer<IDevice> createDevice(const DeviceBaseInfoPtr& info) = 0;
+    virtual bool isDeviceExclusive(const DeviceBaseInfoPtr& info);
+    virtual bool isDeviceGrabbing(const DeviceBaseInfoPtr& info);
+
+    static DeviceBaseInfoPtr getActiveDevice();
+    static void setActiveDevice(const DeviceBaseInfoPtr& info);
+
+signals:
+    void deviceOpening(Core::OptiRosterComponents::DeviceBaseInfoPtr info);
+    void deviceOpened(Core::OptiRosterComponents::DeviceBaseInfoPtr info);
+    void deviceClosing(Core::OptiRosterComponents::DeviceBaseInfoPtr info);
+    void deviceClosed(Core::OptiRosterComponents::DeviceBaseInfoPtr info);
+    void activeDeviceChanged(Core::OptiRosterComponents::DeviceBaseInfoPtr info);
+    void deviceDisconnected(Core::OptiRosterComponents::DeviceBaseInfoPtr info);
+    void deviceConnected(Core::OptiRosterComponents::DeviceBaseInfoPtr info);
+
+protected slots:
+    // These relay a device's signal with its description; they rely on sender().
+    void onDeviceOpening();
+    void onDeviceClosing();
+    void onDeviceOpened();
+    void onDeviceClosed();
+
+protected:
+    // Connects the four relays of a new device; the derived class calls it from createDevice.
+    void connectDeviceSignals(IDevice* device);
+
+    QMutex m_mutex;
+    QVector<QSharedPointer<IDevice>> m_devices;
+    QVector<DeviceBaseInfoPtr> m_deviceInfos;
+    bool m_destroying;
+
+private:
+    IDevice* senderDevice() const;
+
+    static DeviceBaseInfoPtr m_activeDevice;
+};
+
+} // namespace Plugin::OptiRoster::Internal

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <core/plugin/alocalizedplugin.h>
+#include <core/parametercollectionpool/iparameterservice.h>
+
+#include <QSharedPointer>
+#include <QWeakPointer>
+
+namespace Plugin::OptiRoster {
+
+// The camera roster plug-in: creates the device pools and the services, registers the
+// services with the host and takes them out again. All real work sits in the pools and services.
+class COptiRosterPlugin : public Core::Plugin::ALocalizedPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID "org.tavix.Core.Plugin.IPlugin/2.0" FILE "optiroster.json")
+public:
+    COptiRosterPlugin();
+    ~COptiRosterPlugin() override;
+
+    bool initialize(QWeakPointer<Core::Plugin::IPluginInitializer> initializer) override;
+    bool postInitialize() override;
+    bool uninitialize(QWeakPointer<Core::Plugin::IPluginInitializer> initializer) override;
+
+private slots:
+    void onAboutToUninitialize();
+
+private:
+    QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> m_parameterService;
+    QSharedPointer<Plugin::ParameterCollectionPool::IParameterProvider> m_parameterProvider;
+    QWeakPointer<Core::Plugin::IPluginInitializer> m_pluginInitializer;
+};
+
+} // namespace Plugin::OptiRoster
