@@ -1,9 +1,10 @@
 #include <tavix/runtime.h>
-#include <tavix/sim/simcontrol.h>
+#include <tavix/sim/world.h>
 
 #include <QMutex>
 #include <QMutexLocker>
-#include <QThread>
+
+#include <sched.h>
 
 namespace {
 
@@ -17,6 +18,17 @@ Runtime& runtime()
 {
     static Runtime instance;
     return instance;
+}
+
+// No SDK object may outlive the library's end; a program that breaks the rule hears of it.
+void reportLiveObjects()
+{
+    static const char* const names[] = {"devices", "transport layers", "instant cameras", "chunk parsers", "interfaces"};
+    for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind) {
+        const int live = TavixSim::CWorld::instance().liveObjects(TavixSim::LiveObject(kind));
+        if (live != 0)
+            qCritical("Tavix: TavixTerminate ended the SDK while %d %s are still alive", live, names[kind]);
+    }
 }
 
 } // namespace
@@ -36,10 +48,12 @@ void TavixTerminate(bool /*shutDownLogging*/)
     Runtime& r = runtime();
     QMutexLocker locker(&r.mutex);
     ++r.counters.terminateCalls;
-    if (r.counters.users > 0)
-        --r.counters.users;
-    else
+    if (r.counters.users == 0) {
         qWarning("Tavix: TavixTerminate called without a matching TavixInitialize");
+        return;
+    }
+    if (--r.counters.users == 0)
+        reportLiveObjects();
 }
 
 bool IsTavixInitialized()
@@ -51,14 +65,16 @@ bool IsTavixInitialized()
 
 void GetRTThreadPriorityCapabilities(int& min, int& max)
 {
-    min = 0;
-    max = 0;
+    min = sched_get_priority_min(SCHED_RR);
+    max = sched_get_priority_max(SCHED_RR);
+    if (min < 0 || max < 0)
+        min = max = 0;
 }
 
 namespace WaitObject {
 void Sleep(unsigned long milliseconds)
 {
-    QThread::msleep(milliseconds);
+    TavixSim::CWorld::instance().sleep(milliseconds);
 }
 } // namespace WaitObject
 
@@ -71,6 +87,14 @@ RuntimeCounters runtimeCounters()
     Runtime& r = runtime();
     QMutexLocker locker(&r.mutex);
     return r.counters;
+}
+
+void resetRuntimeCounters()
+{
+    Runtime& r = runtime();
+    QMutexLocker locker(&r.mutex);
+    r.counters.initializeCalls = 0;
+    r.counters.terminateCalls = 0;
 }
 
 } // namespace TavixSim

@@ -1,6 +1,13 @@
 #pragma once
 
-// Control of the simulated camera world, for tests and tools. Not part of the SDK's names.
+// Control of the simulated camera world, for tests, benchmarks and tools. It is not part of
+// the SDK's names: application code never needs it.
+
+#include <QByteArray>
+#include <QString>
+
+#include <string>
+#include <vector>
 
 namespace TavixSim {
 
@@ -11,6 +18,63 @@ struct RuntimeCounters
     int users = 0; // initialisations not yet matched by a termination
 };
 
+enum LiveObject { LiveDevice, LiveTransportLayer, LiveInstantCamera, LiveChunkParser, LiveInterface, LiveObjectKinds };
+
+// A fault: the operation of the target throws the GenICam type with the description.
+// target is a device's or layer's full name, an interface id, or "*" for any.
+// Operations: EnumerateTls, CreateTl, EnumerateInterfaces, EnumerateDevices, EnumerateAllDevices,
+// AnnounceRemoteDevice, CreateDevice, Open, Close, StartGrabbing, CreateInterface, InterfaceOpen,
+// InterfaceClose, GetCompressionInfo, "Read:<feature>", "Write:<feature>".
+struct Fault
+{
+    std::string target = "*";
+    std::string operation;
+    std::string exceptionType = "RuntimeException";
+    std::string description = "Simulated failure.";
+    int count = 1; // -1: always
+};
+
+struct GrabRecord
+{
+    size_t bufferCount = 0;
+    size_t queuedBufferCount = 0;
+    size_t payloadSize = 0;
+    int grabs = 0;
+};
+
 RuntimeCounters runtimeCounters();
+
+// Scenarios. A bad scenario gives an error text naming the source, the JSON path and what is
+// wrong, and loads nothing.
+bool loadScenario(const QByteArray& json, QString* error = nullptr, const QString& source = QStringLiteral("<scenario>"));
+bool loadScenarioFile(const QString& path, QString* error = nullptr);
+void loadDefaultScenario();
+
+// Devices
+void plugDevice(const std::string& deviceFullName);
+void unplugDevice(const std::string& deviceFullName);
+// The device is gone: open cameras hear OnCameraDeviceRemoved from a thread of the SDK's own.
+void loseDevice(const std::string& deviceFullName);
+// Waits until the notifications of lost devices have been delivered.
+void waitForRemovalNotifications();
+
+// Faults
+void injectFault(const Fault& fault);
+void clearFaults();
+
+// The clock of WaitObject::Sleep: a scale of 0 makes every wait return at once; a frozen
+// clock holds every waiting thread until it thaws.
+void setSleepScale(double scale);
+void freezeSleep(bool frozen);
+std::vector<unsigned long> recordedSleeps();
+
+// Counters
+int liveObjects(LiveObject kind);
+int callCount(const std::string& what); // e.g. "CreateTl:<layer full name>", "ParseModel:<model>"
+GrabRecord lastGrab(const std::string& deviceFullName);
+
+// Back to the default scenario (or that of TAVIX_SIM_SCENARIO), no faults, normal clock,
+// counters of calls and sleeps emptied. Live objects are left alone.
+void reset();
 
 } // namespace TavixSim

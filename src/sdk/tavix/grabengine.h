@@ -1,0 +1,39 @@
+#pragma once
+
+#include <tavix/instantcamera.h>
+
+#include <atomic>
+#include <thread>
+
+namespace Tavix {
+
+class CBufferPool;
+
+// The grab loop of one instant camera: a thread that fills pool buffers from the device's
+// stream grabber and hands each result to the image handlers.
+class CGrabEngine
+{
+public:
+    explicit CGrabEngine(CInstantCamera& camera);
+    ~CGrabEngine();
+
+    void start(size_t maxImages, size_t bufferCount, size_t bufferSize, bool overridePriority, int priority);
+    // Ends the loop and waits for it, unless called from the loop itself. Returns whether the
+    // loop was still running, so the caller knows to report the stop.
+    bool stop();
+    bool isGrabbing() const { return m_grabbing.load(std::memory_order_acquire); }
+    bool isLoopThread() const { return std::this_thread::get_id() == m_thread.get_id(); }
+
+private:
+    void run(size_t maxImages, bool overridePriority, int priority);
+    void deliver(CGrabResultData* data, const FrameResult& frame);
+    void join();
+
+    CInstantCamera& m_camera;
+    std::thread m_thread;
+    CBufferPool* m_pPool = nullptr;
+    std::atomic<bool> m_grabbing{false};
+    std::atomic<bool> m_stop{false};
+};
+
+} // namespace Tavix

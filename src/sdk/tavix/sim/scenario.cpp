@@ -1,0 +1,378 @@
+#include <tavix/sim/scenario.h>
+
+#include <QJsonDocument>
+
+namespace TavixSim {
+namespace {
+
+struct ParseError
+{
+    QString path;
+    QString message;
+};
+
+[[noreturn]] void fail(const QString& path, const QString& message)
+{
+    throw ParseError{path, message};
+}
+
+QJsonObject objectAt(const QJsonValue& value, const QString& path)
+{
+    if (!value.isObject())
+        fail(path, QStringLiteral("an object is expected"));
+    return value.toObject();
+}
+
+QJsonArray arrayAt(const QJsonObject& parent, const char* key, const QString& path)
+{
+    const QJsonValue value = parent.value(QLatin1String(key));
+    if (value.isUndefined())
+        return {};
+    if (!value.isArray())
+        fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("an array is expected"));
+    return value.toArray();
+}
+
+QString textAt(const QJsonObject& parent, const char* key, const QString& path, bool required = false,
+               const QString& fallback = QString())
+{
+    const QJsonValue value = parent.value(QLatin1String(key));
+    if (value.isUndefined()) {
+        if (required)
+            fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("is missing"));
+        return fallback;
+    }
+    if (!value.isString())
+        fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("a string is expected"));
+    return value.toString();
+}
+
+bool boolAt(const QJsonObject& parent, const char* key, const QString& path, bool fallback)
+{
+    const QJsonValue value = parent.value(QLatin1String(key));
+    if (value.isUndefined())
+        return fallback;
+    if (!value.isBool())
+        fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("true or false is expected"));
+    return value.toBool();
+}
+
+double numberAt(const QJsonObject& parent, const char* key, const QString& path, double fallback)
+{
+    const QJsonValue value = parent.value(QLatin1String(key));
+    if (value.isUndefined())
+        return fallback;
+    if (!value.isDouble())
+        fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("a number is expected"));
+    return value.toDouble();
+}
+
+int64_t integerAt(const QJsonObject& parent, const char* key, const QString& path, int64_t fallback)
+{
+    const QJsonValue value = parent.value(QLatin1String(key));
+    if (value.isUndefined())
+        return fallback;
+    if (value.isString()) { // large values and hexadecimal codes may come as text
+        bool ok = false;
+        const qlonglong number = value.toString().toLongLong(&ok, 0);
+        if (!ok)
+            fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("an integer is expected"));
+        return number;
+    }
+    const double number = numberAt(parent, key, path, double(fallback));
+    if (number != double(int64_t(number)))
+        fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("an integer is expected"));
+    return int64_t(number);
+}
+
+void checkKeys(const QJsonObject& object, const QString& path, std::initializer_list<const char*> known)
+{
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        bool found = false;
+        for (const char* key : known)
+            found = found || it.key() == QLatin1String(key);
+        if (!found)
+            fail(path + QLatin1Char('.') + it.key(), QStringLiteral("is not a known key"));
+    }
+}
+
+QString indexed(const QString& path, const char* key, int index)
+{
+    return QStringLiteral("%1.%2[%3]").arg(path, QLatin1String(key)).arg(index);
+}
+
+GenApi::EAccessMode accessOf(const QString& text, const QString& path)
+{
+    static const std::map<QString, GenApi::EAccessMode> modes{
+        {QStringLiteral("RW"), GenApi::RW}, {QStringLiteral("RO"), GenApi::RO}, {QStringLiteral("WO"), GenApi::WO},
+        {QStringLiteral("NA"), GenApi::NA}, {QStringLiteral("NI"), GenApi::NI}};
+    const auto it = modes.find(text);
+    if (it == modes.end())
+        fail(path, QStringLiteral("'%1' is no access mode (RW, RO, WO, NA, NI)").arg(text));
+    return it->second;
+}
+
+FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
+{
+    checkKeys(object, path, {"name", "type", "value", "access", "available", "min", "max", "inc", "entries"});
+    FeatureDesc feature;
+    feature.name = textAt(object, "name", path, true).toStdString();
+    const QString type = textAt(object, "type", path, true);
+    feature.access = accessOf(textAt(object, "access", path, false, QStringLiteral("RW")), path + QStringLiteral(".access"));
+    if (!boolAt(object, "available", path, true))
+        feature.access = GenApi::NA;
+    if (type == QLatin1String("integer")) {
+        feature.type = GenApi::intfIInteger;
+        feature.intValue = integerAt(object, "value", path, 0);
+        feature.intMin = integerAt(object, "min", path, INT64_MIN);
+        feature.intMax = integerAt(object, "max", path, INT64_MAX);
+        feature.intInc = integerAt(object, "inc", path, 1);
+    } else if (type == QLatin1String("float")) {
+        feature.type = GenApi::intfIFloat;
+        feature.floatValue = numberAt(object, "value", path, 0.0);
+        feature.floatMin = numberAt(object, "min", path, -1e300);
+        feature.floatMax = numberAt(object, "max", path, 1e300);
+    } else if (type == QLatin1String("boolean")) {
+        feature.type = GenApi::intfIBoolean;
+        feature.boolValue = boolAt(object, "value", path, false);
+    } else if (type == QLatin1String("command")) {
+        feature.type = GenApi::intfICommand;
+    } else if (type == QLatin1String("string")) {
+        feature.type = GenApi::intfIString;
+        feature.stringValue = textAt(object, "value", path).toStdString();
+    } else if (type == QLatin1String("enumeration")) {
+        feature.type = GenApi::intfIEnumeration;
+        const QJsonArray entries = arrayAt(object, "entries", path);
+        if (entries.isEmpty())
+            fail(path + QStringLiteral(".entries"), QStringLiteral("an enumeration needs at least one entry"));
+        for (int i = 0; i < entries.size(); ++i) {
+            const QString entryPath = indexed(path, "entries", i);
+            EnumEntryDesc entry;
+            if (entries[i].isString()) {
+                entry.name = entries[i].toString().toStdString();
+                entry.value = i;
+            } else {
+                const QJsonObject e = objectAt(entries[i], entryPath);
+                checkKeys(e, entryPath, {"name", "value", "available"});
+                entry.name = textAt(e, "name", entryPath, true).toStdString();
+                entry.value = integerAt(e, "value", entryPath, i);
+                entry.available = boolAt(e, "available", entryPath, true);
+            }
+            feature.entries.push_back(entry);
+        }
+        feature.stringValue = textAt(object, "value", path, false, QString::fromStdString(feature.entries.front().name)).toStdString();
+        bool known = false;
+        for (const auto& entry : feature.entries)
+            known = known || entry.name == feature.stringValue;
+        if (!known)
+            fail(path + QStringLiteral(".value"), QStringLiteral("'%1' is not among the entries").arg(QString::fromStdString(feature.stringValue)));
+    } else {
+        fail(path + QStringLiteral(".type"),
+             QStringLiteral("'%1' is no feature type (integer, float, enumeration, boolean, command, string)").arg(type));
+    }
+    return feature;
+}
+
+NodeMapDescription parseFeatureArray(const QJsonArray& array, const QString& path)
+{
+    NodeMapDescription features;
+    for (int i = 0; i < array.size(); ++i) {
+        const QString featurePath = QStringLiteral("%1[%2]").arg(path).arg(i);
+        features.push_back(parseFeature(objectAt(array[i], featurePath), featurePath));
+    }
+    return features;
+}
+
+std::vector<unsigned char> hexBytes(const QString& text, const QString& path)
+{
+    const QByteArray bytes = QByteArray::fromHex(text.toLatin1());
+    if (bytes.toHex() != text.toLatin1().toLower().replace(' ', ""))
+        fail(path, QStringLiteral("hexadecimal digits are expected"));
+    return std::vector<unsigned char>(bytes.begin(), bytes.end());
+}
+
+StreamDesc parseStream(const QJsonObject& object, const QString& path)
+{
+    checkKeys(object, path, {"frameRate", "payloadType", "firstImageNumber", "frameLimit", "failures", "errors"});
+    StreamDesc stream;
+    stream.frameRate = numberAt(object, "frameRate", path, 0.0);
+    if (stream.frameRate < 0)
+        fail(path + QStringLiteral(".frameRate"), QStringLiteral("must not be negative"));
+    stream.payloadType = textAt(object, "payloadType", path, false, QStringLiteral("auto")).toStdString();
+    if (stream.payloadType != "auto" && stream.payloadType != "image" && stream.payloadType != "chunk")
+        fail(path + QStringLiteral(".payloadType"), QStringLiteral("auto, image or chunk is expected"));
+    stream.firstImageNumber = integerAt(object, "firstImageNumber", path, 1);
+    stream.frameLimit = integerAt(object, "frameLimit", path, 0);
+    const QJsonArray failures = arrayAt(object, "failures", path);
+    for (int i = 0; i < failures.size(); ++i) {
+        const QString p = indexed(path, "failures", i);
+        const QJsonObject f = objectAt(failures[i], p);
+        checkKeys(f, p, {"frame", "every", "code", "text"});
+        FrameFailure failure;
+        failure.frame = integerAt(f, "frame", p, 0);
+        failure.every = integerAt(f, "every", p, 0);
+        if ((failure.frame > 0) == (failure.every > 0))
+            fail(p, QStringLiteral("exactly one of frame and every, greater than 0, is expected"));
+        failure.code = uint32_t(integerAt(f, "code", p, 0xE1000014));
+        failure.text = textAt(f, "text", p, false, QStringLiteral("The buffer was incompletely grabbed.")).toStdString();
+        stream.failures.push_back(failure);
+    }
+    const QJsonArray errors = arrayAt(object, "errors", path);
+    for (int i = 0; i < errors.size(); ++i) {
+        const QString p = indexed(path, "errors", i);
+        const QJsonObject e = objectAt(errors[i], p);
+        checkKeys(e, p, {"afterFrame", "message"});
+        stream.errors.push_back({integerAt(e, "afterFrame", p, 0), textAt(e, "message", p, true).toStdString()});
+    }
+    return stream;
+}
+
+CompressionDesc parseCompression(const QJsonObject& object, const QString& path)
+{
+    checkKeys(object, path, {"descriptor", "imageSize", "ratios", "lossy", "statusErrorFrames"});
+    CompressionDesc compression;
+    compression.descriptor = hexBytes(textAt(object, "descriptor", path), path + QStringLiteral(".descriptor"));
+    compression.imageSize = integerAt(object, "imageSize", path, -1);
+    compression.lossy = boolAt(object, "lossy", path, false);
+    const QJsonArray ratios = arrayAt(object, "ratios", path);
+    for (int i = 0; i < ratios.size(); ++i) {
+        if (!ratios[i].isDouble() || ratios[i].toDouble() <= 0)
+            fail(indexed(path, "ratios", i), QStringLiteral("a positive number is expected"));
+        compression.ratios.push_back(ratios[i].toDouble());
+    }
+    const QJsonArray errors = arrayAt(object, "statusErrorFrames", path);
+    for (int i = 0; i < errors.size(); ++i) {
+        if (!errors[i].isDouble())
+            fail(indexed(path, "statusErrorFrames", i), QStringLiteral("a frame number is expected"));
+        compression.statusErrorFrames.push_back(int64_t(errors[i].toDouble()));
+    }
+    return compression;
+}
+
+DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const LayerDesc& layer, const Scenario& scenario)
+{
+    checkKeys(object, path, {"fullName", "friendlyName", "vendorName", "modelName", "serialNumber", "userDefinedName",
+                             "deviceVersion", "deviceFactory", "manufacturerInfo", "deviceClass", "tlType", "ipAddress",
+                             "reachable", "plugged", "model", "features", "tlFeatures", "streamFeatures",
+                             "eventFeatures", "stream", "compression"});
+    DeviceDesc device;
+    auto set = [&](const char* key, const char* property, bool required = false, const QString& fallback = QString()) {
+        const QJsonValue value = object.value(QLatin1String(key));
+        if (value.isUndefined() && !required && fallback.isNull())
+            return;
+        device.info.SetPropertyValue(property, textAt(object, key, path, required, fallback).toUtf8().constData());
+    };
+    set("fullName", "FullName", true);
+    set("friendlyName", "FriendlyName", false, textAt(object, "fullName", path));
+    set("vendorName", "VendorName");
+    set("modelName", "ModelName");
+    set("serialNumber", "SerialNumber");
+    set("userDefinedName", "UserDefinedName");
+    set("deviceVersion", "DeviceVersion");
+    set("deviceFactory", "DeviceFactory");
+    set("manufacturerInfo", "ManufacturerInfo");
+    set("deviceClass", "DeviceClass", false, QString::fromUtf8(layer.info.GetDeviceClass().c_str()));
+    set("tlType", "TLType", false, QString::fromUtf8(layer.info.GetTLType().c_str()));
+    set("ipAddress", "IpAddress");
+    device.reachable = boolAt(object, "reachable", path, true);
+    device.plugged = boolAt(object, "plugged", path, true);
+    device.model = textAt(object, "model", path).toStdString();
+    if (!device.model.empty() && !scenario.models.count(device.model))
+        fail(path + QStringLiteral(".model"), QStringLiteral("'%1' is not among the models").arg(QString::fromStdString(device.model)));
+    device.features = parseFeatureArray(arrayAt(object, "features", path), path + QStringLiteral(".features"));
+    device.tlFeatures = parseFeatureArray(arrayAt(object, "tlFeatures", path), path + QStringLiteral(".tlFeatures"));
+    device.streamFeatures = parseFeatureArray(arrayAt(object, "streamFeatures", path), path + QStringLiteral(".streamFeatures"));
+    device.eventFeatures = parseFeatureArray(arrayAt(object, "eventFeatures", path), path + QStringLiteral(".eventFeatures"));
+    if (object.contains(QStringLiteral("stream")))
+        device.stream = parseStream(objectAt(object.value(QStringLiteral("stream")), path + QStringLiteral(".stream")), path + QStringLiteral(".stream"));
+    if (object.contains(QStringLiteral("compression")))
+        device.compression = parseCompression(objectAt(object.value(QStringLiteral("compression")), path + QStringLiteral(".compression")),
+                                              path + QStringLiteral(".compression"));
+    return device;
+}
+
+LayerDesc parseLayer(const QJsonObject& object, const QString& path, const Scenario& scenario)
+{
+    checkKeys(object, path, {"deviceClass", "tlType", "friendlyName", "fullName", "vendorName", "gige", "interfaces", "devices"});
+    LayerDesc layer;
+    layer.info.SetPropertyValue("DeviceClass", textAt(object, "deviceClass", path, true).toUtf8().constData());
+    layer.info.SetPropertyValue("TLType", textAt(object, "tlType", path, true).toUtf8().constData());
+    layer.info.SetPropertyValue("FriendlyName", textAt(object, "friendlyName", path, true).toUtf8().constData());
+    layer.info.SetPropertyValue("FullName", textAt(object, "fullName", path, false, textAt(object, "deviceClass", path)).toUtf8().constData());
+    layer.info.SetPropertyValue("VendorName", textAt(object, "vendorName", path).toUtf8().constData());
+    layer.gige = boolAt(object, "gige", path, false);
+    const QJsonArray interfaces = arrayAt(object, "interfaces", path);
+    for (int i = 0; i < interfaces.size(); ++i) {
+        const QString p = indexed(path, "interfaces", i);
+        const QJsonObject o = objectAt(interfaces[i], p);
+        checkKeys(o, p, {"id", "friendlyName", "fullName", "features"});
+        InterfaceDesc desc;
+        desc.info.SetPropertyValue("InterfaceID", textAt(o, "id", p, true).toUtf8().constData());
+        desc.info.SetPropertyValue("FriendlyName", textAt(o, "friendlyName", p, false, textAt(o, "id", p)).toUtf8().constData());
+        desc.info.SetPropertyValue("FullName", textAt(o, "fullName", p, false, textAt(o, "id", p)).toUtf8().constData());
+        desc.info.SetPropertyValue("VendorName", layer.info.GetVendorName());
+        desc.info.SetPropertyValue("TLType", layer.info.GetTLType());
+        desc.info.SetPropertyValue("DeviceClass", layer.info.GetDeviceClass());
+        desc.features = parseFeatureArray(arrayAt(o, "features", p), p + QStringLiteral(".features"));
+        layer.interfaces.push_back(desc);
+    }
+    const QJsonArray devices = arrayAt(object, "devices", path);
+    for (int i = 0; i < devices.size(); ++i) {
+        const QString p = indexed(path, "devices", i);
+        layer.devices.push_back(parseDevice(objectAt(devices[i], p), p, layer, scenario));
+    }
+    return layer;
+}
+
+} // namespace
+
+bool parseFeatures(const QJsonArray& array, const QString& path, NodeMapDescription& features, QString& error)
+{
+    try {
+        features = parseFeatureArray(array, path);
+        return true;
+    } catch (const ParseError& e) {
+        error = QStringLiteral("%1: %2").arg(e.path, e.message);
+        return false;
+    }
+}
+
+bool parseScenario(const QByteArray& json, const QString& source, Scenario& scenario, QString& error)
+{
+    QJsonParseError jsonError{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &jsonError);
+    if (jsonError.error != QJsonParseError::NoError) {
+        error = QStringLiteral("%1: not valid JSON at offset %2: %3").arg(source).arg(jsonError.offset).arg(jsonError.errorString());
+        return false;
+    }
+    try {
+        Scenario parsed;
+        if (!document.isObject())
+            fail(QStringLiteral("$"), QStringLiteral("an object is expected"));
+        const QJsonObject root = document.object();
+        checkKeys(root, QStringLiteral("$"), {"description", "models", "transportLayers"});
+        const QJsonValue models = root.value(QStringLiteral("models"));
+        if (!models.isUndefined()) {
+            const QJsonObject modelObject = objectAt(models, QStringLiteral("$.models"));
+            for (auto it = modelObject.begin(); it != modelObject.end(); ++it) {
+                const QString p = QStringLiteral("$.models.") + it.key();
+                if (!it.value().isArray())
+                    fail(p, QStringLiteral("an array of features is expected"));
+                parseFeatureArray(it.value().toArray(), p); // checked now, parsed again on use
+                parsed.models[it.key().toStdString()] = it.value().toArray();
+            }
+        }
+        const QJsonArray layers = arrayAt(root, "transportLayers", QStringLiteral("$"));
+        for (int i = 0; i < layers.size(); ++i) {
+            const QString p = indexed(QStringLiteral("$"), "transportLayers", i);
+            parsed.layers.push_back(parseLayer(objectAt(layers[i], p), p, parsed));
+        }
+        scenario = std::move(parsed);
+        return true;
+    } catch (const ParseError& e) {
+        error = QStringLiteral("%1: %2: %3").arg(source, e.path, e.message);
+        return false;
+    }
+}
+
+} // namespace TavixSim

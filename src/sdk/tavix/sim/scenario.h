@@ -1,0 +1,91 @@
+#pragma once
+
+#include <tavix/deviceinfo.h>
+#include <tavix/sim/nodemap.h>
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace TavixSim {
+
+struct FrameFailure
+{
+    int64_t frame = 0; // 1-based index within a grab; 0 with every set
+    int64_t every = 0; // every n-th frame fails
+    uint32_t code = 0;
+    std::string text;
+};
+
+struct GrabError
+{
+    int64_t afterFrame = 0;
+    std::string message;
+};
+
+struct StreamDesc
+{
+    double frameRate = 0.0; // 0: free-running
+    std::string payloadType = "auto"; // "auto" follows ChunkModeActive, "image", "chunk"
+    int64_t firstImageNumber = 1;
+    int64_t frameLimit = 0; // the device sends no more than this many frames in one grab (0: no limit)
+    std::vector<FrameFailure> failures;
+    std::vector<GrabError> errors;
+};
+
+struct CompressionDesc
+{
+    std::vector<unsigned char> descriptor;
+    int64_t imageSize = -1; // -1: computed from the image format
+    std::vector<double> ratios; // per-image compressed size in percent, used in turn
+    bool lossy = false;
+    std::vector<int64_t> statusErrorFrames;
+};
+
+struct DeviceDesc
+{
+    Tavix::CDeviceInfo info;
+    bool reachable = true; // false: on a subnet the host can't reach until announced
+    bool plugged = true;
+    std::string model;     // key of the shared node map description, empty for none
+    NodeMapDescription features;
+    NodeMapDescription tlFeatures;
+    NodeMapDescription streamFeatures;
+    NodeMapDescription eventFeatures;
+    StreamDesc stream;
+    CompressionDesc compression;
+};
+
+struct InterfaceDesc
+{
+    Tavix::CInterfaceInfo info;
+    NodeMapDescription features;
+};
+
+struct LayerDesc
+{
+    Tavix::CTlInfo info;
+    bool gige = false;
+    std::vector<InterfaceDesc> interfaces;
+    std::vector<DeviceDesc> devices;
+};
+
+struct Scenario
+{
+    std::vector<LayerDesc> layers;
+    std::map<std::string, QJsonArray> models; // parsed on first use, see CWorld
+};
+
+// Parses a scenario document. On failure returns false and sets error to a text that names
+// the source, the JSON path and what is wrong.
+bool parseScenario(const QByteArray& json, const QString& source, Scenario& scenario, QString& error);
+
+// Parses the features of a node map; path prefixes the JSON path in errors.
+bool parseFeatures(const QJsonArray& array, const QString& path, NodeMapDescription& features, QString& error);
+
+} // namespace TavixSim

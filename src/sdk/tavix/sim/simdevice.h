@@ -1,0 +1,119 @@
+#pragma once
+
+#include <tavix/sim/nodemap.h>
+#include <tavix/sim/scenario.h>
+#include <tavix/transportlayer.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace TavixSim {
+
+class CSimDevice;
+
+// The stream of a simulated camera: frames at the scenario's rate (or as fast as buffers come
+// back), each with a moving test pattern, the scenario's failures, chunk data and compression
+// information.
+class CSimStreamGrabber : public Tavix::IStreamGrabber
+{
+public:
+    explicit CSimStreamGrabber(CSimDevice& device);
+
+    GenApi::INodeMap& GetNodeMap() override { return *m_pNodeMap; }
+    void PrepareGrab(size_t bufferSize, size_t maxImages) override;
+    Tavix::FrameResult AcquireFrame(void* buffer, size_t bufferSize, const std::atomic<bool>& stop) override;
+    void CancelWait() override;
+
+    void setNodeMap(std::unique_ptr<CNodeMap> nodeMap) { m_pNodeMap = std::move(nodeMap); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool waitUntil(Clock::time_point due, const std::atomic<bool>& stop);
+    Tavix::FrameResult waitForStop(const std::atomic<bool>& stop);
+    void fill(unsigned char* buffer, size_t imageSize);
+    void describeFailure(Tavix::FrameResult& frame) const;
+    void describeCompression(Tavix::FrameResult& frame) const;
+
+    CSimDevice& m_device;
+    std::unique_ptr<CNodeMap> m_pNodeMap;
+    std::mutex m_waitMutex;
+    std::condition_variable m_wake;
+
+    // Set by PrepareGrab, used by the grab loop thread alone.
+    size_t m_imageSize = 0;
+    bool m_chunk = false;
+    bool m_singleFrame = false;
+    int64_t m_sent = 0;      // frames handed out in this grab
+    int64_t m_frameIndex = 0; // frames due in this grab, skipped ones included
+    size_t m_nextError = 0;
+    Clock::time_point m_start;
+    std::vector<unsigned char> m_pattern;
+    size_t m_lineLength = 1;
+};
+
+class CSimChunkParser : public Tavix::IChunkParser
+{
+public:
+    explicit CSimChunkParser(CNodeMap& cameraNodeMap);
+    ~CSimChunkParser() override;
+    void AttachBuffer(const void* buffer, size_t bufferSize, void* attachStatistics) override;
+    void DetachBuffer() override;
+
+private:
+    CNodeMap& m_cameraNodeMap;
+    const void* m_pAttached = nullptr;
+};
+
+class CSimDevice : public Tavix::ITavixDevice
+{
+public:
+    static constexpr size_t ChunkTrailerSize = 24; // frame id, time stamp, marker and length
+
+    explicit CSimDevice(const DeviceDesc& desc);
+    ~CSimDevice() override;
+
+    const Tavix::CDeviceInfo& GetDeviceInfo() const override { return m_desc.info; }
+    void Open() override;
+    void Close() override;
+    bool IsOpen() const override { return m_open.load(std::memory_order_acquire); }
+    bool IsRemoved() const override { return m_removed.load(std::memory_order_acquire); }
+    GenApi::INodeMap& GetNodeMap() override { return *m_pCameraNodeMap; }
+    GenApi::INodeMap& GetTLNodeMap() override { return *m_pTlNodeMap; }
+    GenApi::INodeMap& GetEventGrabberNodeMap() override { return *m_pEventNodeMap; }
+    Tavix::IStreamGrabber& GetStreamGrabber() override { return m_streamGrabber; }
+    Tavix::IChunkParser* CreateChunkParser() override;
+    void DestroyChunkParser(Tavix::IChunkParser* parser) override;
+    int RegisterRemovalCallback(std::function<void()> callback) override;
+    void DeregisterRemovalCallback(int id) override;
+
+    void markRemoved();
+    void notifyRemoved();
+
+    const DeviceDesc& desc() const { return m_desc; }
+    CNodeMap& cameraNodeMap() { return *m_pCameraNodeMap; }
+    int64_t bytesPerPixel() const;
+    int64_t imageSize() const;
+    void checkFault(const std::string& operation);
+
+private:
+    std::unique_ptr<CNodeMap> makeNodeMap(const char* role, const NodeMapDescription& features);
+
+    DeviceDesc m_desc;
+    std::unique_ptr<CNodeMap> m_pCameraNodeMap;
+    std::unique_ptr<CNodeMap> m_pTlNodeMap;
+    std::unique_ptr<CNodeMap> m_pEventNodeMap;
+    CSimStreamGrabber m_streamGrabber;
+    std::atomic<bool> m_open{false};
+    std::atomic<bool> m_removed{false};
+    std::mutex m_callbackMutex;
+    std::map<int, std::function<void()>> m_removalCallbacks;
+    int m_nextCallbackId = 1;
+};
+
+} // namespace TavixSim

@@ -1,0 +1,423 @@
+#include <tavix/sim/simdevice.h>
+#include <tavix/sim/world.h>
+
+#include <QFile>
+#include <QtGlobal>
+
+#include <chrono>
+
+namespace TavixSim {
+
+void resetRuntimeCounters(); // runtime.cpp
+
+CWorld& CWorld::instance()
+{
+    static CWorld world;
+    return world;
+}
+
+CWorld::CWorld() = default;
+
+CWorld::~CWorld()
+{
+    waitForRemovalThreads();
+}
+
+void CWorld::ensureLoaded() const
+{
+    if (m_loaded)
+        return;
+    m_loaded = true;
+    const QString path = qEnvironmentVariable("TAVIX_SIM_SCENARIO");
+    QString error;
+    bool ok = false;
+    if (!path.isEmpty()) {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            error = QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString());
+        else
+            ok = parseScenario(file.readAll(), path, m_scenario, error);
+        if (!ok) {
+            qCritical("Tavix simulator: the scenario of TAVIX_SIM_SCENARIO was not loaded, the world is empty. %s",
+                      qPrintable(error));
+            m_scenario = Scenario();
+        }
+        return;
+    }
+    QFile resource(QStringLiteral(":/tavixsim/default-scenario.json"));
+    if (!resource.open(QIODevice::ReadOnly) || !parseScenario(resource.readAll(), resource.fileName(), m_scenario, error))
+        qFatal("Tavix simulator: the built-in scenario is broken: %s", qPrintable(error));
+}
+
+bool CWorld::loadScenario(const QByteArray& json, const QString& source, QString* error)
+{
+    Scenario parsed;
+    QString message;
+    if (!parseScenario(json, source, parsed, message)) {
+        if (error)
+            *error = message;
+        return false;
+    }
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_loaded = true;
+    m_scenario = std::move(parsed);
+    m_deviceStates.clear();
+    m_modelCache.clear();
+    return true;
+}
+
+bool CWorld::loadScenarioFile(const QString& path, QString* error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        if (error)
+            *error = QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString());
+        return false;
+    }
+    return loadScenario(file.readAll(), path, error);
+}
+
+void CWorld::loadDefaultScenario()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_loaded = false;
+    m_scenario = Scenario();
+    m_deviceStates.clear();
+    m_modelCache.clear();
+    ensureLoaded();
+}
+
+Scenario CWorld::scenario() const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    return m_scenario;
+}
+
+std::vector<LayerDesc> CWorld::layers() const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    return m_scenario.layers;
+}
+
+bool CWorld::findLayer(const std::string& fullName, LayerDesc& layer) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    for (const auto& candidate : m_scenario.layers) {
+        if (candidate.info.GetFullName() == fullName.c_str()) {
+            layer = candidate;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CWorld::findDevice(const std::string& fullName, DeviceDesc& device) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    for (const auto& layer : m_scenario.layers) {
+        for (const auto& candidate : layer.devices) {
+            if (candidate.info.GetFullName() == fullName.c_str()) {
+                device = candidate;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+std::vector<Tavix::CDeviceInfo> CWorld::listDevices(const std::string& layerFullName, bool allSubnets) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    std::vector<Tavix::CDeviceInfo> devices;
+    for (const auto& layer : m_scenario.layers) {
+        if (layer.info.GetFullName() != layerFullName.c_str())
+            continue;
+        for (const auto& device : layer.devices) {
+            const std::string name = device.info.GetFullName().toStdString();
+            const auto state = m_deviceStates.find(name);
+            const bool plugged = state == m_deviceStates.end() ? device.plugged : state->second.plugged;
+            const bool announced = state != m_deviceStates.end() && state->second.announced;
+            if (plugged && (device.reachable || announced || allSubnets))
+                devices.push_back(device.info);
+        }
+    }
+    return devices;
+}
+
+bool CWorld::announce(const std::string& layerFullName, const std::string& ipAddress, Tavix::CDeviceInfo* info)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    for (const auto& layer : m_scenario.layers) {
+        if (layer.info.GetFullName() != layerFullName.c_str())
+            continue;
+        for (const auto& device : layer.devices) {
+            if (device.info.GetIpAddress() != ipAddress.c_str() || !isPresent(device.info.GetFullName().toStdString()))
+                continue;
+            m_deviceStates[device.info.GetFullName().toStdString()].announced = true;
+            if (info)
+                *info = device.info;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CWorld::isPresent(const std::string& deviceFullName) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    const auto state = m_deviceStates.find(deviceFullName);
+    if (state != m_deviceStates.end())
+        return state->second.plugged;
+    DeviceDesc device;
+    return findDevice(deviceFullName, device) && device.plugged;
+}
+
+std::shared_ptr<const NodeMapDescription> CWorld::modelFeatures(const std::string& model)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    const auto cached = m_modelCache.find(model);
+    if (cached != m_modelCache.end())
+        return cached->second;
+    const auto source = m_scenario.models.find(model);
+    if (source == m_scenario.models.end())
+        return std::make_shared<const NodeMapDescription>();
+    auto features = std::make_shared<NodeMapDescription>();
+    QString error;
+    parseFeatures(source->second, QStringLiteral("$.models.") + QString::fromStdString(model), *features, error);
+    ++m_calls["ParseModel:" + model];
+    m_modelCache[model] = features;
+    return features;
+}
+
+void CWorld::clearModelCache()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_modelCache.clear();
+}
+
+void CWorld::setPlugged(const std::string& deviceFullName, bool plugged)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    m_deviceStates[deviceFullName].plugged = plugged;
+}
+
+void CWorld::loseDevice(const std::string& deviceFullName)
+{
+    setPlugged(deviceFullName, false);
+    std::vector<CSimDevice*> devices;
+    {
+        std::lock_guard<std::mutex> lock(m_devicesMutex);
+        const auto range = m_liveDevices.equal_range(deviceFullName);
+        for (auto it = range.first; it != range.second; ++it) {
+            it->second->markRemoved();
+            devices.push_back(it->second);
+        }
+        // The SDK finds the loss on a thread of its own. A device that is destroyed meanwhile
+        // unregisters under the same mutex, which the thread holds while it notifies.
+        m_removalThreads.emplace_back([this, deviceFullName] {
+            std::lock_guard<std::mutex> threadLock(m_devicesMutex);
+            const auto live = m_liveDevices.equal_range(deviceFullName);
+            for (auto it = live.first; it != live.second; ++it)
+                it->second->notifyRemoved();
+        });
+    }
+}
+
+void CWorld::registerDevice(CSimDevice* device)
+{
+    std::lock_guard<std::mutex> lock(m_devicesMutex);
+    m_liveDevices.emplace(device->GetDeviceInfo().GetFullName().toStdString(), device);
+}
+
+void CWorld::unregisterDevice(CSimDevice* device)
+{
+    std::lock_guard<std::mutex> lock(m_devicesMutex);
+    for (auto it = m_liveDevices.begin(); it != m_liveDevices.end(); ++it) {
+        if (it->second == device) {
+            m_liveDevices.erase(it);
+            return;
+        }
+    }
+}
+
+void CWorld::waitForRemovalThreads()
+{
+    std::vector<std::thread> threads;
+    {
+        std::lock_guard<std::mutex> lock(m_devicesMutex);
+        threads.swap(m_removalThreads);
+    }
+    for (auto& thread : threads) {
+        if (thread.joinable() && thread.get_id() != std::this_thread::get_id())
+            thread.join();
+        else if (thread.joinable())
+            thread.detach();
+    }
+}
+
+void CWorld::injectFault(const Fault& fault)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_faults.push_back(fault);
+}
+
+void CWorld::clearFaults()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_faults.clear();
+}
+
+void CWorld::checkFault(std::initializer_list<std::string> targets, const std::string& operation)
+{
+    Fault hit;
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_mutex);
+        auto matches = [&](const Fault& fault) {
+            if (fault.operation != operation || fault.count == 0)
+                return false;
+            if (fault.target == "*")
+                return true;
+            for (const auto& target : targets) {
+                if (fault.target == target)
+                    return true;
+            }
+            return false;
+        };
+        auto it = m_faults.begin();
+        while (it != m_faults.end() && !matches(*it))
+            ++it;
+        if (it == m_faults.end())
+            return;
+        hit = *it;
+        if (it->count > 0 && --it->count == 0)
+            m_faults.erase(it);
+    }
+    GenICam::throwException(hit.exceptionType, hit.description, __FILE__, __LINE__);
+}
+
+void CWorld::sleep(unsigned long milliseconds)
+{
+    std::unique_lock<std::mutex> lock(m_sleepMutex);
+    m_sleeps.push_back(milliseconds);
+    m_thawed.wait(lock, [this] { return !m_sleepFrozen; });
+    const auto scaled = std::chrono::duration<double, std::milli>(double(milliseconds) * m_sleepScale);
+    if (scaled.count() <= 0)
+        return;
+    // A freeze while waiting holds the thread until it thaws; the scaled time still counts.
+    m_thawed.wait_for(lock, scaled, [this] { return m_sleepFrozen; });
+    m_thawed.wait(lock, [this] { return !m_sleepFrozen; });
+}
+
+void CWorld::setSleepScale(double scale)
+{
+    std::lock_guard<std::mutex> lock(m_sleepMutex);
+    m_sleepScale = scale < 0 ? 0 : scale;
+}
+
+void CWorld::freezeSleep(bool frozen)
+{
+    std::lock_guard<std::mutex> lock(m_sleepMutex);
+    m_sleepFrozen = frozen;
+    m_thawed.notify_all();
+}
+
+std::vector<unsigned long> CWorld::recordedSleeps() const
+{
+    std::lock_guard<std::mutex> lock(m_sleepMutex);
+    return m_sleeps;
+}
+
+void CWorld::objectCreated(LiveObject kind)
+{
+    m_live[kind].fetch_add(1, std::memory_order_relaxed);
+}
+
+void CWorld::objectDestroyed(LiveObject kind)
+{
+    m_live[kind].fetch_sub(1, std::memory_order_relaxed);
+}
+
+int CWorld::liveObjects(LiveObject kind) const
+{
+    return m_live[kind].load(std::memory_order_relaxed);
+}
+
+void CWorld::countCall(const std::string& what)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ++m_calls[what];
+}
+
+int CWorld::callCount(const std::string& what) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    const auto it = m_calls.find(what);
+    return it == m_calls.end() ? 0 : it->second;
+}
+
+void CWorld::recordGrabStart(const std::string& deviceFullName, size_t bufferCount, size_t queuedBufferCount, size_t payloadSize)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    GrabRecord& record = m_grabs[deviceFullName];
+    record.bufferCount = bufferCount;
+    record.queuedBufferCount = queuedBufferCount;
+    record.payloadSize = payloadSize;
+    ++record.grabs;
+}
+
+GrabRecord CWorld::lastGrab(const std::string& deviceFullName) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    const auto it = m_grabs.find(deviceFullName);
+    return it == m_grabs.end() ? GrabRecord() : it->second;
+}
+
+void CWorld::reset()
+{
+    waitForRemovalThreads();
+    {
+        std::lock_guard<std::mutex> lock(m_sleepMutex);
+        m_sleepScale = 1.0;
+        m_sleepFrozen = false;
+        m_sleeps.clear();
+        m_thawed.notify_all();
+    }
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_faults.clear();
+    m_calls.clear();
+    m_grabs.clear();
+    loadDefaultScenario();
+    resetRuntimeCounters();
+}
+
+// The control API
+
+bool loadScenario(const QByteArray& json, QString* error, const QString& source)
+{
+    return CWorld::instance().loadScenario(json, source, error);
+}
+bool loadScenarioFile(const QString& path, QString* error) { return CWorld::instance().loadScenarioFile(path, error); }
+void loadDefaultScenario() { CWorld::instance().loadDefaultScenario(); }
+void plugDevice(const std::string& name) { CWorld::instance().setPlugged(name, true); }
+void unplugDevice(const std::string& name) { CWorld::instance().setPlugged(name, false); }
+void loseDevice(const std::string& name) { CWorld::instance().loseDevice(name); }
+void waitForRemovalNotifications() { CWorld::instance().waitForRemovalThreads(); }
+void injectFault(const Fault& fault) { CWorld::instance().injectFault(fault); }
+void clearFaults() { CWorld::instance().clearFaults(); }
+void setSleepScale(double scale) { CWorld::instance().setSleepScale(scale); }
+void freezeSleep(bool frozen) { CWorld::instance().freezeSleep(frozen); }
+std::vector<unsigned long> recordedSleeps() { return CWorld::instance().recordedSleeps(); }
+int liveObjects(LiveObject kind) { return CWorld::instance().liveObjects(kind); }
+int callCount(const std::string& what) { return CWorld::instance().callCount(what); }
+GrabRecord lastGrab(const std::string& name) { return CWorld::instance().lastGrab(name); }
+void reset() { CWorld::instance().reset(); }
+
+} // namespace TavixSim

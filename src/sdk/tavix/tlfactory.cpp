@@ -1,0 +1,171 @@
+#include <tavix/sim/simdevice.h>
+#include <tavix/sim/simtransportlayer.h>
+#include <tavix/sim/world.h>
+#include <tavix/tlfactory.h>
+
+#include <map>
+#include <mutex>
+
+namespace Tavix {
+namespace {
+
+using TavixSim::CWorld;
+
+// Layers are shared: each CreateTl of a layer gives the same object and counts a reference.
+struct LayerTable
+{
+    std::mutex mutex;
+    std::map<std::string, TavixSim::CSimTransportLayer*> layers;
+};
+
+LayerTable& layerTable()
+{
+    static LayerTable table;
+    return table;
+}
+
+// A filter record matches a device when each property it sets has the device's value.
+bool matches(const CDeviceInfo& device, const CDeviceInfo& filter)
+{
+    GenICam::gcstring_vector names;
+    filter.GetPropertyNames(names);
+    for (const auto& name : names) {
+        if (device.GetPropertyValue(name) != filter.GetPropertyValue(name))
+            return false;
+    }
+    return true;
+}
+
+bool matchesAny(const CDeviceInfo& device, const DeviceInfoList& filter)
+{
+    if (filter.empty())
+        return true;
+    for (const auto& record : filter) {
+        if (matches(device, record))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+CTlFactory& CTlFactory::GetInstance()
+{
+    static CTlFactory factory;
+    return factory;
+}
+
+int CTlFactory::EnumerateTls(TlInfoList& list)
+{
+    CWorld::instance().checkFault({"factory"}, "EnumerateTls");
+    list.clear();
+    for (const auto& layer : CWorld::instance().layers())
+        list.push_back(layer.info);
+    return int(list.size());
+}
+
+ITransportLayer* CTlFactory::CreateTl(const CTlInfo& info)
+{
+    const std::string fullName = info.GetFullName().toStdString();
+    CWorld::instance().checkFault({fullName, info.GetDeviceClass().toStdString()}, "CreateTl");
+    TavixSim::LayerDesc desc;
+    if (!CWorld::instance().findLayer(fullName, desc))
+        return nullptr;
+    CWorld::instance().countCall("CreateTl:" + fullName);
+    LayerTable& table = layerTable();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    TavixSim::CSimTransportLayer*& layer = table.layers[fullName];
+    if (!layer) {
+        if (desc.gige)
+            layer = new TavixSim::CSimGigETransportLayer(desc.info);
+        else
+            layer = new TavixSim::CSimTransportLayer(desc.info);
+    }
+    ++layer->references;
+    return layer;
+}
+
+ITransportLayer* CTlFactory::CreateTl(const GenICam::gcstring& deviceClass)
+{
+    for (const auto& layer : CWorld::instance().layers()) {
+        if (layer.info.GetDeviceClass() == deviceClass)
+            return CreateTl(layer.info);
+    }
+    return nullptr;
+}
+
+void CTlFactory::ReleaseTl(const ITransportLayer* layer)
+{
+    if (!layer)
+        return;
+    LayerTable& table = layerTable();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    for (auto it = table.layers.begin(); it != table.layers.end(); ++it) {
+        if (static_cast<const ITransportLayer*>(it->second) == layer) {
+            if (--it->second->references == 0) {
+                delete it->second;
+                table.layers.erase(it);
+            }
+            return;
+        }
+    }
+}
+
+int CTlFactory::EnumerateDevices(DeviceInfoList& list, const DeviceInfoList& filter, bool addToList)
+{
+    CWorld::instance().checkFault({"factory"}, "EnumerateDevices");
+    if (!addToList)
+        list.clear();
+    for (const auto& layer : CWorld::instance().layers()) {
+        for (const auto& device : CWorld::instance().listDevices(layer.info.GetFullName().toStdString(), false)) {
+            if (matchesAny(device, filter))
+                list.push_back(device);
+        }
+    }
+    return int(list.size());
+}
+
+int CTlFactory::EnumerateDevices(DeviceInfoList& list, bool addToList)
+{
+    return EnumerateDevices(list, DeviceInfoList(), addToList);
+}
+
+ITavixDevice* CTlFactory::CreateDevice(const CDeviceInfo& info)
+{
+    const std::string fullName = info.GetFullName().toStdString();
+    for (const auto& layer : CWorld::instance().layers()) {
+        for (const auto& device : layer.devices) {
+            if (!matches(device.info, info) || !CWorld::instance().isPresent(device.info.GetFullName().toStdString()))
+                continue;
+            CWorld::instance().checkFault({device.info.GetFullName().toStdString(), layer.info.GetFullName().toStdString()},
+                                          "CreateDevice");
+            return new TavixSim::CSimDevice(device);
+        }
+    }
+    const std::string text = fullName.empty()
+                                 ? std::string("No device is available or no device contains the provided device info properties.")
+                                 : "Device '" + fullName + "' is not available.";
+    throw GenICam::RuntimeException(text.c_str(), __FILE__, __LINE__);
+}
+
+ITavixDevice* CTlFactory::CreateFirstDevice(const CDeviceInfo& info)
+{
+    return CreateDevice(info);
+}
+
+void CTlFactory::DestroyDevice(ITavixDevice* device)
+{
+    delete device;
+}
+
+} // namespace Tavix
+
+namespace GenApi {
+
+bool CNodeMapFactory::ClearCache()
+{
+    TavixSim::CWorld::instance().clearModelCache();
+    return true;
+}
+
+} // namespace GenApi
