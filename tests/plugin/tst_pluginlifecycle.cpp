@@ -1,0 +1,188 @@
+#include "host.h"
+#include "testmain.h"
+
+#include <core/plugin/cplugininitializer.h>
+#include <core/plugin/iplugininfoservice.h>
+#include <core/parametercollectionpool/iparameterservice.h>
+#include <plugins/optiroster/internal/servicelookup.h>
+#include <plugins/optiroster/optirosterplugin.h>
+
+#include <QJsonArray>
+#include <QPluginLoader>
+
+using Core::Plugin::CPluginInitializer;
+using Plugin::OptiRoster::COptiRosterPlugin;
+using Plugin::OptiRoster::Internal::findService;
+
+namespace {
+
+// A registry that notes whether its lock was held for reading while the services were read.
+class CCheckingRegistry : public CPluginInitializer
+{
+public:
+    void getServices(QList<QSharedPointer<Core::Service::IService>>& services) override
+    {
+        readLockHeld = !getServicesLock()->tryLockForWrite();
+        if (!readLockHeld)
+            getServicesLock()->unlock();
+        CPluginInitializer::getServices(services);
+    }
+    bool readLockHeld = false;
+};
+
+class CListenedInfoService : public Core::Plugin::CPluginInfoService
+{
+public:
+    int listeners() const { return receivers(SIGNAL(aboutToUninitialize())); }
+};
+
+QString pluginPath()
+{
+    const QString directory = qEnvironmentVariable("TAVIX_PLUGIN_DIR",
+                                                   QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
+    return CHost::findPlugin(directory);
+}
+
+} // namespace
+
+class TestPluginLifecycle : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void servicesAreFoundByTypeUnderTheReadLock();
+    void pluginLoadsWithItsMetadata();
+    void hostRunsTheLifecycleInOrder();
+    void postInitializeAttachesToTheHostsServices();
+    void missingServicesAreNoError();
+    void catalogues_data();
+    void catalogues();
+};
+
+void TestPluginLifecycle::servicesAreFoundByTypeUnderTheReadLock()
+{
+    QSharedPointer<CCheckingRegistry> registry(new CCheckingRegistry);
+    QSharedPointer<Core::Plugin::CPluginInfoService> info(new Core::Plugin::CPluginInfoService);
+    QSharedPointer<Plugin::ParameterCollectionPool::CParameterService> parameters(new Plugin::ParameterCollectionPool::CParameterService);
+    registry->registerService(info);
+    registry->registerService(parameters);
+    registry->registerService(info); // registered once only
+
+    QCOMPARE(findService<Plugin::ParameterCollectionPool::IParameterService>(registry), parameters);
+    QVERIFY(registry->readLockHeld);
+    QCOMPARE(findService<Core::Plugin::IPluginInfoService>(registry), info);
+    registry->unregisterService(parameters);
+    QVERIFY(!findService<Plugin::ParameterCollectionPool::IParameterService>(registry));
+    QVERIFY(!findService<Core::Plugin::IPluginInfoService>({}));
+}
+
+void TestPluginLifecycle::pluginLoadsWithItsMetadata()
+{
+    const QString path = pluginPath();
+    QVERIFY2(!path.isEmpty(), "the plug-in was not built next to the tests");
+    QPluginLoader loader(path);
+    const QJsonObject metaData = loader.metaData();
+    QCOMPARE(metaData.value(QStringLiteral("IID")).toString(), QStringLiteral(TAVIX_CORE_PLUGIN_IID));
+    QCOMPARE(metaData.value(QStringLiteral("className")).toString(), QStringLiteral("COptiRosterPlugin"));
+    const QJsonObject data = metaData.value(QStringLiteral("MetaData")).toObject();
+    QCOMPARE(data.value(QStringLiteral("Name")).toString(), QStringLiteral("OptiRoster"));
+    QCOMPARE(data.value(QStringLiteral("Version")).toString(), QStringLiteral("2.0.0"));
+    QCOMPARE(data.value(QStringLiteral("CompatVersion")).toString(), QStringLiteral("2.0.0"));
+    QCOMPARE(data.value(QStringLiteral("Required")).toBool(), true);
+    QCOMPARE(data.value(QStringLiteral("Description")).toString(),
+             QStringLiteral("The camera roster plugin for the tavix application framework."));
+    const QJsonArray dependencies = data.value(QStringLiteral("Dependencies")).toArray();
+    QCOMPARE(dependencies.size(), 2);
+    QCOMPARE(dependencies[0].toObject().value(QStringLiteral("Name")).toString(), QStringLiteral("AppCore"));
+    QCOMPARE(dependencies[0].toObject().value(QStringLiteral("Version")).toString(), QStringLiteral("2.0.0"));
+    QCOMPARE(dependencies[1].toObject().value(QStringLiteral("Name")).toString(), QStringLiteral("ParameterCollectionPool"));
+    QCOMPARE(dependencies[1].toObject().value(QStringLiteral("Version")).toString(), QStringLiteral("2.0.0"));
+    QVERIFY2(loader.load(), qPrintable(loader.errorString()));
+    QVERIFY(qobject_cast<Core::Plugin::ALocalizedPlugin*>(loader.instance()));
+}
+
+void TestPluginLifecycle::hostRunsTheLifecycleInOrder()
+{
+    CHost host;
+    QVERIFY2(host.load(pluginPath()), qPrintable(host.errorString()));
+    QStringList events;
+    QObject::connect(host.registry().data(), &Core::Plugin::IPluginInitializer::initializationDone,
+                     [&] { events << QStringLiteral("initializationDone"); });
+    QVERIFY(host.start());
+    QVERIFY(host.stop());
+    QVERIFY(!host.stop()); // once only
+    QCOMPARE(events, QStringList{QStringLiteral("initializationDone")});
+    // The host's own services stay; the plug-in's come and go with its own issues.
+    QVERIFY(host.serviceNames().contains(QStringLiteral("Core::Plugin::CPluginInfoService")));
+}
+
+void TestPluginLifecycle::postInitializeAttachesToTheHostsServices()
+{
+    QSharedPointer<CPluginInitializer> registry(new CPluginInitializer);
+    QSharedPointer<CListenedInfoService> info(new CListenedInfoService);
+    QSharedPointer<Plugin::ParameterCollectionPool::CParameterService> parameters(new Plugin::ParameterCollectionPool::CParameterService);
+    registry->registerService(info);
+    registry->registerService(parameters);
+
+    COptiRosterPlugin plugin;
+    QVERIFY(plugin.initialize(registry));
+    QCOMPARE(info->listeners(), 0);
+    QVERIFY(plugin.postInitialize());
+    QCOMPARE(info->listeners(), 1);
+    info->announceUninitialization();
+    QVERIFY(plugin.uninitialize(registry));
+}
+
+void TestPluginLifecycle::missingServicesAreNoError()
+{
+    QSharedPointer<CPluginInitializer> registry(new CPluginInitializer);
+    COptiRosterPlugin plugin;
+    QVERIFY(plugin.initialize(registry));
+    registry.reset(); // the plug-in holds the registry weakly
+    QVERIFY(plugin.postInitialize());
+    QVERIFY(plugin.uninitialize({}));
+}
+
+void TestPluginLifecycle::catalogues_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("camera");
+    QTest::addColumn<QString>("roster");
+    QTest::addColumn<QString>("decompressor");
+
+    QTest::newRow("ja") << "ja" << QString::fromUtf8("不明な圧縮モードが見つかりました。")
+                        << QString::fromUtf8("GigEトランスポート層が見つかりません。")
+                        << QString::fromUtf8("カメラから圧縮ステータスを取得中にエラーが発生しました。");
+    QTest::newRow("zh") << "zh_CN" << QString::fromUtf8("找到未知的压缩模式。") << QString::fromUtf8("未找到 GigE 传输层。")
+                        << QString::fromUtf8("从相机获取压缩状态时出错。");
+    QTest::newRow("ko") << "ko" << QString::fromUtf8("알 수 없는 압축 모드가 발견되었습니다.")
+                        << QString::fromUtf8("GigE 전송 계층이 없습니다.")
+                        << QString::fromUtf8("카메라에서 압축 상태를 가져오는 동안 오류가 발생했습니다.");
+    QTest::newRow("en") << "en" << "Unknown compression mode found." << "No GigE transport layer found."
+                        << "Error while getting compression status from camera.";
+}
+
+void TestPluginLifecycle::catalogues()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, camera);
+    QFETCH(QString, roster);
+    QFETCH(QString, decompressor);
+
+    COptiRosterPlugin plugin;
+    QVERIFY(plugin.setLanguage(language));
+    QCOMPARE(QCoreApplication::translate("Plugin::OptiRoster::Internal::CCamera", "Unknown compression mode found."), camera);
+    QCOMPARE(QCoreApplication::translate("Plugin::OptiRoster::Internal::COptiRoster", "No GigE transport layer found."), roster);
+    QCOMPARE(QCoreApplication::translate("Plugin::OptiRoster::Internal::CImageDecompressorService",
+                                         "Error while getting compression status from camera."),
+             decompressor);
+    // Messages outside the catalogue stay English.
+    QCOMPARE(QCoreApplication::translate("Plugin::OptiRoster::Internal::COptiRoster", "The image grab failed."),
+             QStringLiteral("The image grab failed."));
+    QVERIFY(!plugin.setLanguage(QStringLiteral("de")));
+    QCOMPARE(QCoreApplication::translate("Plugin::OptiRoster::Internal::COptiRoster", "No GigE transport layer found."),
+             QStringLiteral("No GigE transport layer found."));
+}
+
+TAVIX_TEST_MAIN(TestPluginLifecycle)
+#include "tst_pluginlifecycle.moc"
