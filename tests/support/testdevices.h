@@ -21,8 +21,9 @@ public:
     QString getVendorName() const override { return {}; }
     QString getTlType() const override { return {}; }
     int getDeviceType() const override { return 0; }
-    QString getLastError() const override { return {}; }
-    void clearLastError() override {}
+    QString getLastError() const override { return m_lastError; }
+    void clearLastError() override { m_lastError.clear(); }
+    void setLastError(const QString& text) { m_lastError = text; }
     QString getDeviceFactory() const override { return {}; }
     QString getDeviceVersion() const override { return {}; }
     QString getModelName() const override { return {}; }
@@ -32,6 +33,7 @@ public:
 
 private:
     QString m_fullName;
+    QString m_lastError;
     Tavix::CDeviceInfo m_deviceInfo;
 };
 

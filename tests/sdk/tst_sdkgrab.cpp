@@ -1,0 +1,290 @@
+#include "simscenario.h"
+#include "testmain.h"
+
+#include <tavix/instantcamera.h>
+#include <tavix/runtime.h>
+#include <tavix/tlfactory.h>
+
+#include <QMutex>
+#include <QThread>
+#include <QtConcurrent>
+
+#include <deque>
+
+using namespace Tavix;
+
+namespace {
+
+// Records what the SDK calls, with the thread it calls on.
+class CRecorder : public CImageEventHandler, public CConfigurationEventHandler
+{
+public:
+    explicit CRecorder(QString name = QStringLiteral("h")) : m_name(std::move(name)) {}
+
+    void OnOpen(CInstantCamera&) override { note("OnOpen"); }
+    void OnOpened(CInstantCamera&) override { note("OnOpened"); }
+    void OnClose(CInstantCamera&) override { note("OnClose"); }
+    void OnClosed(CInstantCamera&) override { note("OnClosed"); }
+    void OnGrabStart(CInstantCamera&) override { note("OnGrabStart"); }
+    void OnGrabStarted(CInstantCamera&) override { note("OnGrabStarted"); }
+    void OnGrabStop(CInstantCamera&) override { note("OnGrabStop"); }
+    void OnGrabStopped(CInstantCamera&) override { note("OnGrabStopped"); stopped.store(true); }
+    void OnGrabError(CInstantCamera&, const char* message) override { note(QStringLiteral("OnGrabError:") + QString::fromUtf8(message)); }
+    void OnCameraDeviceRemoved(CInstantCamera&) override { note("OnCameraDeviceRemoved"); removed.store(true); }
+    void OnImageGrabbed(CInstantCamera&, const CGrabResultPtr& result) override
+    {
+        QMutexLocker locker(&mutex);
+        if (images.isEmpty())
+            events << m_name + QStringLiteral(":OnImageGrabbed");
+        imageThread = QThread::currentThread();
+        images.append(result->GetImageNumber());
+        succeeded.append(result->GrabSucceeded());
+        payloadTypes.append(result->GetPayloadType());
+        if (keepResults)
+            kept.push_back(result);
+        if (order)
+            order->append(m_name);
+    }
+
+    void note(const QString& event)
+    {
+        QMutexLocker locker(&mutex);
+        events << m_name + QLatin1Char(':') + event;
+        threads[event] = QThread::currentThread();
+    }
+    int imageCount()
+    {
+        QMutexLocker locker(&mutex);
+        return images.size();
+    }
+
+    QMutex mutex;
+    QStringList events;
+    QMap<QString, QThread*> threads;
+    QThread* imageThread = nullptr;
+    QVector<int64_t> images;
+    QVector<bool> succeeded;
+    QVector<int> payloadTypes;
+    std::deque<CGrabResultPtr> kept;
+    bool keepResults = false;
+    QStringList* order = nullptr;
+    std::atomic<bool> stopped{false};
+    std::atomic<bool> removed{false};
+
+private:
+    QString m_name;
+};
+
+CDeviceInfo infoOf(const QString& serial)
+{
+    CDeviceInfo info;
+    info.SetSerialNumber(serial.toUtf8().constData());
+    return info;
+}
+
+struct OpenCamera
+{
+    explicit OpenCamera(const QString& serial, CRecorder& recorder)
+        : camera(CTlFactory::GetInstance().CreateDevice(infoOf(serial)))
+    {
+        camera.RegisterConfiguration(&recorder, RegistrationMode_ReplaceAll, Cleanup_None);
+        camera.RegisterImageEventHandler(&recorder, RegistrationMode_ReplaceAll, Cleanup_None);
+        camera.Open();
+    }
+    CInstantCamera camera;
+};
+
+} // namespace
+
+class TestSdkGrab : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void handlersRunInOrderOnTheirThreads();
+    void imageHandlersRunInRegistrationOrder();
+    void aSingleFrameGrabEndsByItself();
+    void buffersComeBackWhenTheLastCopyGoesOnAnotherThread();
+    void resultsOutliveTheirCamera();
+    void aLostDeviceIsReportedFromAThreadOfItsOwn();
+    void failedFramesChunkDataAndGrabErrorsArrive();
+    void imageNumbersStartWhereTheScenarioSays();
+};
+
+void TestSdkGrab::init()
+{
+    TavixSim::reset();
+    const QJsonArray devices{
+        TestScenario::camera(QStringLiteral("100")),
+        TestScenario::camera(QStringLiteral("101"), QJsonObject{{"failures", QJsonArray{QJsonObject{{"every", 2}, {"code", 7}, {"text", "incomplete"}}}},
+                                                             {"errors", QJsonArray{QJsonObject{{"afterFrame", 3}, {"message", "link lost"}}}},
+                                                             {"payloadType", "chunk"}}),
+        TestScenario::camera(QStringLiteral("102"), QJsonObject{{"firstImageNumber", "2147483646"}, {"frameRate", 200}}),
+    };
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(devices)}), QString());
+}
+
+void TestSdkGrab::handlersRunInOrderOnTheirThreads()
+{
+    CRecorder recorder;
+    {
+        OpenCamera open(QStringLiteral("100"), recorder);
+        CInstantCamera& camera = open.camera;
+        QVERIFY(camera.IsOpen());
+        camera.StartGrabbing(GrabStrategy_OneByOne, GrabLoop_ProvidedByInstantCamera);
+        QVERIFY(camera.IsGrabbing());
+        QTRY_VERIFY_WITH_TIMEOUT(recorder.imageCount() >= 10, 10000);
+        camera.StopGrabbing();
+        QVERIFY(!camera.IsGrabbing());
+        const int delivered = recorder.imageCount();
+        camera.StopGrabbing(); // harmless, reports nothing
+        QCOMPARE(recorder.imageCount(), delivered); // nothing arrives after the stop returned
+        camera.Close();
+    }
+    QCOMPARE(recorder.events, (QStringList{"h:OnOpen", "h:OnOpened", "h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed",
+                                           "h:OnGrabStop", "h:OnGrabStopped", "h:OnClose", "h:OnClosed"}));
+    for (const char* event : {"OnOpen", "OnGrabStart", "OnGrabStarted", "OnGrabStopped", "OnClose"})
+        QCOMPARE(recorder.threads.value(QLatin1String(event)), QThread::currentThread());
+    QVERIFY(recorder.imageThread && recorder.imageThread != QThread::currentThread());
+    for (int i = 1; i < recorder.images.size(); ++i)
+        QCOMPARE(recorder.images[i], recorder.images[i - 1] + 1); // one by one, in order
+}
+
+void TestSdkGrab::imageHandlersRunInRegistrationOrder()
+{
+    CRecorder first(QStringLiteral("first"));
+    CRecorder second(QStringLiteral("second"));
+    QStringList order;
+    first.order = &order;
+    second.order = &order;
+    OpenCamera open(QStringLiteral("100"), first);
+    open.camera.RegisterImageEventHandler(&second, RegistrationMode_Append, Cleanup_None);
+    open.camera.StartGrabbing(3);
+    QTRY_VERIFY_WITH_TIMEOUT(first.stopped.load(), 10000);
+    QCOMPARE(order, (QStringList{"first", "second", "first", "second", "first", "second"}));
+    // Handlers can't change while a grab runs, since the loop reads them without a lock.
+    open.camera.StartGrabbing(GrabStrategy_OneByOne);
+    QVERIFY_EXCEPTION_THROWN(open.camera.RegisterImageEventHandler(&second, RegistrationMode_Append, Cleanup_None),
+                             GenICam::LogicalErrorException);
+}
+
+void TestSdkGrab::aSingleFrameGrabEndsByItself()
+{
+    CRecorder recorder;
+    OpenCamera open(QStringLiteral("100"), recorder);
+    open.camera.StartGrabbing(1, GrabStrategy_OneByOne, GrabLoop_ProvidedByInstantCamera);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
+    QVERIFY(!open.camera.IsGrabbing());
+    QCOMPARE(recorder.imageCount(), 1);
+    QCOMPARE(recorder.events.mid(2), (QStringList{"h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed", "h:OnGrabStop", "h:OnGrabStopped"}));
+    // A grab that ends by itself reports its stop on the grab loop thread.
+    QCOMPARE(recorder.threads.value(QStringLiteral("OnGrabStopped")), recorder.imageThread);
+    open.camera.StopGrabbing();
+    QCOMPARE(recorder.events.count(QStringLiteral("h:OnGrabStopped")), 1);
+}
+
+void TestSdkGrab::buffersComeBackWhenTheLastCopyGoesOnAnotherThread()
+{
+    CRecorder recorder;
+    recorder.keepResults = true;
+    OpenCamera open(QStringLiteral("100"), recorder);
+    open.camera.MaxNumBuffer.SetValue(3);
+    open.camera.StartGrabbing(GrabStrategy_OneByOne);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.imageCount(), 3, 10000);
+    QCOMPARE(TavixSim::lastGrab("SimGigE#100").bufferCount, size_t(3));
+
+    // All buffers are held: the loop waits. A copy dropped elsewhere gives its buffer back.
+    std::deque<CGrabResultPtr> held;
+    {
+        QMutexLocker locker(&recorder.mutex);
+        held.swap(recorder.kept);
+        recorder.keepResults = false;
+    }
+    QCOMPARE(recorder.imageCount(), 3);
+    const void* firstBuffer = held.front()->GetBuffer();
+    QtConcurrent::run([&held] { held.clear(); }).waitForFinished();
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.imageCount() > 6, 10000);
+    open.camera.StopGrabbing();
+    QVERIFY(firstBuffer);
+}
+
+void TestSdkGrab::resultsOutliveTheirCamera()
+{
+    CRecorder recorder;
+    recorder.keepResults = true;
+    std::deque<CGrabResultPtr> held;
+    {
+        OpenCamera open(QStringLiteral("100"), recorder);
+        open.camera.StartGrabbing(2);
+        QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
+        held.swap(recorder.kept);
+    }
+    QCOMPARE(int(held.size()), 2);
+    QVERIFY(held[0]->GrabSucceeded());
+    QCOMPARE(held[0]->GetPayloadSize(), size_t(64));
+    const auto* pixels = static_cast<const unsigned char*>(held[1]->GetBuffer());
+    QVERIFY(pixels[1] != pixels[0]); // a pattern, not a blank
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
+    held.clear(); // the pool goes with the last result
+}
+
+void TestSdkGrab::aLostDeviceIsReportedFromAThreadOfItsOwn()
+{
+    CRecorder recorder;
+    OpenCamera open(QStringLiteral("100"), recorder);
+    open.camera.StartGrabbing(GrabStrategy_OneByOne);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.imageCount() > 0, 10000);
+
+    TavixSim::loseDevice("SimGigE#100");
+    QVERIFY(open.camera.IsCameraDeviceRemoved());
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.removed.load(), 10000);
+    QThread* reporter = recorder.threads.value(QStringLiteral("OnCameraDeviceRemoved"));
+    QVERIFY(reporter != QThread::currentThread());
+    QVERIFY(reporter != recorder.imageThread);
+    QVERIFY(open.camera.IsGrabbing()); // the grab stands until somebody stops it
+    QVERIFY(open.camera.IsOpen());
+    open.camera.StopGrabbing();
+    open.camera.Close();
+
+    DeviceInfoList devices;
+    CTlFactory::GetInstance().EnumerateDevices(devices);
+    for (const auto& device : devices)
+        QVERIFY(device.GetFullName() != "SimGigE#100");
+    QVERIFY_EXCEPTION_THROWN(CTlFactory::GetInstance().CreateDevice(infoOf(QStringLiteral("100"))), GenICam::RuntimeException);
+}
+
+void TestSdkGrab::failedFramesChunkDataAndGrabErrorsArrive()
+{
+    CRecorder recorder;
+    recorder.keepResults = true;
+    OpenCamera open(QStringLiteral("101"), recorder);
+    IChunkParser* parser = open.camera.GetDevice()->CreateChunkParser();
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveChunkParser), 1);
+    open.camera.StartGrabbing(4);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
+    QCOMPARE(recorder.succeeded, (QVector<bool>{true, false, true, false}));
+    QCOMPARE(recorder.payloadTypes, (QVector<int>{3, 3, 3, 3}));
+    QVERIFY(recorder.events.contains(QStringLiteral("h:OnGrabError:link lost")));
+    QCOMPARE(recorder.kept[1]->GetErrorCode(), 7u);
+    QCOMPARE(QString::fromUtf8(recorder.kept[1]->GetErrorDescription()), QStringLiteral("incomplete"));
+
+    const CGrabResultPtr& last = recorder.kept.back();
+    parser->AttachBuffer(last->GetBuffer(), last->GetPayloadSize());
+    QCOMPARE(CIntegerParameter(open.camera.GetNodeMap(), "ChunkFrameID").GetValue(), last->GetImageNumber());
+    QVERIFY_EXCEPTION_THROWN(parser->AttachBuffer(last->GetBuffer(), 8), GenICam::RuntimeException);
+    open.camera.GetDevice()->DestroyChunkParser(parser);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveChunkParser), 0);
+}
+
+void TestSdkGrab::imageNumbersStartWhereTheScenarioSays()
+{
+    CRecorder recorder;
+    OpenCamera open(QStringLiteral("102"), recorder);
+    open.camera.StartGrabbing(3);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
+    QCOMPARE(recorder.images, (QVector<int64_t>{2147483646ll, 2147483647ll, 2147483648ll}));
+}
+
+TAVIX_TEST_MAIN(TestSdkGrab)
+#include "tst_sdkgrab.moc"

@@ -1,0 +1,330 @@
+#include "simscenario.h"
+#include "testmain.h"
+
+#include <tavix/instantcamera.h>
+#include <tavix/runtime.h>
+#include <tavix/tlfactory.h>
+
+#include <QTemporaryFile>
+#include <QtConcurrent>
+
+using namespace Tavix;
+
+namespace {
+
+QStringList namesOf(const DeviceInfoList& list)
+{
+    QStringList names;
+    for (const auto& info : list)
+        names << QString::fromUtf8(info.GetSerialNumber());
+    return names;
+}
+
+QStringList criticalMessages;
+void captureCritical(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type == QtCriticalMsg)
+        criticalMessages << text;
+}
+
+} // namespace
+
+class TestSdkWorld : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void theBuiltInScenarioIsARealisticMachine();
+    void enumerateDevicesFiltersAndAddsToTheList();
+    void anUnreachableCameraIsListedOnceAnnounced();
+    void faultsReachTheCallerAsTheirType_data();
+    void faultsReachTheCallerAsTheirType();
+    void faultsCountDown();
+    void badScenariosNameFilePathAndProblem_data();
+    void badScenariosNameFilePathAndProblem();
+    void nodeWritesRefuseWhatTheFeatureDoesNotAllow();
+    void layersAreSharedAndCounted();
+    void terminatingWithLiveObjectsIsReported();
+    void theNodeMapCacheIsSharedByAModel();
+    void sleepCanBeScaledAndFrozen();
+};
+
+void TestSdkWorld::init()
+{
+    TavixSim::reset();
+    const QJsonArray devices{TestScenario::camera(QStringLiteral("200")), TestScenario::camera(QStringLiteral("201"))};
+    QJsonObject remote = TestScenario::camera(QStringLiteral("250"));
+    remote.insert("reachable", false);
+    remote.insert("ipAddress", "10.0.0.50");
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(QJsonArray(devices) << remote)}), QString());
+}
+
+void TestSdkWorld::theBuiltInScenarioIsARealisticMachine()
+{
+    TavixSim::loadDefaultScenario();
+    TlInfoList layers;
+    QVERIFY(CTlFactory::GetInstance().EnumerateTls(layers) >= 4);
+    QStringList classes;
+    for (const auto& layer : layers)
+        classes << QString::fromUtf8(layer.GetDeviceClass());
+    QVERIFY(classes.contains(QStringLiteral("VorlanGTC/Vorlan/CXP")));
+    QVERIFY(classes.contains(QStringLiteral("VorlanGTC/Vorlan/GenTL_Producer_for_Vorlan_quaro_707_cameras")));
+
+    ITransportLayer* cxp = CTlFactory::GetInstance().CreateTl("VorlanGTC/Vorlan/CXP");
+    QVERIFY(cxp);
+    QVERIFY(!dynamic_cast<IGigETransportLayer*>(cxp));
+    InterfaceInfoList interfaces;
+    QCOMPARE(cxp->EnumerateInterfaces(interfaces, false), 2);
+    CTlFactory::GetInstance().ReleaseTl(cxp);
+
+    ITransportLayer* gige = CTlFactory::GetInstance().CreateTl("VorlanGigE");
+    QVERIFY(dynamic_cast<IGigETransportLayer*>(gige));
+    DeviceInfoList cameras;
+    QVERIFY(gige->EnumerateDevices(cameras, false) >= 3);
+    bool producerCamera = false;
+    for (const auto& camera : cameras)
+        producerCamera = producerCamera || camera.GetDeviceClass().find("VorlanGTC") != GenICam::gcstring::npos;
+    QVERIFY(producerCamera);
+    CTlFactory::GetInstance().ReleaseTl(gige);
+}
+
+void TestSdkWorld::enumerateDevicesFiltersAndAddsToTheList()
+{
+    CTlFactory& factory = CTlFactory::GetInstance();
+    DeviceInfoList found;
+    CDeviceInfo kept;
+    kept.SetSerialNumber("kept");
+    found.push_back(kept);
+
+    DeviceInfoList filter(1);
+    filter[0].SetSerialNumber("201");
+    QCOMPARE(factory.EnumerateDevices(found, filter, true), 2);
+    QCOMPARE(namesOf(found), (QStringList{"kept", "201"}));
+    QCOMPARE(factory.EnumerateDevices(found, filter, false), 1);
+    QCOMPARE(namesOf(found), QStringList{"201"});
+    QCOMPARE(factory.EnumerateDevices(found, DeviceInfoList(), false), 2); // an empty filter lists all
+}
+
+void TestSdkWorld::anUnreachableCameraIsListedOnceAnnounced()
+{
+    ITransportLayer* layer = CTlFactory::GetInstance().CreateTl("VorlanGigE");
+    auto gige = dynamic_cast<IGigETransportLayer*>(layer);
+    QVERIFY(gige);
+    DeviceInfoList devices;
+    gige->EnumerateDevices(devices, false);
+    QVERIFY(!namesOf(devices).contains(QStringLiteral("250")));
+    gige->EnumerateAllDevices(devices, false);
+    QVERIFY(namesOf(devices).contains(QStringLiteral("250")));
+
+    CDeviceInfo info = layer->CreateDeviceInfo();
+    info.SetPropertyValue("IpAddress", "10.0.0.99");
+    QVERIFY(!gige->AnnounceRemoteDevice("10.0.0.99", &info));
+    QVERIFY(gige->AnnounceRemoteDevice("10.0.0.50", &info));
+    QCOMPARE(QString::fromUtf8(info.GetSerialNumber()), QStringLiteral("250"));
+    gige->EnumerateDevices(devices, false);
+    QVERIFY(namesOf(devices).contains(QStringLiteral("250")));
+    CTlFactory::GetInstance().ReleaseTl(layer);
+}
+
+void TestSdkWorld::faultsReachTheCallerAsTheirType_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("type");
+    QTest::newRow("enumerate layers") << "EnumerateTls" << "RuntimeException";
+    QTest::newRow("create layer") << "CreateTl" << "AccessException";
+    QTest::newRow("list devices") << "EnumerateDevices" << "TimeoutException";
+    QTest::newRow("list interfaces") << "EnumerateInterfaces" << "LogicalErrorException";
+    QTest::newRow("create device") << "CreateDevice" << "InvalidArgumentException";
+    QTest::newRow("open") << "Open" << "BadAllocException";
+    QTest::newRow("start grab") << "StartGrabbing" << "OutOfRangeException";
+    QTest::newRow("feature write") << "Write:Width" << "AccessException";
+    QTest::newRow("unlisted type") << "Open" << "SimulatedException";
+}
+
+void TestSdkWorld::faultsReachTheCallerAsTheirType()
+{
+    QFETCH(QString, operation);
+    QFETCH(QString, type);
+    TavixSim::injectFault({"*", operation.toStdString(), type.toStdString(), "injected", -1});
+
+    QString caught;
+    try {
+        CTlFactory& factory = CTlFactory::GetInstance();
+        TlInfoList layers;
+        factory.EnumerateTls(layers);
+        std::unique_ptr<ITransportLayer, std::function<void(ITransportLayer*)>> layer(
+            factory.CreateTl(layers.at(0)), [&factory](ITransportLayer* l) { factory.ReleaseTl(l); });
+        InterfaceInfoList interfaces;
+        layer->EnumerateInterfaces(interfaces, false);
+        DeviceInfoList devices;
+        layer->EnumerateDevices(devices, false);
+        CInstantCamera camera(factory.CreateDevice(devices.at(0)));
+        camera.Open();
+        CIntegerParameter(camera.GetNodeMap(), "Width").SetValue(32);
+        camera.StartGrabbing(1);
+    } catch (const GenICam::GenericException& e) {
+        caught = QString::fromLatin1(e.GetExceptionType());
+        QCOMPARE(QString::fromUtf8(e.GetDescription()), QStringLiteral("injected"));
+        QVERIFY(QString::fromUtf8(e.what()).contains(QStringLiteral("injected")));
+    }
+    QCOMPARE(caught, type);
+}
+
+void TestSdkWorld::faultsCountDown()
+{
+    TavixSim::injectFault({"SimGigE#200", "Open", "RuntimeException", "twice", 2});
+    CInstantCamera other(CTlFactory::GetInstance().CreateDevice(CDeviceInfo().SetSerialNumber("201")));
+    other.Open(); // another device: untouched
+    CInstantCamera camera(CTlFactory::GetInstance().CreateDevice(CDeviceInfo().SetSerialNumber("200")));
+    QVERIFY_EXCEPTION_THROWN(camera.Open(), GenICam::RuntimeException);
+    QVERIFY_EXCEPTION_THROWN(camera.Open(), GenICam::RuntimeException);
+    camera.Open();
+    QVERIFY(camera.IsOpen());
+}
+
+void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("not JSON") << QByteArray("{ \"transportLayers\": [") << "not valid JSON";
+    QTest::newRow("no object") << QByteArray("[1]") << "$: an object is expected";
+    QTest::newRow("unknown key") << QByteArray(R"({"transportLayer": []})") << "$.transportLayer: is not a known key";
+    QTest::newRow("missing name") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T"}]})")
+                                  << "$.transportLayers[0].friendlyName: is missing";
+    QTest::newRow("feature type") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
+        "devices": [{"fullName": "D", "features": [{"name": "Gain", "type": "double"}]}]}]})")
+                                  << "$.transportLayers[0].devices[0].features[0].type: 'double' is no feature type";
+    QTest::newRow("enum value") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
+        "devices": [{"fullName": "D", "features": [{"name": "M", "type": "enumeration", "entries": ["A"], "value": "B"}]}]}]})")
+                                << "$.transportLayers[0].devices[0].features[0].value: 'B' is not among the entries";
+}
+
+void TestSdkWorld::badScenariosNameFilePathAndProblem()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, expected);
+    QTemporaryFile file;
+    QVERIFY(file.open());
+    file.write(json);
+    file.close();
+    QString error;
+    QVERIFY(!TavixSim::loadScenarioFile(file.fileName(), &error));
+    QVERIFY2(error.startsWith(file.fileName()), qPrintable(error));
+    QVERIFY2(error.contains(expected), qPrintable(error));
+    // Nothing was loaded: the scenario of init() stands.
+    DeviceInfoList devices;
+    QCOMPARE(CTlFactory::GetInstance().EnumerateDevices(devices), 2);
+}
+
+void TestSdkWorld::nodeWritesRefuseWhatTheFeatureDoesNotAllow()
+{
+    const QJsonArray features{
+        QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 64}, {"min", 16}, {"max", 128}, {"inc", 16}},
+        QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", 1}},
+        QJsonObject{{"name", "Mode"}, {"type", "enumeration"}, {"entries", QJsonArray{"A", QJsonObject{{"name", "B"}, {"available", false}}}}},
+        QJsonObject{{"name", "Serial"}, {"type", "string"}, {"value", "x"}, {"access", "RO"}},
+        QJsonObject{{"name", "Hidden"}, {"type", "boolean"}, {"available", false}},
+    };
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer({TestScenario::camera(QStringLiteral("300"), {}, features)})}), QString());
+    CInstantCamera camera(CTlFactory::GetInstance().CreateFirstDevice());
+    camera.Open();
+    GenApi::INodeMap& map = camera.GetNodeMap();
+    QVERIFY_EXCEPTION_THROWN(CIntegerParameter(map, "Width").SetValue(256), GenICam::OutOfRangeException);
+    QVERIFY_EXCEPTION_THROWN(CIntegerParameter(map, "Width").SetValue(40), GenICam::InvalidArgumentException);
+    QVERIFY_EXCEPTION_THROWN(CEnumParameter(map, "Mode").SetValue("C"), GenICam::InvalidArgumentException);
+    QVERIFY_EXCEPTION_THROWN(CEnumParameter(map, "Mode").SetValue("B"), GenICam::AccessException);
+    QVERIFY_EXCEPTION_THROWN(CStringParameter(map, "Serial").SetValue("y"), GenICam::AccessException);
+    QVERIFY_EXCEPTION_THROWN(CEnumParameter(map, "Missing").SetValue("A"), GenICam::LogicalErrorException);
+    QVERIFY(!CEnumParameter(map, "Missing").TrySetValue("A"));
+    QVERIFY(!CParameter(map, "Missing").IsWritable());
+    QVERIFY(!CBooleanParameter(map, "Hidden").IsAvailable());
+    QCOMPARE(CBooleanParameter(map, "Hidden").GetValueOrDefault(false), false);
+    GenICam::gcstring_vector settable;
+    CEnumParameter(map, "Mode").GetSettableValues(settable);
+    QCOMPARE(settable.size(), size_t(1));
+    QVERIFY(CIntegerParameter(map, "Width").TrySetValue(32));
+    QCOMPARE(CIntegerParameter(map, "Width").GetValue(), int64_t(32));
+    QCOMPARE(CIntegerParameter(camera.GetStreamGrabberNodeMap(), "PayloadSize").GetValue(), int64_t(32));
+    QVERIFY(CBooleanParameter(camera.GetInstantCameraNodeMap(), "ClearBufferModeEnable").TrySetValue(true));
+}
+
+void TestSdkWorld::layersAreSharedAndCounted()
+{
+    const int before = TavixSim::liveObjects(TavixSim::LiveTransportLayer);
+    CTlFactory& factory = CTlFactory::GetInstance();
+    ITransportLayer* first = factory.CreateTl("VorlanGigE");
+    ITransportLayer* second = factory.CreateTl("VorlanGigE");
+    QCOMPARE(first, second);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), before + 1);
+    QCOMPARE(TavixSim::callCount("CreateTl:VorlanGigE/TL"), 2);
+    factory.ReleaseTl(first);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), before + 1);
+    factory.ReleaseTl(second);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), before);
+    QVERIFY(!factory.CreateTl("NoSuchClass"));
+}
+
+void TestSdkWorld::terminatingWithLiveObjectsIsReported()
+{
+    const auto before = TavixSim::runtimeCounters();
+    QCOMPARE(before.initializeCalls, 0); // reset() empties the call counts
+    Tavix::TavixInitialize();
+    Tavix::TavixInitialize();
+    QCOMPARE(TavixSim::runtimeCounters().users, before.users + 2);
+    auto* camera = new CInstantCamera(CTlFactory::GetInstance().CreateFirstDevice());
+    criticalMessages.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(captureCritical);
+    Tavix::TavixTerminate(true);
+    Tavix::TavixTerminate(true);
+    qInstallMessageHandler(previous);
+    delete camera;
+    const auto after = TavixSim::runtimeCounters();
+    QCOMPARE(after.initializeCalls, 2);
+    QCOMPARE(after.terminateCalls, 2);
+    if (before.users == 0) // the end of the SDK: the live camera and its device are named
+        QVERIFY(criticalMessages.join('\n').contains(QStringLiteral("instant cameras")));
+}
+
+void TestSdkWorld::theNodeMapCacheIsSharedByAModel()
+{
+    const QByteArray json = R"({"models": {"m": [{"name": "Gain", "type": "float", "value": 2.5}]},
+        "transportLayers": [{"deviceClass": "VorlanGigE", "tlType": "GEV", "friendlyName": "GigE",
+        "devices": [{"fullName": "A", "serialNumber": "1", "model": "m"}, {"fullName": "B", "serialNumber": "2", "model": "m"}]}]})";
+    QString error;
+    QVERIFY2(TavixSim::loadScenario(json, &error), qPrintable(error));
+    CTlFactory& factory = CTlFactory::GetInstance();
+    CInstantCamera a(factory.CreateDevice(CDeviceInfo().SetSerialNumber("1")));
+    CInstantCamera b(factory.CreateDevice(CDeviceInfo().SetSerialNumber("2")));
+    QCOMPARE(TavixSim::callCount("ParseModel:m"), 1);
+    QVERIFY(GenApi::CNodeMapFactory::ClearCache());
+    CInstantCamera c(factory.CreateDevice(CDeviceInfo().SetSerialNumber("1")));
+    QCOMPARE(TavixSim::callCount("ParseModel:m"), 2);
+    c.Open();
+    QCOMPARE(CFloatParameter(c.GetNodeMap(), "Gain").GetValue(), 2.5);
+}
+
+void TestSdkWorld::sleepCanBeScaledAndFrozen()
+{
+    TavixSim::setSleepScale(0);
+    QElapsedTimer timer;
+    timer.start();
+    Tavix::WaitObject::Sleep(60000);
+    QVERIFY(timer.elapsed() < 30000);
+    QCOMPARE(TavixSim::recordedSleeps(), std::vector<unsigned long>{60000});
+
+    TavixSim::freezeSleep(true);
+    std::atomic<bool> woke{false};
+    auto sleeper = QtConcurrent::run([&] {
+        Tavix::WaitObject::Sleep(1);
+        woke = true;
+    });
+    QTRY_COMPARE_WITH_TIMEOUT(TavixSim::recordedSleeps().size(), size_t(2), 10000);
+    QVERIFY(!woke.load());
+    TavixSim::freezeSleep(false);
+    sleeper.waitForFinished();
+    QVERIFY(woke.load());
+}
+
+TAVIX_TEST_MAIN(TestSdkWorld)
+#include "tst_sdkworld.moc"
