@@ -48,6 +48,7 @@ private slots:
     void terminatingWithLiveObjectsIsReported();
     void theNodeMapCacheIsSharedByAModel();
     void sleepCanBeScaledAndFrozen();
+    void theDocumentedExampleLoads();
 };
 
 void TestSdkWorld::init()
@@ -324,6 +325,19 @@ void TestSdkWorld::sleepCanBeScaledAndFrozen()
     TavixSim::freezeSleep(false);
     sleeper.waitForFinished();
     QVERIFY(woke.load());
+}
+
+void TestSdkWorld::theDocumentedExampleLoads()
+{
+    QFile doc(QFINDTESTDATA("../../docs/scenario.md"));
+    QVERIFY(doc.open(QIODevice::ReadOnly));
+    const QByteArray text = doc.readAll();
+    const int start = text.indexOf("```json") + 7;
+    const QByteArray example = text.mid(start, text.indexOf("```", start) - start);
+    QString error;
+    QVERIFY2(TavixSim::loadScenario(example, &error), qPrintable(error));
+    DeviceInfoList devices;
+    QCOMPARE(CTlFactory::GetInstance().EnumerateDevices(devices), 2); // the unreachable one is not listed
 }
 
 TAVIX_TEST_MAIN(TestSdkWorld)
