@@ -15,13 +15,21 @@ CGrabEngine::~CGrabEngine()
 {
     stop();
     join();
+    releasePool();
+}
+
+void CGrabEngine::releasePool()
+{
+    // Results still held elsewhere keep the pool alive until the last one goes.
+    if (m_pPool)
+        m_pPool->release();
+    m_pPool = nullptr;
 }
 
 void CGrabEngine::start(size_t maxImages, size_t bufferCount, size_t bufferSize, bool overridePriority, int priority)
 {
     join();
-    if (m_pPool)
-        m_pPool->release();
+    releasePool();
     m_pPool = CBufferPool::create(bufferCount, bufferSize);
     m_stop.store(false, std::memory_order_release);
     m_grabbing.store(true, std::memory_order_release);
@@ -36,8 +44,10 @@ bool CGrabEngine::stop()
         device->GetStreamGrabber().CancelWait();
     if (m_pPool)
         m_pPool->wake();
-    if (!isLoopThread())
+    if (!isLoopThread()) {
         join();
+        releasePool();
+    }
     return wasGrabbing;
 }
 

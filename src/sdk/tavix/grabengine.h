@@ -28,6 +28,7 @@ private:
     void run(size_t maxImages, bool overridePriority, int priority);
     void deliver(CGrabResultData* data, const FrameResult& frame);
     void join();
+    void releasePool();
 
     CInstantCamera& m_camera;
     std::thread m_thread;

@@ -1,0 +1,76 @@
+#include "camerainfolist.h"
+
+#include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/internal/sortbyname.h>
+
+#include <QSettings>
+
+namespace Plugin::OptiRoster {
+
+using Internal::CCameraInfo;
+
+namespace {
+
+// Every camera ever seen, one object for each full name. Only one enumeration pass runs at a
+// time, and that is the list's only protection.
+QVector<QSharedPointer<CCameraInfo>> m_knownCameras;
+
+bool showQuaroCamera()
+{
+    QSettings settings;
+    settings.beginGroup(QStringLiteral("Enumeration"));
+    const bool show = settings.value(QStringLiteral("ShowQuaroCamera"), false).toBool();
+    settings.endGroup();
+    return show;
+}
+
+// A time-of-flight camera reached over the GigE layer is hidden unless the setting shows it;
+// the same camera seen through its own producer stays.
+bool isHiddenTimeOfFlightCamera(const Tavix::CDeviceInfo& device, bool showQuaro)
+{
+    return QString::fromUtf8(device.GetManufacturerInfo().c_str()).contains(QLatin1String("061B020F")) && !showQuaro
+           && device.GetDeviceClass() == "VorlanGigE";
+}
+
+QSharedPointer<CCameraInfo> knownCamera(const Tavix::CDeviceInfo& device, bool* recordChanged)
+{
+    QSharedPointer<CCameraInfo> candidate(new CCameraInfo(device, nullptr));
+    for (const auto& known : qAsConst(m_knownCameras)) {
+        if (known->getFullName() == candidate->getFullName()) {
+            if (known->getDeviceInfo() != device) {
+                known->setDeviceInfo(device);
+                *recordChanged = true;
+            }
+            return known;
+        }
+    }
+    m_knownCameras.append(candidate);
+    return candidate;
+}
+
+} // namespace
+
+CCameraInfoList CCameraInfoList::fromDeviceInfoList(const Tavix::DeviceInfoList& devices, bool* recordChanged)
+{
+    CCameraInfoList list;
+    const bool showQuaro = showQuaroCamera();
+    *recordChanged = false;
+    for (const auto& device : devices) {
+        if (isHiddenTimeOfFlightCamera(device, showQuaro))
+            continue;
+        list.append(knownCamera(device, recordChanged));
+    }
+    Internal::sortByName(list, [](const CameraInfoPtr& info) { return info->getDisplayName(); });
+    return list;
+}
+
+QVector<DeviceBaseInfoPtr> CCameraInfoList::toDeviceBaseInfoVector() const
+{
+    QVector<DeviceBaseInfoPtr> infos;
+    infos.reserve(size());
+    for (const auto& info : *this)
+        infos.append(info);
+    return infos;
+}
+
+} // namespace Plugin::OptiRoster

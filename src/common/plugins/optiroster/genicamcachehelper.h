@@ -1,0 +1,12 @@
+#pragma once
+
+namespace Plugin::OptiRoster {
+
+// Empties the SDK's cache of node map descriptions. Whatever the SDK throws reaches the caller.
+class CGenicamCacheHelper
+{
+public:
+    static void clearGenicamCache();
+};
+
+} // namespace Plugin::OptiRoster

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <plugins/optiroster/itransportlayerinfo.h>
+
+#include <tavix/deviceinfo.h>
+
+namespace Plugin::OptiRoster::Internal {
+
+class CTransportLayerInfo : public ITransportLayerInfo
+{
+    Q_OBJECT
+public:
+    CTransportLayerInfo(const QString& tlClass, const QString& tlType, const QString& friendlyName,
+                        const QString& fullName, QObject* parent);
+    ~CTransportLayerInfo() override;
+
+    static QSharedPointer<CTransportLayerInfo> fromTavixTransportLayer(Tavix::CTlInfo tlInfo);
+
+    const CCameraInfoList& getCameraInfoList() const override;
+    const CInterfaceInfoList& getInterfaceInfoList() const override;
+    QString getClass() const override;
+    QString getTlType() const override;
+    QString getFriendlyName() const override;
+    QString getFullName() const override;
+    bool haveContainedCamerasChanged() const override;
+
+    void setCameraInfoList(const CCameraInfoList& list);
+    void setInterfaceInfoList(const CInterfaceInfoList& list);
+    void setHaveContainedCamerasChanged(bool changed);
+
+private:
+    QString m_class;
+    QString m_tlType;
+    QString m_friendlyName;
+    QString m_fullName;
+    bool m_haveContainedCamerasChanged = false;
+    CCameraInfoList m_cameraInfoList;
+    CInterfaceInfoList m_interfaceInfoList;
+};
+
+} // namespace Plugin::OptiRoster::Internal
