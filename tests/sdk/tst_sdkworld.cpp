@@ -44,7 +44,7 @@ private slots:
     void badScenariosNameFilePathAndProblem_data();
     void badScenariosNameFilePathAndProblem();
     void nodeWritesRefuseWhatTheFeatureDoesNotAllow();
-    void layersAreSharedAndCounted();
+    void eachLayerIsCreatedAndReleasedOnItsOwn();
     void terminatingWithLiveObjectsIsReported();
     void theNodeMapCacheIsSharedByAModel();
     void sleepCanBeScaledAndFrozen();
@@ -250,14 +250,14 @@ void TestSdkWorld::nodeWritesRefuseWhatTheFeatureDoesNotAllow()
     QVERIFY(CBooleanParameter(camera.GetInstantCameraNodeMap(), "ClearBufferModeEnable").TrySetValue(true));
 }
 
-void TestSdkWorld::layersAreSharedAndCounted()
+void TestSdkWorld::eachLayerIsCreatedAndReleasedOnItsOwn()
 {
     const int before = TavixSim::liveObjects(TavixSim::LiveTransportLayer);
     CTlFactory& factory = CTlFactory::GetInstance();
     ITransportLayer* first = factory.CreateTl("VorlanGigE");
     ITransportLayer* second = factory.CreateTl("VorlanGigE");
-    QCOMPARE(first, second);
-    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), before + 1);
+    QVERIFY(first != second);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), before + 2);
     QCOMPARE(TavixSim::callCount("CreateTl:VorlanGigE/TL"), 2);
     factory.ReleaseTl(first);
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), before + 1);

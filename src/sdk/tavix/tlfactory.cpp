@@ -3,7 +3,7 @@
 #include <tavix/sim/world.h>
 #include <tavix/tlfactory.h>
 
-#include <map>
+#include <set>
 #include <mutex>
 
 namespace Tavix {
@@ -11,11 +11,11 @@ namespace {
 
 using TavixSim::CWorld;
 
-// Layers are shared: each CreateTl of a layer gives the same object and counts a reference.
+// Each CreateTl gives a layer object of its own, which ReleaseTl ends.
 struct LayerTable
 {
     std::mutex mutex;
-    std::map<std::string, TavixSim::CSimTransportLayer*> layers;
+    std::set<TavixSim::CSimTransportLayer*> layers;
 };
 
 LayerTable& layerTable()
@@ -58,6 +58,7 @@ CTlFactory& CTlFactory::GetInstance()
 int CTlFactory::EnumerateTls(TlInfoList& list)
 {
     CWorld::instance().checkFault({"factory"}, "EnumerateTls");
+    CWorld::instance().countCall("EnumerateTls");
     list.clear();
     for (const auto& layer : CWorld::instance().layers())
         list.push_back(layer.info);
@@ -72,16 +73,11 @@ ITransportLayer* CTlFactory::CreateTl(const CTlInfo& info)
     if (!CWorld::instance().findLayer(fullName, desc))
         return nullptr;
     CWorld::instance().countCall("CreateTl:" + fullName);
+    TavixSim::CSimTransportLayer* layer = desc.gige ? new TavixSim::CSimGigETransportLayer(desc.info)
+                                                    : new TavixSim::CSimTransportLayer(desc.info);
     LayerTable& table = layerTable();
     std::lock_guard<std::mutex> lock(table.mutex);
-    TavixSim::CSimTransportLayer*& layer = table.layers[fullName];
-    if (!layer) {
-        if (desc.gige)
-            layer = new TavixSim::CSimGigETransportLayer(desc.info);
-        else
-            layer = new TavixSim::CSimTransportLayer(desc.info);
-    }
-    ++layer->references;
+    table.layers.insert(layer);
     return layer;
 }
 
@@ -101,14 +97,13 @@ void CTlFactory::ReleaseTl(const ITransportLayer* layer)
     LayerTable& table = layerTable();
     std::lock_guard<std::mutex> lock(table.mutex);
     for (auto it = table.layers.begin(); it != table.layers.end(); ++it) {
-        if (static_cast<const ITransportLayer*>(it->second) == layer) {
-            if (--it->second->references == 0) {
-                delete it->second;
-                table.layers.erase(it);
-            }
+        if (static_cast<const ITransportLayer*>(*it) == layer) {
+            delete *it;
+            table.layers.erase(it);
             return;
         }
     }
+    qWarning("Tavix: ReleaseTl of a layer that the factory didn't create or has released already");
 }
 
 int CTlFactory::EnumerateDevices(DeviceInfoList& list, const DeviceInfoList& filter, bool addToList)

@@ -62,6 +62,13 @@ void waitForRemovalNotifications();
 void injectFault(const Fault& fault);
 void clearFaults();
 
+// Gates: a paused operation holds every thread that reaches it until it is resumed, so that a
+// test can keep a slow discovery or open running. waitUntilPaused waits (up to the time-out)
+// until a thread is held there and answers whether one is.
+void pauseOperation(const std::string& operation);
+void resumeOperation(const std::string& operation);
+bool waitUntilPaused(const std::string& operation, int timeoutMs = 10000);
+
 // The clock of WaitObject::Sleep: a scale of 0 makes every wait return at once; a frozen
 // clock holds every waiting thread until it thaws.
 void setSleepScale(double scale);

@@ -44,7 +44,6 @@ public:
     Tavix::ITavixDevice* CreateDevice(const Tavix::CDeviceInfo& info) override;
     void DestroyDevice(Tavix::ITavixDevice* device) override;
 
-    std::atomic<int> references{0}; // owned by the factory's table
 
 protected:
     int listDevices(Tavix::DeviceInfoList& list, bool addToList, bool allSubnets, const char* operation);

@@ -275,8 +275,42 @@ void CWorld::clearFaults()
     m_faults.clear();
 }
 
+void CWorld::pause(const std::string& operation)
+{
+    std::lock_guard<std::mutex> lock(m_gateMutex);
+    m_pausedOperations.emplace(operation, 0);
+}
+
+void CWorld::resume(const std::string& operation)
+{
+    std::lock_guard<std::mutex> lock(m_gateMutex);
+    m_pausedOperations.erase(operation);
+    m_gateChanged.notify_all();
+}
+
+bool CWorld::waitUntilPaused(const std::string& operation, int timeoutMs)
+{
+    std::unique_lock<std::mutex> lock(m_gateMutex);
+    return m_gateChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] {
+        const auto it = m_pausedOperations.find(operation);
+        return it != m_pausedOperations.end() && it->second > 0;
+    });
+}
+
+void CWorld::passGate(const std::string& operation)
+{
+    std::unique_lock<std::mutex> lock(m_gateMutex);
+    auto it = m_pausedOperations.find(operation);
+    if (it == m_pausedOperations.end())
+        return;
+    ++it->second;
+    m_gateChanged.notify_all();
+    m_gateChanged.wait(lock, [&] { return m_pausedOperations.count(operation) == 0; });
+}
+
 void CWorld::checkFault(std::initializer_list<std::string> targets, const std::string& operation)
 {
+    passGate(operation);
     Fault hit;
     {
         std::lock_guard<std::recursive_mutex> lock(m_mutex);
@@ -382,6 +416,11 @@ GrabRecord CWorld::lastGrab(const std::string& deviceFullName) const
 
 void CWorld::reset()
 {
+    {
+        std::lock_guard<std::mutex> lock(m_gateMutex);
+        m_pausedOperations.clear();
+        m_gateChanged.notify_all();
+    }
     waitForRemovalThreads();
     {
         std::lock_guard<std::mutex> lock(m_sleepMutex);
@@ -412,6 +451,9 @@ void loseDevice(const std::string& name) { CWorld::instance().loseDevice(name); 
 void waitForRemovalNotifications() { CWorld::instance().waitForRemovalThreads(); }
 void injectFault(const Fault& fault) { CWorld::instance().injectFault(fault); }
 void clearFaults() { CWorld::instance().clearFaults(); }
+void pauseOperation(const std::string& operation) { CWorld::instance().pause(operation); }
+void resumeOperation(const std::string& operation) { CWorld::instance().resume(operation); }
+bool waitUntilPaused(const std::string& operation, int timeoutMs) { return CWorld::instance().waitUntilPaused(operation, timeoutMs); }
 void setSleepScale(double scale) { CWorld::instance().setSleepScale(scale); }
 void freezeSleep(bool frozen) { CWorld::instance().freezeSleep(frozen); }
 std::vector<unsigned long> recordedSleeps() { return CWorld::instance().recordedSleeps(); }

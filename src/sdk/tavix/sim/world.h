@@ -53,6 +53,12 @@ public:
     void injectFault(const Fault& fault);
     void clearFaults();
     void checkFault(std::initializer_list<std::string> targets, const std::string& operation);
+    void passGate(const std::string& operation);
+
+    // Gates
+    void pause(const std::string& operation);
+    void resume(const std::string& operation);
+    bool waitUntilPaused(const std::string& operation, int timeoutMs);
 
     // Clock
     void sleep(unsigned long milliseconds);
@@ -94,6 +100,10 @@ private:
     std::mutex m_devicesMutex;
     std::multimap<std::string, CSimDevice*> m_liveDevices;
     std::vector<std::thread> m_removalThreads;
+
+    std::mutex m_gateMutex;
+    std::condition_variable m_gateChanged;
+    std::map<std::string, int> m_pausedOperations; // operation to the number of threads held there
 
     mutable std::mutex m_sleepMutex;
     std::condition_variable m_thawed;
