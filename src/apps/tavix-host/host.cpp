@@ -92,3 +92,13 @@ QStringList CHost::serviceNames() const
         names.append(QString::fromLatin1(service->metaObject()->className()));
     return names;
 }
+
+QStringList CHost::pluginObjectNames() const
+{
+    QStringList names;
+    if (!m_pPlugin)
+        return names;
+    for (const QObject* child : m_pPlugin->children())
+        names.append(QString::fromLatin1(child->metaObject()->className()));
+    return names;
+}

@@ -34,6 +34,8 @@ public:
     bool stop();
 
     QStringList serviceNames() const;
+    // The class names of the objects that the plug-in owns.
+    QStringList pluginObjectNames() const;
 
 private:
     QSharedPointer<Core::Plugin::CPluginInitializer> m_ptrRegistry;

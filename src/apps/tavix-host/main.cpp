@@ -69,6 +69,9 @@ int main(int argc, char* argv[])
         err << "The plug-in failed to initialise.\n";
         return 1;
     }
+    out << "Objects of the plug-in:\n";
+    for (const QString& name : host.pluginObjectNames())
+        out << "  " << name << '\n';
     out << "Services in the registry:\n";
     for (const QString& name : host.serviceNames())
         out << "  " << name << '\n';

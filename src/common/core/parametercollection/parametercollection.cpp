@@ -1,5 +1,7 @@
 #include "parametercollection.h"
 
+#include <tavix/genapi.h>
+
 #include <QReadLocker>
 #include <QWriteLocker>
 
@@ -92,6 +94,76 @@ GenApi::INodeMap* CParameterCollection::getNodeMap(const QString& name) const
 {
     QReadLocker locker(&m_lock);
     return m_nodeMaps.value(name);
+}
+
+bool CParameterCollection::resolve(const QString& path, QString& nodeMapName, QString& featureName, GenApi::INode*& node) const
+{
+    const int alternative = path.indexOf(QLatin1Char('|'));
+    if (alternative >= 0)
+        return resolve(path.left(alternative), nodeMapName, featureName, node)
+               || resolve(path.mid(alternative + 1), nodeMapName, featureName, node);
+
+    QReadLocker locker(&m_lock);
+    QStringList maps = m_announcedOrder;
+    featureName = path;
+    if (path.startsWith(QLatin1Char('@')) && path.contains(QLatin1Char('/'))) {
+        maps = QStringList{path.section(QLatin1Char('/'), 0, 0)};
+        featureName = path.section(QLatin1Char('/'), 1);
+    }
+    const QByteArray feature = featureName.toUtf8();
+    for (const QString& name : qAsConst(maps)) {
+        GenApi::INodeMap* map = m_nodeMaps.value(name);
+        node = map ? map->GetNode(feature.constData()) : nullptr;
+        if (node) {
+            nodeMapName = name;
+            return true;
+        }
+    }
+    return false;
+}
+
+template <typename Parameter, typename Interface>
+QSharedPointer<Parameter> CParameterCollection::lookup(const QString& path)
+{
+    QString nodeMapName;
+    QString featureName;
+    GenApi::INode* node = nullptr;
+    if (!resolve(path, nodeMapName, featureName, node) || !dynamic_cast<Interface*>(node))
+        return {};
+    return QSharedPointer<Parameter>::create(sharedFromThis(), nodeMapName, featureName);
+}
+
+QSharedPointer<CParameter> CParameterCollection::getParameter(const QString& name)
+{
+    return lookup<CParameter, GenApi::INode>(name);
+}
+
+QSharedPointer<CEnumParameter> CParameterCollection::getEnumParameter(const QString& path)
+{
+    return lookup<CEnumParameter, GenApi::IEnumeration>(path);
+}
+
+QSharedPointer<CIntegerParameter> CParameterCollection::getIntegerParameter(const QString& path)
+{
+    return lookup<CIntegerParameter, GenApi::IInteger>(path);
+}
+
+QSharedPointer<CBooleanParameter> CParameterCollection::getBooleanParameter(const QString& path)
+{
+    return lookup<CBooleanParameter, GenApi::IBoolean>(path);
+}
+
+QSharedPointer<CCommandParameter> CParameterCollection::getCommandParameter(const QString& path)
+{
+    return lookup<CCommandParameter, GenApi::ICommand>(path);
+}
+
+bool CParameterCollection::isParameterAvailable(const QString& name) const
+{
+    QString nodeMapName;
+    QString featureName;
+    GenApi::INode* node = nullptr;
+    return resolve(name, nodeMapName, featureName, node) && GenApi::IsAvailable(node);
 }
 
 int CParameterCollection::addNodeMapListener(NodeMapListener listener)

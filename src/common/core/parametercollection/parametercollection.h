@@ -1,6 +1,9 @@
 #pragma once
 
 #include <core/parametercollection/objectstate.h>
+#include <core/parametercollection/parameter.h>
+
+#include <QEnableSharedFromThis>
 
 #include <QMap>
 #include <QReadWriteLock>
@@ -18,7 +21,7 @@ namespace ParameterCollection {
 
 // The named node maps of one device, shared with parameter clients. Names are announced
 // before the maps exist and stay announced while maps come and go with open and close.
-class CParameterCollection
+class CParameterCollection : public QEnableSharedFromThis<CParameterCollection>
 {
 public:
     // Called after a name is bound or unbound; nodeMap is null when unbound.
@@ -40,6 +43,16 @@ public:
     bool isNodeMapAnnounced(const QString& name) const;
     GenApi::INodeMap* getNodeMap(const QString& name) const;
 
+    // Typed lookups by a bare feature name (searched in the maps in the order of announcement),
+    // a full path "@Map/Feature", or two such names as "first|second", the first one found
+    // winning. Each gives an empty pointer when no attached map has the feature in that type.
+    virtual QSharedPointer<CParameter> getParameter(const QString& name);
+    virtual QSharedPointer<CEnumParameter> getEnumParameter(const QString& path);
+    virtual QSharedPointer<CIntegerParameter> getIntegerParameter(const QString& path);
+    virtual QSharedPointer<CBooleanParameter> getBooleanParameter(const QString& path);
+    virtual QSharedPointer<CCommandParameter> getCommandParameter(const QString& path);
+    bool isParameterAvailable(const QString& name) const;
+
     int addNodeMapListener(NodeMapListener listener);
     void removeNodeMapListener(int id);
 
@@ -47,6 +60,11 @@ protected:
     explicit CParameterCollection(QSharedPointer<CObjectState> state);
 
 private:
+    // Finds the map and the node of a path; false when no attached map has it.
+    bool resolve(const QString& path, QString& nodeMapName, QString& featureName, GenApi::INode*& node) const;
+    template <typename Parameter, typename Interface>
+    QSharedPointer<Parameter> lookup(const QString& path);
+
     void notify(const QString& name, GenApi::INodeMap* nodeMap);
 
     QSharedPointer<CObjectState> m_ptrObjectState;

@@ -3,10 +3,18 @@
 #include <core/plugin/alocalizedplugin.h>
 #include <core/parametercollectionpool/iparameterservice.h>
 
+#include <QPointer>
 #include <QSharedPointer>
 #include <QWeakPointer>
 
 namespace Plugin::OptiRoster {
+
+class IImageGrabbedNotifierService;
+
+namespace Internal {
+class COptiRoster;
+class CInterfacePool;
+}
 
 // The camera roster plug-in: creates the device pools and the services, registers the
 // services with the host and takes them out again. All real work sits in the pools and services.
@@ -26,6 +34,10 @@ private slots:
     void onAboutToUninitialize();
 
 private:
+    // The pools are the plug-in's QObject children; services live by shared pointers alone.
+    QPointer<Internal::COptiRoster> m_optiRoster;
+    QPointer<Internal::CInterfacePool> m_interfacePool;
+    QSharedPointer<IImageGrabbedNotifierService> m_imageGrabbedNotifierService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> m_parameterService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterProvider> m_parameterProvider;
     QWeakPointer<Core::Plugin::IPluginInitializer> m_pluginInitializer;

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <core/service/iservice.h>
+#include <plugins/optiroster/iimagegrabbedobserver.h>
+
+namespace Plugin::OptiRoster {
+
+// Hands each image to the registered observers. Observers are not owned: remove one before it
+// goes.
+class IImageGrabbedNotifierService : public Core::Service::IService
+{
+    Q_OBJECT
+public:
+    using IService::IService;
+
+    virtual void addObserver(IImageGrabbedObserver* observer) = 0;
+    virtual void removeObserver(IImageGrabbedObserver* observer) = 0;
+};
+
+} // namespace Plugin::OptiRoster

@@ -1,0 +1,515 @@
+#include "camera.h"
+
+#include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/internal/chunkparsingeventhander.h>
+#include <plugins/optiroster/internal/failurerule.h>
+
+#include <tavix/imagedecompressor.h>
+#include <tavix/instantcamera.h>
+#include <tavix/runtime.h>
+#include <tavix/tlfactory.h>
+
+#include <QSettings>
+
+namespace Plugin::OptiRoster::Internal {
+
+using ParameterCollection::CScopedObjectStateLock;
+
+namespace {
+
+constexpr char TimeOfFlightProducer[] = "VorlanGTC/Vorlan/GenTL_Producer_for_Vorlan_quaro_707_cameras";
+
+quint64 logCategoryId()
+{
+    return onceCategoryId<LogCategories::Camera>();
+}
+
+void log(const QString& message)
+{
+    writeLog(logCategoryId(), message);
+}
+
+// Node map names, in the order in which they are attached and detached.
+const char* const CameraDevice = "@CameraDevice";
+const char* const DeviceTransportLayer = "@DeviceTransportLayer";
+const char* const StreamGrabber = "@StreamGrabber0";
+const char* const EventGrabber = "@EventGrabber";
+
+// The time-of-flight camera sends its range component only, in 16 bits where it can.
+void prepareTimeOfFlightCamera(GenApi::INodeMap& nodeMap)
+{
+    Tavix::CEnumParameter(nodeMap, "GenDCStreamingMode").TrySetValue("Off");
+    Tavix::CEnumParameter selector(nodeMap, "ComponentSelector");
+    Tavix::CBooleanParameter enable(nodeMap, "ComponentEnable");
+    Tavix::CEnumParameter pixelFormat(nodeMap, "PixelFormat");
+    if (!selector.IsWritable())
+        return;
+    const GenICam::gcstring original = selector.GetValue();
+    GenICam::gcstring_vector components;
+    selector.GetSettableValues(components);
+    for (const auto& component : components) {
+        selector.TrySetValue(component);
+        if (component == "Range") {
+            enable.TrySetValue(true);
+            if (!pixelFormat.TrySetValue("Mono16"))
+                pixelFormat.TrySetValue("Mono8");
+        } else {
+            enable.TrySetValue(false);
+        }
+    }
+    selector.TrySetValue(original);
+}
+
+// Reads a block of compression data: first its size, then the bytes.
+template <typename Read>
+QVector<unsigned char> readCompressionBlock(Read read, GenApi::INodeMap& nodeMap, const QString& invalidSize)
+{
+    size_t size = 0;
+    read(nullptr, &size, nodeMap);
+    if (size == 0)
+        throw Core::Exception::RuntimeException(invalidSize);
+    QVector<unsigned char> data(static_cast<int>(size));
+    read(data.data(), &size, nodeMap);
+    if (size == 0 || size > size_t(data.size()))
+        throw Core::Exception::RuntimeException(invalidSize);
+    data.resize(int(size));
+    return data;
+}
+
+} // namespace
+
+CCamera::CCamera(CameraInfoPtr ptrInfo, QObject* parent)
+    : ICamera(parent)
+    , m_pCamera(new Tavix::CInstantCamera)
+    , m_ptrInfo(std::move(ptrInfo))
+    , m_ptrObjectState(new ParameterCollection::CObjectState(this))
+    , m_ptrDeviceState(new ParameterCollection::CObjectState(this))
+    , m_pChunkParsingHandler(new CChunkParsingEventHander(m_ptrObjectState))
+    , m_frameGrabberTimeoutMs(500)
+{
+    initialize();
+}
+
+CCamera::CCamera(QObject* parent)
+    : CCamera(CameraInfoPtr(), parent)
+{
+}
+
+void CCamera::initialize()
+{
+    if (!m_ptrParameterCollection) {
+        m_ptrParameterCollection = ParameterCollection::CParameterCollection::create(m_ptrDeviceState);
+        for (const char* name : {CameraDevice, StreamGrabber, DeviceTransportLayer, EventGrabber})
+            m_ptrParameterCollection->announceNodeMap(QString::fromLatin1(name));
+    }
+    m_pCamera->RegisterImageEventHandler(this, Tavix::RegistrationMode_ReplaceAll, Tavix::Cleanup_None);
+    m_pCamera->RegisterConfiguration(this, Tavix::RegistrationMode_ReplaceAll, Tavix::Cleanup_None);
+    m_pCamera->RegisterImageEventHandler(m_pChunkParsingHandler, Tavix::RegistrationMode_Append, Tavix::Cleanup_None);
+    m_pCamera->RegisterConfiguration(m_pChunkParsingHandler, Tavix::RegistrationMode_Append, Tavix::Cleanup_None);
+    qRegisterMetaType<Tavix::CGrabResultPtr>("Tavix::CGrabResultPtr");
+    readSettings();
+
+    m_frameGrabberTimer.setInterval(m_frameGrabberTimeoutMs);
+    m_frameGrabberTimer.setSingleShot(true);
+    connect(&m_frameGrabberTimer, &QTimer::timeout, this, &CCamera::onFrameGrabberTimeout);
+    // Each image pushes the timer out; QTimer must be started on its own thread, hence the queue.
+    connect(this, &CCamera::invokeTimeout, this, [this](int64_t lastKnownImageNumber) {
+        m_lastKnownImageNumber = lastKnownImageNumber;
+        m_frameGrabberTimer.start(m_frameGrabberTimeoutMs);
+    }, Qt::QueuedConnection);
+}
+
+CCamera::~CCamera()
+{
+    if (m_pCamera) {
+        {
+            CScopedObjectStateLock lock(m_ptrObjectState);
+            if (m_pCamera->IsOpen() && m_pCamera->IsGrabbing())
+                m_pCamera->StopGrabbing();
+        }
+        closeDevice();
+        {
+            CScopedObjectStateLock objectLock(m_ptrObjectState);
+            CScopedObjectStateLock deviceLock(m_ptrDeviceState);
+            reportFailures(failureReport(QStringLiteral(
+                               "Could not detach from camera node maps. Unexpected exceptions e.g. from callbacks. Reason: ")),
+                           [this] {
+                               if (m_ptrParameterCollection)
+                                   m_ptrParameterCollection->detachAllNodeMaps();
+                           });
+        }
+        m_pCamera->DestroyDevice();
+        delete m_pCamera;
+        m_pCamera = nullptr;
+        delete m_pChunkParsingHandler;
+        m_pChunkParsingHandler = nullptr;
+        m_ptrObjectState->setState(ParameterCollection::ObjectStateFree);
+        m_ptrDeviceState->setState(ParameterCollection::ObjectStateFree);
+    }
+    writeSettings();
+}
+
+void CCamera::readSettings()
+{
+    QSettings settings;
+    settings.beginGroup(QStringLiteral("Grab"));
+    m_minNumBuffers = settings.value(QStringLiteral("MinNumBuffersContinuousShot"), 15).toInt();
+    m_maxNumBuffers = settings.value(QStringLiteral("MaxNumBuffersContinuousShot"), 450).toInt();
+    m_usedBufferMemory = settings.value(QStringLiteral("UsedBufferMemory"), 8388608u).toUInt();
+    settings.endGroup();
+}
+
+void CCamera::writeSettings() const
+{
+    QSettings settings;
+    settings.beginGroup(QStringLiteral("Grab"));
+    settings.setValue(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
+    settings.setValue(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
+    settings.setValue(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
+    settings.endGroup();
+}
+
+CFailureReport CCamera::failureReport(const QString& prefix) const
+{
+    return CFailureReport(logCategoryId(), prefix, CFailureReport::PrefixAndReason,
+                          CFailureReport::lastErrorOf<CCameraInfo>(m_ptrInfo));
+}
+
+DeviceBaseInfoPtr CCamera::getInfo() const
+{
+    return m_ptrInfo;
+}
+
+QSharedPointer<ParameterCollection::CParameterCollection> CCamera::getParameterCollection() const
+{
+    return m_ptrParameterCollection;
+}
+
+bool CCamera::isOpen()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    return m_pCamera->IsOpen();
+}
+
+bool CCamera::isConnected()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    return m_pCamera->IsOpen() && !m_pCamera->IsCameraDeviceRemoved();
+}
+
+bool CCamera::isGrabbing()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    return m_pCamera->IsGrabbing();
+}
+
+bool CCamera::isMonitorMode()
+{
+    return m_pCamera->MonitorModeActive.GetValue() && isOpen();
+}
+
+void CCamera::createDevice()
+{
+    if (m_pCamera->IsTavixDeviceAttached() && !m_pCamera->IsCameraDeviceRemoved())
+        return;
+    reportFailures(failureReport(QStringLiteral("Tavix device creation failed. Reason: ")), [this] {
+        Tavix::CTlFactory& factory = Tavix::CTlFactory::GetInstance();
+        Tavix::ITavixDevice* device = m_ptrInfo ? factory.CreateDevice(m_ptrInfo->getDeviceInfo())
+                                                : factory.CreateFirstDevice(Tavix::CDeviceInfo());
+        m_pCamera->Attach(device, Tavix::Cleanup_Delete);
+    });
+}
+
+bool CCamera::open(bool monitorMode)
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (m_pCamera->IsOpen())
+        return true;
+    emit deviceOpening();
+    createDevice();
+    if (!m_pCamera->IsTavixDeviceAttached())
+        return false;
+
+    bool opened = false;
+    reportFailures(failureReport(QStringLiteral("Camera could not be opened. Reason: ")), [&] {
+        m_pCamera->MonitorModeActive.SetValue(monitorMode);
+        m_pCamera->GrabCameraEvents.SetValue(!monitorMode);
+        m_pCamera->Open();
+        if (m_pCamera->GetDeviceInfo().GetDeviceClass() == TimeOfFlightProducer)
+            prepareTimeOfFlightCamera(m_pCamera->GetNodeMap());
+        if (!Tavix::CBooleanParameter(m_pCamera->GetInstantCameraNodeMap(), "ClearBufferModeEnable").TrySetValue(true))
+            log(QStringLiteral("Couldn't set ClearBufferModeEnable to true"));
+        attachNodeMaps();
+        m_ptrDeviceState->setState(ParameterCollection::ObjectStateOpen);
+        // Noted before the signal: a receiver's failure is logged, but the camera is open.
+        opened = true;
+        emit deviceOpened();
+    });
+    return opened;
+}
+
+void CCamera::attachNodeMaps()
+{
+    m_ptrParameterCollection->attachNodeMap(QString::fromLatin1(CameraDevice), &m_pCamera->GetNodeMap());
+    m_ptrParameterCollection->attachNodeMap(QString::fromLatin1(DeviceTransportLayer), &m_pCamera->GetTLNodeMap());
+    m_ptrParameterCollection->attachNodeMap(QString::fromLatin1(StreamGrabber), &m_pCamera->GetStreamGrabberNodeMap());
+    m_ptrParameterCollection->attachNodeMap(QString::fromLatin1(EventGrabber), &m_pCamera->GetEventGrabberNodeMap());
+}
+
+void CCamera::detachNodeMaps()
+{
+    if (!m_ptrParameterCollection)
+        return;
+    // The names stay announced: parameter clients keep their handles and see the values go.
+    for (const char* name : {CameraDevice, DeviceTransportLayer, StreamGrabber, EventGrabber})
+        m_ptrParameterCollection->attachNodeMap(QString::fromLatin1(name), nullptr);
+}
+
+void CCamera::close()
+{
+    closeDevice();
+}
+
+void CCamera::closeDevice()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!m_pCamera->IsOpen())
+        return;
+    emit deviceClosing();
+    if (m_pCamera->IsGrabbing())
+        stopGrabbing();
+    CScopedObjectStateLock deviceLock(m_ptrDeviceState);
+    m_ptrDeviceState->setState(ParameterCollection::ObjectStateClosing);
+    detachNodeMaps();
+    m_pCamera->Close();
+    m_pCamera->DestroyDevice();
+    emit deviceClosed();
+}
+
+void CCamera::startGrabbing()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!isConnected()) {
+        log(QStringLiteral("CCamera::startGrabbing failed, because the camera is not connected."));
+        return;
+    }
+    if (m_pCamera->IsGrabbing()) {
+        log(QStringLiteral("CCamera::startGrabbing failed, because the camera is currently grabbing."));
+        return;
+    }
+    prepareGrabbing();
+    // Before the SDK is touched: receivers read the compression data of the idle camera.
+    emit cameraGrabStart();
+
+    if (m_pCamera->MonitorModeActive.GetValue()) {
+        reportFailures(failureReport(QStringLiteral("Could't start grabbing in monitor mode. Reason: ")), [this] {
+            if (const auto transmission = m_ptrParameterCollection->getEnumParameter(QStringLiteral("TransmissionType")))
+                transmission->setValue(QStringLiteral("UseCameraConfig"));
+            m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
+        });
+        return;
+    }
+    reportFailures(failureReport(QStringLiteral("Couldn't start continuous grab. Reason: ")), [this] {
+        if (const auto mode = m_ptrParameterCollection->getEnumParameter(QStringLiteral("@CameraDevice/AcquisitionMode")))
+            mode->setValue(QStringLiteral("Continuous"));
+        m_pCamera->GrabLoopThreadUseTimeout.SetValue(false);
+        m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
+    });
+}
+
+void CCamera::prepareGrabbing()
+{
+    if (!m_ptrParameterCollection)
+        return;
+    const auto cameraPayload = m_ptrParameterCollection->getIntegerParameter(QStringLiteral("PayloadSize"));
+    const auto streamPayload = m_ptrParameterCollection->getIntegerParameter(QStringLiteral("@StreamGrabber0/PayloadSize"));
+    if (cameraPayload && streamPayload) {
+        const qint64 streamValue = streamPayload->getValue();
+        const qint64 payload = streamValue != 0 ? streamValue : cameraPayload->getValue();
+        if (payload != 0) {
+            int count = int(m_usedBufferMemory / quint64(payload));
+            if (m_maxNumBuffers <= count)
+                count = m_maxNumBuffers;
+            if (count < m_minNumBuffers) // the lower limit wins when the settings contradict each other
+                count = m_minNumBuffers;
+            m_pCamera->MaxNumBuffer.SetValue(count);
+            m_pCamera->MaxNumQueuedBuffer.SetValue(count);
+        }
+    }
+    try {
+        int min = 0;
+        int max = 0;
+        Tavix::GetRTThreadPriorityCapabilities(min, max);
+        const int priority = (min + max) / 2;
+        m_pCamera->GrabLoopThreadPriorityOverride.SetValue(true);
+        m_pCamera->GrabLoopThreadPriority.SetValue(priority);
+        log(QStringLiteral("Boosted Instant Camera Thread Priority to: %1").arg(priority));
+    } catch (const GenICam::GenericException& e) {
+        log(QStringLiteral("Boosting Instant Camera Thread Priority failed: %1").arg(QString::fromUtf8(e.GetDescription())));
+    }
+}
+
+void CCamera::singleShot(uint timeout)
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!isConnected()) {
+        log(QStringLiteral("CCamera::singleShot failed, because the camera is not connected."));
+        return;
+    }
+    if (m_pCamera->IsGrabbing()) {
+        log(QStringLiteral("CCamera::singleShot failed, because the camera is currently grabbing."));
+        return;
+    }
+    emit cameraGrabStart();
+    reportFailures(failureReport(QStringLiteral("Couldn't start grabbing for single shot. Reason: ")), [&] {
+        if (!m_pCamera->MonitorModeActive.GetValue()) {
+            if (const auto mode = m_ptrParameterCollection->getEnumParameter(QStringLiteral("@CameraDevice/AcquisitionMode")))
+                mode->setValue(QStringLiteral("SingleFrame"));
+        }
+        m_pCamera->GrabLoopThreadUseTimeout.SetValue(true);
+        m_pCamera->GrabLoopThreadTimeout.SetValue(timeout);
+        m_pCamera->StartGrabbing(1, Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
+    });
+}
+
+void CCamera::stopGrabbing()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (m_pCamera->IsOpen() && m_pCamera->IsGrabbing())
+        m_pCamera->StopGrabbing();
+}
+
+void CCamera::onFrameGrabberTimeout()
+{
+    m_fpsStatistic.addNoSample();
+    double fps = 0;
+    uint64_t bps = 0;
+    m_fpsStatistic.computeResult(fps, bps);
+    emit cameraStatisticChanged(int(m_lastKnownImageNumber), m_imagesFailedCount, fps, bps, m_compressionStatistic);
+    if (isGrabbing())
+        m_frameGrabberTimer.start(m_frameGrabberTimeoutMs);
+}
+
+void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr& result)
+{
+    m_fpsStatistic.addSample(result->GetPayloadSize());
+    if (!result->GrabSucceeded())
+        ++m_imagesFailedCount;
+
+    Tavix::CompressionInfo_t info;
+    if (!Tavix::CImageDecompressor::GetCompressionInfo(info, result, Tavix::Endianness_Auto)) {
+        m_compressionStatistic.hasCompressionInfo = false;
+    } else {
+        m_compressionStatistic.hasCompressionInfo = true;
+        if (info.compressionStatus != Tavix::CompressionStatus_Ok) {
+            ++m_compressionStatistic.errorCount;
+        } else if (info.hasCompressedImage) {
+            const double ratio = double(result->GetPayloadSize()) / double(info.decompressedPayloadSize) * 100.0;
+            m_compressionStatistic.currentRatio = ratio;
+            m_compressionStatistic.minRatio = std::min(m_compressionStatistic.minRatio, ratio);
+            m_compressionStatistic.maxRatio = std::max(m_compressionStatistic.maxRatio, ratio);
+            ++(info.lossy ? m_compressionStatistic.lossyCount : m_compressionStatistic.losslessCount);
+        }
+    }
+
+    double fps = 0;
+    uint64_t bps = 0;
+    m_fpsStatistic.computeResult(fps, bps);
+    // Clients get the SDK's image number as the grabbed count; nothing else counts images.
+    emit cameraStatisticChanged(int(result->GetImageNumber()), m_imagesFailedCount, fps, bps, m_compressionStatistic);
+    emit cameraImageGrabbed(m_ptrInfo, result);
+    emit invokeTimeout(result->GetImageNumber());
+}
+
+void CCamera::OnGrabStart(Tavix::CInstantCamera&)
+{
+    m_imagesFailedCount = 0;
+    m_fpsStatistic.reset();
+    m_compressionStatistic = CCompressionStatistic();
+}
+
+void CCamera::OnGrabStarted(Tavix::CInstantCamera&)
+{
+    emit cameraGrabStarted();
+}
+
+void CCamera::OnGrabStopped(Tavix::CInstantCamera&)
+{
+    emit cameraGrabStopped();
+}
+
+void CCamera::OnGrabError(Tavix::CInstantCamera&, const char* errorMessage)
+{
+    log(QString::fromUtf8(errorMessage));
+    emit cameraImageGrabFailed();
+}
+
+void CCamera::OnCameraDeviceRemoved(Tavix::CInstantCamera&)
+{
+    m_ptrDeviceState->setState(ParameterCollection::ObjectStateDeviceRemoved);
+    emit cameraConnectionLost();
+}
+
+QVector<unsigned char> CCamera::getCompressionDescriptor()
+{
+    return translateFailures([this] {
+        return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptor, m_pCamera->GetNodeMap(),
+                                    tr("Invalid compression descriptor size found."));
+    });
+}
+
+QVector<unsigned char> CCamera::getCompressionDescriptorHash()
+{
+    return translateFailures([this] {
+        return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptorHash, m_pCamera->GetNodeMap(),
+                                    tr("Invalid compression descriptor hash size found."));
+    });
+}
+
+int CCamera::getCompressionMode()
+{
+    return translateFailures([this] {
+        const int mode = int(Tavix::CImageDecompressor::GetCompressionMode(m_pCamera->GetNodeMap()));
+        if (mode < 0 || mode > 2)
+            throw Core::Exception::RuntimeException(tr("Unknown compression mode found."));
+        return mode;
+    });
+}
+
+size_t CCamera::getImageSizeForDecompression()
+{
+    return translateFailures([this] {
+        const size_t size = Tavix::CImageDecompressor::GetImageSizeForDecompression(m_pCamera->GetNodeMap());
+        if (size == 0)
+            throw Core::Exception::RuntimeException(tr("Invalid image size for decompression found."));
+        return size;
+    });
+}
+
+bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo&, GenApi::IFirmwareUpdateProgressObserver*, const QString&)
+{
+    return false; // firmware updates come with the updatable device
+}
+
+bool CCamera::firmwareUpdateMatchesDevice(const GenApi::CFirmwareUpdateInfo&, bool& matches)
+{
+    matches = false;
+    return false;
+}
+
+void CCamera::ensureNotDisposed() const
+{
+    if (!m_pCamera)
+        throw Core::Exception::ObjectDisposedException(QStringLiteral("Camera object has been disposed."));
+}
+
+void CCamera::ensureNotInUse() const
+{
+    // The caller's own lock accounts for one entry.
+    if (m_ptrObjectState->getEntryCount() >= 2)
+        throw Core::Exception::InvalidOperationException(QStringLiteral("Action cannot be performed. The camera instance is in use."));
+    if (m_ptrObjectState->isInUse())
+        throw Core::Exception::InvalidOperationException(QStringLiteral("Action cannot be performed. The stream grabber is still in use."));
+}
+
+} // namespace Plugin::OptiRoster::Internal

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <core/parametercollection/parametercollection.h>
+#include <core/statistic/fpsstatistic.h>
+#include <plugins/optiroster/icamera.h>
+#include <plugins/optiroster/internal/ifirmwareupdatable.h>
+
+#include <tavix/eventhandlers.h>
+
+#include <QTimer>
+#include <QVector>
+
+#include <cstdint>
+
+namespace Tavix {
+class CInstantCamera;
+}
+
+namespace Plugin::OptiRoster::Internal {
+
+class CChunkParsingEventHander;
+class CFailureReport;
+
+// The live object of one camera. It wraps one SDK instant camera, is its image and
+// configuration event handler, owns the camera's parameter collection, and turns what the SDK
+// does into the signals of ICamera.
+class CCamera : public ICamera,
+                public Tavix::CImageEventHandler,
+                public Tavix::CConfigurationEventHandler,
+                public IFirmwareUpdatable
+{
+    Q_OBJECT
+public:
+    CCamera(CameraInfoPtr ptrInfo, QObject* parent);
+    // A camera without a description: it opens the first device that the SDK offers.
+    explicit CCamera(QObject* parent);
+    ~CCamera() override;
+
+    DeviceBaseInfoPtr getInfo() const override;
+    bool isConnected() override;
+    bool isOpen() override;
+    QSharedPointer<ParameterCollection::CParameterCollection> getParameterCollection() const override;
+    bool isGrabbing() override;
+    bool isMonitorMode() override;
+
+    bool updateFirmware(const GenApi::CFirmwareUpdateInfo& info, GenApi::IFirmwareUpdateProgressObserver* observer,
+                        const QString& path) override;
+    bool firmwareUpdateMatchesDevice(const GenApi::CFirmwareUpdateInfo& info, bool& matches) override;
+
+    // Compression data for decompressing this camera's images. They throw on failure.
+    QVector<unsigned char> getCompressionDescriptor();
+    QVector<unsigned char> getCompressionDescriptorHash();
+    int getCompressionMode();
+    size_t getImageSizeForDecompression();
+
+    // Called by the SDK.
+    void OnImageGrabbed(Tavix::CInstantCamera& camera, const Tavix::CGrabResultPtr& result) override;
+    void OnGrabStart(Tavix::CInstantCamera& camera) override;
+    void OnGrabStarted(Tavix::CInstantCamera& camera) override;
+    void OnGrabStopped(Tavix::CInstantCamera& camera) override;
+    void OnGrabError(Tavix::CInstantCamera& camera, const char* errorMessage) override;
+    void OnCameraDeviceRemoved(Tavix::CInstantCamera& camera) override;
+
+public slots:
+    bool open(bool monitorMode = false) override;
+    void close() override;
+    void startGrabbing() override;
+    void stopGrabbing() override;
+    void singleShot(uint timeout = 4294967294u) override;
+
+signals:
+    void invokeTimeout(int64_t lastKnownImageNumber);
+
+private slots:
+    void onFrameGrabberTimeout();
+
+private:
+    void initialize();
+    void createDevice();
+    void prepareGrabbing();
+    void attachNodeMaps();
+    void detachNodeMaps();
+    void closeDevice();
+    void readSettings();
+    void writeSettings() const;
+    CFailureReport failureReport(const QString& prefix) const;
+    void ensureNotDisposed() const;
+    void ensureNotInUse() const;
+
+    Tavix::CInstantCamera* m_pCamera;
+    CameraInfoPtr m_ptrInfo;
+    QSharedPointer<ParameterCollection::CParameterCollection> m_ptrParameterCollection;
+    QSharedPointer<ParameterCollection::CObjectState> m_ptrObjectState;
+    QSharedPointer<ParameterCollection::CObjectState> m_ptrDeviceState;
+    CChunkParsingEventHander* m_pChunkParsingHandler;
+    CCompressionStatistic m_compressionStatistic;
+    FpsStatistic m_fpsStatistic;
+    QTimer m_frameGrabberTimer;
+    int m_frameGrabberTimeoutMs;
+    int64_t m_lastKnownImageNumber = 0;
+    int m_minNumBuffers = 15;
+    int m_maxNumBuffers = 450;
+    unsigned int m_usedBufferMemory = 8388608;
+    int m_imagesFailedCount = 0;
+};
+
+} // namespace Plugin::OptiRoster::Internal

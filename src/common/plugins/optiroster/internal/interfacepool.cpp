@@ -1,0 +1,37 @@
+#include "interfacepool.h"
+
+#include <plugins/optiroster/internal/interface.h>
+
+namespace Plugin::OptiRoster::Internal {
+
+CInterfacePool::CInterfacePool(QObject* parent)
+    : ADevicePool(parent)
+{
+}
+
+CInterfacePool::~CInterfacePool() = default;
+
+bool CInterfacePool::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
+{
+    return ADevicePool::openDevice(info, monitorMode);
+}
+
+void CInterfacePool::closeDevice(const QSharedPointer<IDevice>& device)
+{
+    ADevicePool::closeDevice(device);
+}
+
+QSharedPointer<IDevice> CInterfacePool::createDevice(const DeviceBaseInfoPtr& info)
+{
+    if (QSharedPointer<IDevice> existing = getDevice(info))
+        return existing;
+    QSharedPointer<IDevice> device(new CInterface(info.objectCast<Core::OptiRosterComponents::IInterfaceInfo>(), nullptr));
+    m_devices.append(device);
+    connect(device.data(), &IDevice::deviceOpened, this, &CInterfacePool::onDeviceOpened);
+    connect(device.data(), &IDevice::deviceOpening, this, &CInterfacePool::onDeviceOpening);
+    connect(device.data(), &IDevice::deviceClosed, this, &CInterfacePool::onDeviceClosed);
+    connect(device.data(), &IDevice::deviceClosing, this, &CInterfacePool::onDeviceClosing);
+    return device;
+}
+
+} // namespace Plugin::OptiRoster::Internal

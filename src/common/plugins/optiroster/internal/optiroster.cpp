@@ -1,0 +1,417 @@
+#include "optiroster.h"
+
+#include <core/exception/exceptions.h>
+#include <plugins/optiroster/internal/camera.h>
+#include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
+
+#include <tavix/tlfactory.h>
+
+#include <QMutexLocker>
+
+namespace Plugin::OptiRoster::Internal {
+
+using Core::OptiRosterComponents::ICameraInfo;
+
+COptiRoster::COptiRoster(QSharedPointer<ImageGrabbedNotifierService> notifier, QObject* parent)
+    : ADevicePool(parent)
+    , m_imageGrabbedNotifier(std::move(notifier))
+{
+    qRegisterMetaType<CameraInfoPtr>("Core::OptiRosterComponents::CameraInfoPtr");
+}
+
+COptiRoster::~COptiRoster() = default;
+
+QSharedPointer<ICamera> COptiRoster::findCamera(const DeviceBaseInfoPtr& info)
+{
+    return getDevice(info).objectCast<ICamera>();
+}
+
+CameraInfoPtr COptiRoster::activeCamera()
+{
+    return getActiveDevice().objectCast<ICameraInfo>();
+}
+
+ICamera* COptiRoster::senderCamera() const
+{
+    return qobject_cast<ICamera*>(sender());
+}
+
+CameraInfoPtr COptiRoster::senderInfo() const
+{
+    ICamera* camera = senderCamera();
+    return camera ? camera->getInfo().objectCast<ICameraInfo>() : CameraInfoPtr();
+}
+
+QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
+{
+    if (QSharedPointer<IDevice> existing = getDevice(info))
+        return existing;
+    QSharedPointer<IDevice> device(new CCamera(info.objectCast<ICameraInfo>(), nullptr));
+    m_devices.append(device);
+    connectCamera(qobject_cast<ICamera*>(device.data()), WithConnectionLost);
+    return device;
+}
+
+void COptiRoster::connectCamera(ICamera* camera, EConnectionLost connectionLost)
+{
+    connect(camera, &ICamera::cameraGrabStart, this, &COptiRoster::onCameraGrabStart);
+    connect(camera, &ICamera::cameraGrabStarted, this, &COptiRoster::onCameraGrabStarted);
+    connect(camera, &ICamera::cameraGrabStopped, this, &COptiRoster::onCameraGrabStopped);
+    if (connectionLost == WithConnectionLost)
+        connect(camera, &ICamera::cameraConnectionLost, this, &COptiRoster::onCameraConnectionLost);
+    connect(camera, &ICamera::deviceClosing, this, &COptiRoster::onDeviceClosing);
+    connect(camera, &ICamera::deviceOpening, this, &COptiRoster::onDeviceOpening);
+    connect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
+    connect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
+    // Direct: the image stays on the grab thread, and the result is the one of the SDK's call.
+    connect(camera, &ICamera::cameraImageGrabbed, this, &COptiRoster::onCameraImageGrabbed, Qt::DirectConnection);
+    connect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
+    connect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
+}
+
+void COptiRoster::disconnectCamera(ICamera* camera)
+{
+    disconnect(camera, &ICamera::cameraGrabStart, this, &COptiRoster::onCameraGrabStart);
+    disconnect(camera, &ICamera::cameraGrabStarted, this, &COptiRoster::onCameraGrabStarted);
+    disconnect(camera, &ICamera::cameraGrabStopped, this, &COptiRoster::onCameraGrabStopped);
+    disconnect(camera, &ICamera::deviceClosing, this, &COptiRoster::onDeviceClosing);
+    disconnect(camera, &ICamera::deviceOpening, this, &COptiRoster::onDeviceOpening);
+    disconnect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
+    disconnect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
+    disconnect(camera, &ICamera::cameraImageGrabbed, this, &COptiRoster::onCameraImageGrabbed);
+    disconnect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
+    disconnect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
+}
+
+bool COptiRoster::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
+{
+    QMutexLocker locker(&m_mutex);
+    if (isExclusive(info.objectCast<ICameraInfo>()))
+        return false;
+    // The camera emits its own deviceOpening as well: clients see two for a closed camera.
+    emit deviceOpening(info);
+    return ADevicePool::openDevice(info, monitorMode);
+}
+
+void COptiRoster::closeDevice(const DeviceBaseInfoPtr& info)
+{
+    const CameraInfoPtr cameraInfo = info.objectCast<ICameraInfo>();
+    if (!cameraInfo)
+        return;
+    const QSharedPointer<ICamera> camera = findCamera(info);
+    if (!camera)
+        return;
+    if (isExclusive(cameraInfo))
+        releaseExclusive(camera);
+    ADevicePool::closeDevice(QSharedPointer<IDevice>(camera));
+}
+
+void COptiRoster::closeDevice(const QSharedPointer<IDevice>& device)
+{
+    if (const auto camera = device.objectCast<ICamera>())
+        closeDevice(camera->getInfo());
+}
+
+bool COptiRoster::isExclusive(const CameraInfoPtr& info)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!info)
+        return false;
+    const QSharedPointer<ICamera> camera = findCamera(info);
+    return camera && m_detachedCameras.contains(camera);
+}
+
+bool COptiRoster::isDeviceExclusive(const DeviceBaseInfoPtr& info)
+{
+    return isExclusive(info.objectCast<ICameraInfo>());
+}
+
+bool COptiRoster::isCameraGrabbing(const CameraInfoPtr& info)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!info)
+        return false;
+    const QSharedPointer<ICamera> camera = findCamera(info);
+    return camera && camera->isGrabbing();
+}
+
+bool COptiRoster::isDeviceGrabbing(const DeviceBaseInfoPtr& info)
+{
+    return isCameraGrabbing(info.objectCast<ICameraInfo>());
+}
+
+QSharedPointer<ICamera> COptiRoster::takeExclusive(const CameraInfoPtr& info)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!isDeviceOpen(info) || isExclusive(info))
+        return {};
+    const QSharedPointer<ICamera> camera = findCamera(info);
+    // A camera in monitor mode listens to another application's stream and can't be given away.
+    if (!camera || camera->isMonitorMode())
+        return {};
+    disconnectCamera(camera.data());
+    m_detachedCameras.append(camera);
+    emit cameraDetached(info);
+    return camera;
+}
+
+bool COptiRoster::releaseExclusive(QSharedPointer<ICamera> camera)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!camera)
+        return false;
+    const CameraInfoPtr info = camera->getInfo().objectCast<ICameraInfo>();
+    if (!isExclusive(info))
+        return false;
+    connectCamera(camera.data(), WithoutConnectionLost);
+    m_detachedCameras.removeOne(camera);
+    emit cameraAttached(info);
+    return true;
+}
+
+QSharedPointer<ICamera> COptiRoster::openExclusive(const CameraInfoPtr& info)
+{
+    QMutexLocker locker(&m_mutex);
+    if (isDeviceOpen(info))
+        return {};
+    QSharedPointer<ICamera> camera = findCamera(info);
+    if (!camera)
+        camera = createDevice(info).objectCast<ICamera>();
+    if (!camera->open(false))
+        return {};
+    return takeExclusive(info);
+}
+
+void COptiRoster::announceCameraByAddress(const QString& ipAddress)
+{
+    try {
+        Tavix::CTlFactory& factory = Tavix::CTlFactory::GetInstance();
+        auto layer = dynamic_cast<Tavix::IGigETransportLayer*>(factory.CreateTl("VorlanGigE"));
+        if (!layer)
+            throw Core::Exception::ArgumentException(tr("No GigE transport layer found."));
+        Tavix::CDeviceInfo info = layer->CreateDeviceInfo();
+        const QByteArray address = ipAddress.toLatin1();
+        info.SetPropertyValue("IpAddress", address.constData());
+        if (!layer->AnnounceRemoteDevice(address.constData(), &info))
+            throw Core::Exception::ArgumentException(tr("Failed to find camera. Check the IP configuration."));
+        factory.ReleaseTl(layer);
+    } catch (const GenICam::GenericException& e) {
+        throw Core::Exception::BaseException(QString::fromUtf8(e.GetDescription()));
+    }
+}
+
+void COptiRoster::startGrabbing()
+{
+    if (const CameraInfoPtr info = activeCamera())
+        startGrabbing(info);
+}
+
+void COptiRoster::startGrabbing(const CameraInfoPtr& info)
+{
+    const QSharedPointer<ICamera> camera = findCamera(info);
+    if (camera && !isExclusive(info))
+        camera->startGrabbing();
+}
+
+void COptiRoster::stopGrabbing()
+{
+    if (const CameraInfoPtr info = activeCamera())
+        stopGrabbing(info);
+}
+
+void COptiRoster::stopGrabbing(const CameraInfoPtr& info)
+{
+    const QSharedPointer<ICamera> camera = findCamera(info);
+    if (camera && !isExclusive(info))
+        camera->stopGrabbing();
+}
+
+void COptiRoster::singleShot(uint timeout)
+{
+    if (const CameraInfoPtr info = activeCamera())
+        singleShot(info, timeout);
+}
+
+void COptiRoster::singleShot(const CameraInfoPtr& info, uint timeout)
+{
+    const QSharedPointer<ICamera> camera = findCamera(info);
+    if (camera && !isExclusive(info))
+        camera->singleShot(timeout);
+}
+
+void COptiRoster::stopGrabbingAll()
+{
+    const auto devices = m_devices;
+    for (const auto& device : devices) {
+        const auto camera = device.objectCast<ICamera>();
+        if (camera && camera->isGrabbing() && !m_detachedCameras.contains(camera))
+            camera->stopGrabbing();
+    }
+}
+
+size_t COptiRoster::getNumberOfGrabbingCameras()
+{
+    size_t count = 0;
+    for (const auto& device : qAsConst(m_devices)) {
+        const auto camera = device.objectCast<ICamera>();
+        if (camera && camera->isGrabbing() && !m_detachedCameras.contains(camera))
+            ++count;
+    }
+    return count;
+}
+
+QVector<CameraInfoPtr> COptiRoster::getOpenCameras()
+{
+    QVector<CameraInfoPtr> open;
+    for (const auto& device : qAsConst(m_devices)) {
+        const auto camera = device.objectCast<ICamera>();
+        if (camera && camera->isOpen() && !m_detachedCameras.contains(camera))
+            open.append(camera->getInfo().objectCast<ICameraInfo>());
+    }
+    return open;
+}
+
+CCamera& COptiRoster::guardedCamera(const CameraInfoPtr& info)
+{
+    auto camera = qobject_cast<CCamera*>(info ? getDevice(info).data() : nullptr);
+    if (!camera)
+        throw Core::Exception::RuntimeException(tr("No camera found for the provided camera info."));
+    if (isExclusive(info))
+        throw Core::Exception::AccessException(
+            tr("The camera with the provided info is not available because it has been opened in exclusive mode."));
+    return *camera;
+}
+
+CameraInfoPtr COptiRoster::activeCameraOrThrow() const
+{
+    const CameraInfoPtr info = activeCamera();
+    if (!info)
+        throw Core::Exception::RuntimeException(tr("No active camera available at the moment."));
+    return info;
+}
+
+QVector<unsigned char> COptiRoster::getCompressionDescriptor()
+{
+    return getCompressionDescriptor(activeCameraOrThrow());
+}
+
+QVector<unsigned char> COptiRoster::getCompressionDescriptor(const CameraInfoPtr& info)
+{
+    return guardedCamera(info).getCompressionDescriptor();
+}
+
+QVector<unsigned char> COptiRoster::getCompressionDescriptorHash()
+{
+    return getCompressionDescriptorHash(activeCameraOrThrow());
+}
+
+QVector<unsigned char> COptiRoster::getCompressionDescriptorHash(const CameraInfoPtr& info)
+{
+    return guardedCamera(info).getCompressionDescriptorHash();
+}
+
+int COptiRoster::getCompressionMode()
+{
+    return getCompressionMode(activeCameraOrThrow());
+}
+
+int COptiRoster::getCompressionMode(const CameraInfoPtr& info)
+{
+    return guardedCamera(info).getCompressionMode();
+}
+
+size_t COptiRoster::getImageSizeForDecompression()
+{
+    return getImageSizeForDecompression(activeCameraOrThrow());
+}
+
+size_t COptiRoster::getImageSizeForDecompression(const CameraInfoPtr& info)
+{
+    return guardedCamera(info).getImageSizeForDecompression();
+}
+
+void COptiRoster::addCamera(const CameraInfoPtr& info)
+{
+    addDevice(info);
+}
+
+void COptiRoster::addCameras(const QVector<CameraInfoPtr>& infos)
+{
+    QVector<DeviceBaseInfoPtr> devices;
+    devices.reserve(infos.size());
+    for (const auto& info : infos)
+        devices.append(info);
+    addDevices(devices);
+}
+
+void COptiRoster::onCameraGrabStart()
+{
+    if (senderCamera())
+        emit cameraGrabStart(senderInfo());
+}
+
+void COptiRoster::onCameraGrabStarted()
+{
+    if (senderCamera())
+        emit cameraGrabStarted(senderInfo());
+}
+
+void COptiRoster::onCameraGrabStopped()
+{
+    if (senderCamera())
+        emit cameraGrabStopped(senderInfo());
+}
+
+void COptiRoster::onCameraStatisticUpdated(int imagesGrabbedCount, int imagesFailedCount, double fps, uint64_t bps,
+                                           CCompressionStatistic compressionStatistic)
+{
+    if (senderCamera())
+        emit cameraStatisticUpdated(senderInfo(), imagesGrabbedCount, imagesFailedCount, fps, bps, compressionStatistic);
+}
+
+void COptiRoster::onCameraImageGrabFailed()
+{
+    if (!senderCamera())
+        return;
+    const CameraInfoPtr info = senderInfo();
+    if (const auto concrete = info.objectCast<CCameraInfo>())
+        concrete->setLastError(QStringLiteral("The image grab failed."));
+    emit cameraImageGrabFailed(info);
+}
+
+void COptiRoster::onCameraImageGrabbed(CameraInfoPtr info, Tavix::CGrabResultPtr ptrGrabResult)
+{
+    if (!info)
+        return;
+    if (ptrGrabResult.IsValid()) {
+        if (!ptrGrabResult->GrabSucceeded()) {
+            if (const auto concrete = info.objectCast<CCameraInfo>())
+                concrete->setLastError(QString::fromUtf8(ptrGrabResult->GetErrorDescription().c_str()));
+            emit cameraImageGrabFailed(info);
+        }
+        const ImageGrabbedInfo grabbed(ptrGrabResult->GrabSucceeded(), ptrGrabResult->GetErrorCode(),
+                                       QString::fromLatin1(ptrGrabResult->GetErrorDescription().c_str()));
+        emit cameraImageGrabbedInfo(info, grabbed);
+    }
+    QMutexLocker locker(&m_imageGrabbedNotifierMutex);
+    if (m_imageGrabbedNotifier)
+        m_imageGrabbedNotifier->notifyImageGrabbed(info, ptrGrabResult);
+}
+
+void COptiRoster::onCameraConnectionLost()
+{
+    ICamera* sender = senderCamera();
+    if (!sender)
+        return;
+    const CameraInfoPtr info = sender->getInfo().objectCast<ICameraInfo>();
+    const QSharedPointer<ICamera> camera = info ? findCamera(info) : QSharedPointer<ICamera>();
+    if (camera) {
+        m_detachedCameras.removeOne(camera);
+        m_devices.removeOne(camera);
+    }
+    emit cameraConnectionLost(info);
+    emit deviceClosed(info);
+}
+
+} // namespace Plugin::OptiRoster::Internal

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <plugins/optiroster/icamera.h>
+#include <plugins/optiroster/imagegrabbedinfo.h>
+#include <plugins/optiroster/internal/devicepool.h>
+
+#include <QList>
+#include <QMutex>
+#include <QVector>
+
+namespace Plugin::OptiRoster::Internal {
+
+class CCamera;
+class ImageGrabbedNotifierService;
+
+// The device pool of cameras: it creates one CCamera for each camera description, relays the
+// cameras' signals with their description, keeps the rule of exclusive use, runs the grab
+// commands and hands each image to the notifier on the grab thread.
+class COptiRoster : public ADevicePool
+{
+    Q_OBJECT
+public:
+    COptiRoster(QSharedPointer<ImageGrabbedNotifierService> notifier, QObject* parent);
+    ~COptiRoster() override;
+
+    bool openDevice(const DeviceBaseInfoPtr& info, bool monitorMode) override;
+    void closeDevice(const DeviceBaseInfoPtr& info) override;
+    void closeDevice(const QSharedPointer<IDevice>& device) override;
+    QSharedPointer<IDevice> createDevice(const DeviceBaseInfoPtr& info) override;
+    bool isDeviceExclusive(const DeviceBaseInfoPtr& info) override;
+    bool isDeviceGrabbing(const DeviceBaseInfoPtr& info) override;
+
+    void announceCameraByAddress(const QString& ipAddress);
+
+    QSharedPointer<ICamera> openExclusive(const CameraInfoPtr& info);
+    QSharedPointer<ICamera> takeExclusive(const CameraInfoPtr& info);
+    bool releaseExclusive(QSharedPointer<ICamera> camera);
+    bool isExclusive(const CameraInfoPtr& info);
+
+    bool isCameraGrabbing(const CameraInfoPtr& info);
+    size_t getNumberOfGrabbingCameras();
+    QVector<CameraInfoPtr> getOpenCameras();
+
+    void startGrabbing();
+    void startGrabbing(const CameraInfoPtr& info);
+    void stopGrabbing();
+    void stopGrabbing(const CameraInfoPtr& info);
+    void singleShot(uint timeout);
+    void singleShot(const CameraInfoPtr& info, uint timeout);
+    void stopGrabbingAll();
+
+    QVector<unsigned char> getCompressionDescriptor();
+    QVector<unsigned char> getCompressionDescriptor(const CameraInfoPtr& info);
+    QVector<unsigned char> getCompressionDescriptorHash();
+    QVector<unsigned char> getCompressionDescriptorHash(const CameraInfoPtr& info);
+    int getCompressionMode();
+    int getCompressionMode(const CameraInfoPtr& info);
+    size_t getImageSizeForDecompression();
+    size_t getImageSizeForDecompression(const CameraInfoPtr& info);
+
+    void addCamera(const CameraInfoPtr& info);
+    void addCameras(const QVector<CameraInfoPtr>& infos);
+
+signals:
+    void cameraGrabStart(Core::OptiRosterComponents::CameraInfoPtr info);
+    void cameraGrabStarted(Core::OptiRosterComponents::CameraInfoPtr info);
+    void cameraGrabStopped(Core::OptiRosterComponents::CameraInfoPtr info);
+    void cameraConnectionLost(Core::OptiRosterComponents::CameraInfoPtr info);
+    void cameraImageGrabbedInfo(Core::OptiRosterComponents::CameraInfoPtr info, Plugin::OptiRoster::ImageGrabbedInfo imageGrabbedInfo);
+    void cameraImageGrabFailed(Core::OptiRosterComponents::CameraInfoPtr info);
+    void cameraStatisticUpdated(Core::OptiRosterComponents::CameraInfoPtr info, int imagesGrabbedCount, int imagesFailedCount,
+                                double fps, uint64_t bps, Plugin::OptiRoster::CCompressionStatistic compressionStatistic);
+    void cameraDetached(Core::OptiRosterComponents::CameraInfoPtr info);
+    void cameraAttached(Core::OptiRosterComponents::CameraInfoPtr info);
+
+private slots:
+    void onCameraGrabStart();
+    void onCameraGrabStarted();
+    void onCameraGrabStopped();
+    void onCameraConnectionLost();
+    void onCameraImageGrabbed(Core::OptiRosterComponents::CameraInfoPtr info, Tavix::CGrabResultPtr ptrGrabResult);
+    void onCameraImageGrabFailed();
+    void onCameraStatisticUpdated(int imagesGrabbedCount, int imagesFailedCount, double fps, uint64_t bps,
+                                  Plugin::OptiRoster::CCompressionStatistic compressionStatistic);
+
+private:
+    QSharedPointer<ICamera> findCamera(const DeviceBaseInfoPtr& info);
+    ICamera* senderCamera() const;
+    CameraInfoPtr senderInfo() const;
+    // The eleven connections; exclusive use cuts all but the loss of connection.
+    enum EConnectionLost { WithConnectionLost, WithoutConnectionLost };
+    void connectCamera(ICamera* camera, EConnectionLost connectionLost);
+    void disconnectCamera(ICamera* camera);
+    // The frame of the compression forwards: the camera, or the pool's refusal as an exception.
+    CCamera& guardedCamera(const CameraInfoPtr& info);
+    CameraInfoPtr activeCameraOrThrow() const;
+    static CameraInfoPtr activeCamera();
+
+    QList<QSharedPointer<ICamera>> m_detachedCameras;
+    QSharedPointer<ImageGrabbedNotifierService> m_imageGrabbedNotifier;
+    QMutex m_imageGrabbedNotifierMutex;
+};
+
+} // namespace Plugin::OptiRoster::Internal
