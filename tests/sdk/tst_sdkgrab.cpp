@@ -10,6 +10,7 @@
 #include <QtConcurrent>
 
 #include <deque>
+#include <thread>
 
 using namespace Tavix;
 
@@ -36,7 +37,7 @@ public:
         QMutexLocker locker(&mutex);
         if (images.isEmpty())
             events << m_name + QStringLiteral(":OnImageGrabbed");
-        imageThread = QThread::currentThread();
+        imageThread = std::this_thread::get_id();
         images.append(result->GetImageNumber());
         succeeded.append(result->GrabSucceeded());
         payloadTypes.append(result->GetPayloadType());
@@ -50,7 +51,28 @@ public:
     {
         QMutexLocker locker(&mutex);
         events << m_name + QLatin1Char(':') + event;
-        threads[event] = QThread::currentThread();
+        threads[event] = std::this_thread::get_id();
+    }
+    // Reads for the test's thread, under the lock the grab thread writes with.
+    QStringList eventList()
+    {
+        QMutexLocker locker(&mutex);
+        return events;
+    }
+    std::thread::id threadOf(const char* event)
+    {
+        QMutexLocker locker(&mutex);
+        return threads.value(QLatin1String(event));
+    }
+    std::thread::id grabThread()
+    {
+        QMutexLocker locker(&mutex);
+        return imageThread;
+    }
+    QVector<int64_t> imageNumbers()
+    {
+        QMutexLocker locker(&mutex);
+        return images;
     }
     int imageCount()
     {
@@ -60,8 +82,8 @@ public:
 
     QMutex mutex;
     QStringList events;
-    QMap<QString, QThread*> threads;
-    QThread* imageThread = nullptr;
+    QMap<QString, std::thread::id> threads;
+    std::thread::id imageThread;
     QVector<int64_t> images;
     QVector<bool> succeeded;
     QVector<int> payloadTypes;
@@ -142,13 +164,14 @@ void TestSdkGrab::handlersRunInOrderOnTheirThreads()
         QCOMPARE(recorder.imageCount(), delivered); // nothing arrives after the stop returned
         camera.Close();
     }
-    QCOMPARE(recorder.events, (QStringList{"h:OnOpen", "h:OnOpened", "h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed",
+    QCOMPARE(recorder.eventList(), (QStringList{"h:OnOpen", "h:OnOpened", "h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed",
                                            "h:OnGrabStop", "h:OnGrabStopped", "h:OnClose", "h:OnClosed"}));
     for (const char* event : {"OnOpen", "OnGrabStart", "OnGrabStarted", "OnGrabStopped", "OnClose"})
-        QCOMPARE(recorder.threads.value(QLatin1String(event)), QThread::currentThread());
-    QVERIFY(recorder.imageThread && recorder.imageThread != QThread::currentThread());
-    for (int i = 1; i < recorder.images.size(); ++i)
-        QCOMPARE(recorder.images[i], recorder.images[i - 1] + 1); // one by one, in order
+        QVERIFY(recorder.threadOf(event) == std::this_thread::get_id());
+    QVERIFY(recorder.grabThread() != std::thread::id() && recorder.grabThread() != std::this_thread::get_id());
+    const QVector<int64_t> images = recorder.imageNumbers();
+    for (int i = 1; i < images.size(); ++i)
+        QCOMPARE(images[i], images[i - 1] + 1); // one by one, in order
 }
 
 void TestSdkGrab::imageHandlersRunInRegistrationOrder()
@@ -177,11 +200,11 @@ void TestSdkGrab::aSingleFrameGrabEndsByItself()
     QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
     QVERIFY(!open.camera.IsGrabbing());
     QCOMPARE(recorder.imageCount(), 1);
-    QCOMPARE(recorder.events.mid(2), (QStringList{"h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed", "h:OnGrabStop", "h:OnGrabStopped"}));
+    QCOMPARE(recorder.eventList().mid(2), (QStringList{"h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed", "h:OnGrabStop", "h:OnGrabStopped"}));
     // A grab that ends by itself reports its stop on the grab loop thread.
-    QCOMPARE(recorder.threads.value(QStringLiteral("OnGrabStopped")), recorder.imageThread);
+    QVERIFY(recorder.threadOf("OnGrabStopped") == recorder.grabThread());
     open.camera.StopGrabbing();
-    QCOMPARE(recorder.events.count(QStringLiteral("h:OnGrabStopped")), 1);
+    QCOMPARE(recorder.eventList().count(QStringLiteral("h:OnGrabStopped")), 1);
 }
 
 void TestSdkGrab::buffersComeBackWhenTheLastCopyGoesOnAnotherThread()
@@ -239,9 +262,9 @@ void TestSdkGrab::aLostDeviceIsReportedFromAThreadOfItsOwn()
     TavixSim::loseDevice("SimGigE#100");
     QVERIFY(open.camera.IsCameraDeviceRemoved());
     QTRY_VERIFY_WITH_TIMEOUT(recorder.removed.load(), 10000);
-    QThread* reporter = recorder.threads.value(QStringLiteral("OnCameraDeviceRemoved"));
-    QVERIFY(reporter != QThread::currentThread());
-    QVERIFY(reporter != recorder.imageThread);
+    const std::thread::id reporter = recorder.threadOf("OnCameraDeviceRemoved");
+    QVERIFY(reporter != std::this_thread::get_id());
+    QVERIFY(reporter != recorder.grabThread());
     QVERIFY(open.camera.IsGrabbing()); // the grab stands until somebody stops it
     QVERIFY(open.camera.IsOpen());
     open.camera.StopGrabbing();
@@ -265,7 +288,7 @@ void TestSdkGrab::failedFramesChunkDataAndGrabErrorsArrive()
     QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
     QCOMPARE(recorder.succeeded, (QVector<bool>{true, false, true, false}));
     QCOMPARE(recorder.payloadTypes, (QVector<int>{3, 3, 3, 3}));
-    QVERIFY(recorder.events.contains(QStringLiteral("h:OnGrabError:link lost")));
+    QVERIFY(recorder.eventList().contains(QStringLiteral("h:OnGrabError:link lost")));
     QCOMPARE(recorder.kept[1]->GetErrorCode(), 7u);
     QCOMPARE(QString::fromUtf8(recorder.kept[1]->GetErrorDescription()), QStringLiteral("incomplete"));
 
@@ -283,7 +306,7 @@ void TestSdkGrab::imageNumbersStartWhereTheScenarioSays()
     OpenCamera open(QStringLiteral("102"), recorder);
     open.camera.StartGrabbing(3);
     QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
-    QCOMPARE(recorder.images, (QVector<int64_t>{2147483646ll, 2147483647ll, 2147483648ll}));
+    QCOMPARE(recorder.imageNumbers(), (QVector<int64_t>{2147483646ll, 2147483647ll, 2147483648ll}));
 }
 
 TAVIX_TEST_MAIN(TestSdkGrab)
