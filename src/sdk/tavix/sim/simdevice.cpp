@@ -220,7 +220,7 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
     m_sent = 0;
     m_frameIndex = 0;
     m_nextError = 0;
-    m_start = Clock::now();
+    m_started = false;
     // One period of a diagonal ramp, twice over, so that each frame copies a shifted window.
     m_lineLength = size_t(std::max<int64_t>(1, camera.integerValue("Width", 1) * m_device.bytesPerPixel()));
     m_pattern.resize(m_imageSize + m_lineLength);
@@ -263,6 +263,10 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
 
     Tavix::FrameResult frame;
     ++m_frameIndex;
+    if (!m_started) { // the stream's clock starts with the first frame the loop asks for
+        m_start = Clock::now();
+        m_started = true;
+    }
     if (stream.frameRate > 0) {
         const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / stream.frameRate));
         const Clock::time_point due = m_start + period * m_frameIndex;

@@ -53,6 +53,7 @@ private:
     int64_t m_frameIndex = 0; // frames due in this grab, skipped ones included
     size_t m_nextError = 0;
     Clock::time_point m_start;
+    bool m_started = false;
     std::vector<unsigned char> m_pattern;
     size_t m_lineLength = 1;
 };

@@ -107,6 +107,9 @@ void CCamera::initialize()
     m_pCamera->RegisterImageEventHandler(m_pChunkParsingHandler, Tavix::RegistrationMode_Append, Tavix::Cleanup_None);
     m_pCamera->RegisterConfiguration(m_pChunkParsingHandler, Tavix::RegistrationMode_Append, Tavix::Cleanup_None);
     qRegisterMetaType<Tavix::CGrabResultPtr>("Tavix::CGrabResultPtr");
+    // The statistic and timer signals cross threads with these in their signatures.
+    qRegisterMetaType<uint64_t>("uint64_t");
+    qRegisterMetaType<int64_t>("int64_t");
     readSettings();
 
     m_frameGrabberTimer.setInterval(m_frameGrabberTimeoutMs);

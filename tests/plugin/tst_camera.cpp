@@ -1,0 +1,426 @@
+#include "camerafixture.h"
+#include "logrecorder.h"
+#include "testmain.h"
+
+#include <core/exception/exceptions.h>
+#include <plugins/optiroster/internal/camera.h>
+
+#include <QSettings>
+
+using namespace Plugin::OptiRoster;
+using Internal::CCamera;
+using ParameterCollection::EObjectState;
+
+namespace {
+
+const QString CameraCategory = QStringLiteral("tavix.viewer.plugins.optiRoster.camera");
+
+QJsonObject feature(const char* name, const char* type, const QJsonValue& value)
+{
+    return QJsonObject{{"name", name}, {"type", type}, {"value", value}};
+}
+
+QJsonArray size(int width, int height, QJsonArray more = {})
+{
+    more.prepend(feature("Height", "integer", height));
+    more.prepend(feature("Width", "integer", width));
+    return more;
+}
+
+const QJsonObject AcquisitionMode{{"name", "AcquisitionMode"}, {"type", "enumeration"}, {"value", "Continuous"},
+                                  {"entries", QJsonArray{"Continuous", "SingleFrame"}}};
+const QJsonObject TransmissionType{{"name", "TransmissionType"}, {"type", "enumeration"}, {"value", "Unicast"},
+                                   {"entries", QJsonArray{"Unicast", "UseCameraConfig"}}};
+
+QJsonObject stream(QJsonObject more = {})
+{
+    more.insert("frameRate", 200);
+    return more;
+}
+
+// What the statistic signal carried, one record for each emission.
+struct Statistic
+{
+    int grabbed;
+    int failed;
+    double fps;
+    CCompressionStatistic compression;
+};
+
+using StatisticRecorder = CQueuedRecorder<Statistic>;
+
+std::unique_ptr<StatisticRecorder> recordStatistics(CCamera& camera)
+{
+    return std::make_unique<StatisticRecorder>(&camera, &ICamera::cameraStatisticChanged,
+                                               [](int grabbed, int failed, double fps, uint64_t, CCompressionStatistic c) {
+                                                   return Statistic{grabbed, failed, fps, c};
+                                               });
+}
+
+QString enumValue(CCamera& camera, const QString& path)
+{
+    const auto parameter = camera.getParameterCollection()->getEnumParameter(path);
+    return parameter ? parameter->getValue() : QString();
+}
+
+} // namespace
+
+class TestCamera : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void openAndCloseSignalTheirSteps();
+    void closingWhileGrabbingStopsTheGrabFirst();
+    void aFailedCreationOrOpenIsReported_data();
+    void aFailedCreationOrOpenIsReported();
+    void aCameraWithoutDescriptionOpensTheFirstDevice();
+    void monitorModeChangesTheGrabSteps();
+    void buffersAreSizedFromThePayload_data();
+    void buffersAreSizedFromThePayload();
+    void statisticsOfACompressedStreamWithFailures();
+    void anUncompressedCameraHasNoCompressionFigures();
+    void theTimerKeepsStatisticsMovingUntilAfterTheStop();
+    void chunkDataIsParsedOnlyInChunkMode();
+    void aLostDeviceLeavesTheCameraOpenButNotConnected();
+    void compressionDataIsReadAndChecked();
+    void settingsAreWrittenBack();
+
+private:
+    CLogRecorder* m_pLog = nullptr;
+};
+
+void TestCamera::init()
+{
+    TavixSim::reset();
+    QSettings().clear();
+    const QJsonObject compressed{{"descriptor", "0a0b0c0d"}, {"ratios", QJsonArray{40, 60}}, {"statusErrorFrames", QJsonArray{3}}};
+    QJsonObject compressedCamera = TestScenario::camera(QStringLiteral("401"),
+        QJsonObject{{"failures", QJsonArray{QJsonObject{{"frame", 2}, {"text", "incomplete"}}}},
+                    {"firstImageNumber", "2147483647"}, {"frameLimit", 4}}, size(100, 1));
+    compressedCamera.insert("compression", compressed);
+    QJsonObject oddCompression = TestScenario::camera(QStringLiteral("409"), stream(), size(100, 1, {QJsonObject{
+        {"name", "ImageCompressionMode"}, {"type", "enumeration"}, {"value", "Weird"},
+        {"entries", QJsonArray{QJsonObject{{"name", "Off"}, {"value", 0}}, QJsonObject{{"name", "Weird"}, {"value", 7}}}}}}));
+    oddCompression.insert("compression", QJsonObject{{"descriptor", "01"}, {"imageSize", 0}});
+
+    const QJsonArray cameras{
+        TestScenario::camera(QStringLiteral("400"), stream(), size(64, 1, {AcquisitionMode, TransmissionType})),
+        compressedCamera,
+        TestScenario::camera(QStringLiteral("402"), stream(), size(64, 1, {feature("ChunkModeActive", "boolean", true)})),
+        TestScenario::camera(QStringLiteral("403"), stream({{"payloadType", "image"}}), size(64, 1, {feature("ChunkModeActive", "boolean", true)})),
+        TestScenario::camera(QStringLiteral("404"), stream({{"frameLimit", 3}}), size(64, 1)),
+        TestScenario::camera(QStringLiteral("406"), stream(), size(1024, 1024)),
+        TestScenario::camera(QStringLiteral("407"), stream(), size(4096, 1)),
+        [] {
+            QJsonObject camera = TestScenario::camera(QStringLiteral("408"), stream(), size(4096, 1));
+            camera.insert("streamFeatures", QJsonArray{feature("PayloadSize", "integer", 0)});
+            return camera;
+        }(),
+        oddCompression,
+    };
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
+}
+
+void TestCamera::openAndCloseSignalTheirSteps()
+{
+    CCamera camera(cameraInfo(QStringLiteral("400")), nullptr);
+    QStringList steps;
+    for (auto signal : {&IDevice::deviceOpening, &IDevice::deviceOpened, &IDevice::deviceClosing, &IDevice::deviceClosed}) {
+        connect(&camera, signal, &camera, [&steps, signal] {
+            steps << (signal == &IDevice::deviceOpening ? "opening" : signal == &IDevice::deviceOpened ? "opened"
+                      : signal == &IDevice::deviceClosing ? "closing" : "closed");
+        });
+    }
+    const auto collection = camera.getParameterCollection();
+    QCOMPARE(collection->getNodeMapNames(),
+             (QStringList{"@CameraDevice", "@StreamGrabber0", "@DeviceTransportLayer", "@EventGrabber"}));
+    QVERIFY(!camera.isOpen());
+    QVERIFY(camera.open(true));
+    QVERIFY(camera.open(false)); // open already: no signal, monitor mode kept
+    QVERIFY(camera.isMonitorMode());
+    QVERIFY(camera.isConnected());
+    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateOpen);
+    QVERIFY(collection->getNodeMap(QStringLiteral("@EventGrabber")));
+    QVERIFY(collection->getIntegerParameter(QStringLiteral("Width")));
+
+    camera.close();
+    camera.close();
+    QCOMPARE(steps, (QStringList{"opening", "opened", "closing", "closed"}));
+    QCOMPARE(collection->getNodeMapNames().size(), 4);
+    for (const QString& name : collection->getNodeMapNames())
+        QVERIFY(!collection->getNodeMap(name));
+    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateClosing);
+    QVERIFY(!camera.isMonitorMode());
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveDevice), 0); // the device went with the close
+}
+
+void TestCamera::closingWhileGrabbingStopsTheGrabFirst()
+{
+    CCamera camera(cameraInfo(QStringLiteral("400")), nullptr);
+    QStringList steps;
+    connect(&camera, &IDevice::deviceClosing, &camera, [&] { steps << "closing"; });
+    connect(&camera, &ICamera::cameraGrabStopped, &camera, [&] { steps << "grab stopped"; }, Qt::DirectConnection);
+    connect(&camera, &IDevice::deviceClosed, &camera, [&] { steps << "closed"; });
+    QVERIFY(camera.open(false));
+    camera.startGrabbing();
+    QVERIFY(camera.isGrabbing());
+    camera.close();
+    QCOMPARE(steps, (QStringList{"closing", "grab stopped", "closed"}));
+    QVERIFY(!camera.isGrabbing());
+}
+
+void TestCamera::aFailedCreationOrOpenIsReported_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("prefix");
+    QTest::newRow("creation") << "CreateDevice" << "Tavix device creation failed. Reason:  ";
+    QTest::newRow("open") << "Open" << "Camera could not be opened. Reason:  ";
+}
+
+void TestCamera::aFailedCreationOrOpenIsReported()
+{
+    QFETCH(QString, operation);
+    QFETCH(QString, prefix);
+    CLogRecorder log;
+    const CameraInfoPtr info = cameraInfo(QStringLiteral("400"));
+    CCamera camera(info, nullptr);
+    QSignalSpy opening(&camera, &IDevice::deviceOpening);
+    QSignalSpy opened(&camera, &IDevice::deviceOpened);
+    QSignalSpy closed(&camera, &IDevice::deviceClosed);
+    TavixSim::injectFault({"*", operation.toStdString(), "AccessException", "device is busy", 1});
+    QVERIFY(!camera.open(false));
+    QCOMPARE(opening.count(), 1);
+    QCOMPARE(opened.count(), 0);
+    QCOMPARE(closed.count(), 0);
+    QCOMPARE(info->getLastError(), QStringLiteral("device is busy"));
+    const QStringList lines = log.messages(CameraCategory);
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines[0].startsWith(prefix + QStringLiteral("AccessException: device is busy")), qPrintable(lines[0]));
+    QVERIFY(camera.open(false)); // the next try goes through
+}
+
+void TestCamera::aCameraWithoutDescriptionOpensTheFirstDevice()
+{
+    CLogRecorder log;
+    CCamera camera(nullptr);
+    QVERIFY(!camera.getInfo());
+    QVERIFY(camera.open(false));
+    camera.close();
+    TavixSim::injectFault({"*", "Open", "RuntimeException", "no", 1});
+    QVERIFY(!camera.open(false));
+    QCOMPARE(log.messages(CameraCategory).size(), 1); // the reason reaches the log alone
+}
+
+void TestCamera::monitorModeChangesTheGrabSteps()
+{
+    CCamera camera(cameraInfo(QStringLiteral("400")), nullptr);
+    QVERIFY(camera.open(true));
+    camera.getParameterCollection()->getEnumParameter(QStringLiteral("AcquisitionMode"))->setValue(QStringLiteral("SingleFrame"));
+    camera.startGrabbing();
+    QVERIFY(camera.isGrabbing());
+    QCOMPARE(enumValue(camera, QStringLiteral("TransmissionType")), QStringLiteral("UseCameraConfig"));
+    QCOMPARE(enumValue(camera, QStringLiteral("AcquisitionMode")), QStringLiteral("SingleFrame")); // untouched
+    camera.stopGrabbing();
+    camera.close();
+
+    QVERIFY(camera.open(false));
+    QVERIFY(!camera.isMonitorMode());
+    camera.startGrabbing();
+    QCOMPARE(enumValue(camera, QStringLiteral("@CameraDevice/AcquisitionMode")), QStringLiteral("Continuous"));
+    camera.stopGrabbing();
+    QSignalSpy stopped(&camera, &ICamera::cameraGrabStopped);
+    camera.singleShot(5000);
+    QCOMPARE(enumValue(camera, QStringLiteral("AcquisitionMode")), QStringLiteral("SingleFrame"));
+    QTRY_VERIFY_WITH_TIMEOUT(!camera.isGrabbing(), 10000); // a single shot ends by itself
+}
+
+void TestCamera::buffersAreSizedFromThePayload_data()
+{
+    QTest::addColumn<QString>("serial");
+    QTest::addColumn<int>("minimum");
+    QTest::addColumn<int>("maximum");
+    QTest::addColumn<int>("buffers");
+    QTest::newRow("1 MiB: 8 raised to the minimum") << "406" << 15 << 450 << 15;
+    QTest::newRow("4 KiB: 2048 cut to the maximum") << "407" << 15 << 450 << 450;
+    QTest::newRow("contradictory: the minimum wins") << "407" << 600 << 20 << 600;
+    QTest::newRow("stream payload 0: the camera's counts") << "408" << 15 << 450 << 450;
+}
+
+void TestCamera::buffersAreSizedFromThePayload()
+{
+    QFETCH(QString, serial);
+    QFETCH(int, minimum);
+    QFETCH(int, maximum);
+    QFETCH(int, buffers);
+    {
+        QSettings settings;
+        settings.setValue(QStringLiteral("Grab/MinNumBuffersContinuousShot"), minimum);
+        settings.setValue(QStringLiteral("Grab/MaxNumBuffersContinuousShot"), maximum);
+    }
+    CLogRecorder log;
+    CCamera camera(cameraInfo(serial), nullptr);
+    QVERIFY(camera.open(false));
+    camera.startGrabbing();
+    camera.stopGrabbing();
+    const TavixSim::GrabRecord grab = TavixSim::lastGrab(QStringLiteral("SimGigE#%1").arg(serial).toStdString());
+    QCOMPARE(int(grab.bufferCount), buffers);
+    QCOMPARE(int(grab.queuedBufferCount), buffers);
+    const QStringList lines = log.messages(CameraCategory);
+    QVERIFY(!lines.filter(QStringLiteral("Boosted Instant Camera Thread Priority to: ")).isEmpty());
+}
+
+void TestCamera::statisticsOfACompressedStreamWithFailures()
+{
+    CCamera camera(cameraInfo(QStringLiteral("401")), nullptr);
+    const auto statistics = recordStatistics(camera);
+    QVERIFY(camera.open(false));
+    camera.startGrabbing();
+    QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 4, 10000);
+    camera.stopGrabbing();
+
+    const auto& s = statistics->values;
+    QCOMPARE(s[0].grabbed, 2147483647);
+    QCOMPARE(s[1].grabbed, int(-2147483647 - 1)); // the SDK's number wraps as an int
+    QCOMPARE(s[0].failed, 0);
+    QCOMPARE(s[1].failed, 1);
+    QVERIFY(s[1].fps > 0.0); // the failed image counts in the rate
+    QVERIFY(s[0].compression.hasCompressionInfo);
+    QCOMPARE(s[0].compression.currentRatio, 40.0);
+    QCOMPARE(s[0].compression.minRatio, 40.0);
+    QCOMPARE(s[0].compression.maxRatio, 40.0);
+    QCOMPARE(s[1].compression.minRatio, 40.0);
+    QCOMPARE(s[1].compression.maxRatio, 60.0);
+    QCOMPARE(s[1].compression.losslessCount, 2);
+    QCOMPARE(s[2].compression.errorCount, 1); // status not 0: only the error count moves
+    QCOMPARE(s[2].compression.currentRatio, 60.0);
+    QCOMPARE(s[2].compression.losslessCount, 2);
+    QCOMPARE(s[3].compression.lossyCount, 0);
+}
+
+void TestCamera::anUncompressedCameraHasNoCompressionFigures()
+{
+    CCamera camera(cameraInfo(QStringLiteral("404")), nullptr);
+    const auto statistics = recordStatistics(camera);
+    QVERIFY(camera.open(false));
+    camera.singleShot();
+    QTRY_VERIFY_WITH_TIMEOUT(!statistics->values.isEmpty(), 10000);
+    const CCompressionStatistic c = statistics->values[0].compression;
+    QVERIFY(!c.hasCompressionInfo);
+    QCOMPARE(c.currentRatio, 0.0);
+    QCOMPARE(c.minRatio, 100.0);
+    QCOMPARE(c.maxRatio, 0.0);
+}
+
+void TestCamera::theTimerKeepsStatisticsMovingUntilAfterTheStop()
+{
+    CCamera camera(cameraInfo(QStringLiteral("404")), nullptr); // three images, then the stream dries up
+    const auto statistics = recordStatistics(camera);
+    QVERIFY(camera.open(false));
+    camera.startGrabbing();
+    QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 3, 10000);
+    QVERIFY(statistics->values.last().fps > 0.0);
+    // Ticks of 500 ms go on while the camera grabs, each with the last image number.
+    QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 6, 10000);
+    QCOMPARE(statistics->values.last().grabbed, 3);
+    QCOMPARE(statistics->values.last().fps, 0.0); // the rate has fallen away
+    camera.stopGrabbing();
+    const int atStop = statistics->values.size();
+    QTRY_COMPARE_WITH_TIMEOUT(statistics->values.size(), atStop + 1, 10000); // one more after the stop
+    QTest::qWait(1200);
+    QCOMPARE(statistics->values.size(), atStop + 1); // and then none
+}
+
+void TestCamera::chunkDataIsParsedOnlyInChunkMode()
+{
+    {
+        CCamera camera(cameraInfo(QStringLiteral("402")), nullptr);
+        QVERIFY(camera.open(false));
+        const auto statistics = recordStatistics(camera);
+        camera.singleShot();
+        QTRY_VERIFY_WITH_TIMEOUT(!statistics->values.isEmpty() && !camera.isGrabbing(), 10000);
+        const auto frameId = camera.getParameterCollection()->getIntegerParameter(QStringLiteral("ChunkFrameID"));
+        QCOMPARE(frameId->getValue(), qint64(statistics->values.last().grabbed));
+
+        // Chunk mode off at the grab start: the handler leaves the images alone.
+        camera.getParameterCollection()->getBooleanParameter(QStringLiteral("ChunkModeActive"))->setValue(false);
+        camera.startGrabbing();
+        QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 4, 10000);
+        camera.stopGrabbing();
+        QCOMPARE(frameId->getValue(), qint64(1));
+    }
+    CCamera camera(cameraInfo(QStringLiteral("403")), nullptr); // chunk mode on, images without chunks
+    QVERIFY(camera.open(false));
+    const auto statistics = recordStatistics(camera);
+    camera.startGrabbing();
+    QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 3, 10000);
+    camera.stopGrabbing();
+    QCOMPARE(camera.getParameterCollection()->getIntegerParameter(QStringLiteral("ChunkFrameID"))->getValue(), qint64(0));
+}
+
+void TestCamera::aLostDeviceLeavesTheCameraOpenButNotConnected()
+{
+    CLogRecorder log;
+    CCamera camera(cameraInfo(QStringLiteral("400")), nullptr);
+    QVERIFY(camera.open(false));
+    camera.startGrabbing();
+    CQueuedRecorder<bool> lost(&camera, &ICamera::cameraConnectionLost, [] { return true; });
+    TavixSim::loseDevice("SimGigE#400");
+    QTRY_COMPARE_WITH_TIMEOUT(lost.values.size(), 1, 10000);
+    QCOMPARE(camera.getParameterCollection()->getObjectState()->getState(), ParameterCollection::ObjectStateDeviceRemoved);
+    QVERIFY(!camera.isConnected());
+    QVERIFY(camera.isOpen());
+    QVERIFY(camera.isGrabbing());
+    camera.stopGrabbing();
+    camera.startGrabbing();
+    QVERIFY(log.contains(QStringLiteral("CCamera::startGrabbing failed, because the camera is not connected.")));
+    camera.close();
+    QVERIFY(!camera.isOpen());
+}
+
+void TestCamera::compressionDataIsReadAndChecked()
+{
+    CCamera compressed(cameraInfo(QStringLiteral("401")), nullptr);
+    QVERIFY_EXCEPTION_THROWN(compressed.getCompressionMode(), Core::Exception::InvalidOperationException); // closed
+    QVERIFY(compressed.open(false));
+    QCOMPARE(compressed.getCompressionDescriptor(), (QVector<unsigned char>{0x0a, 0x0b, 0x0c, 0x0d}));
+    QCOMPARE(compressed.getCompressionDescriptorHash().size(), 20);
+    QCOMPARE(compressed.getCompressionMode(), 1);
+    QCOMPARE(compressed.getImageSizeForDecompression(), size_t(100));
+
+    CCamera plain(cameraInfo(QStringLiteral("400")), nullptr);
+    QVERIFY(plain.open(false));
+    QCOMPARE(plain.getCompressionMode(), 0);
+    try {
+        plain.getCompressionDescriptor();
+        QFAIL("no exception");
+    } catch (const Core::Exception::RuntimeException& e) {
+        QCOMPARE(e.getMessage(), QStringLiteral("Invalid compression descriptor size found."));
+    }
+
+    CCamera odd(cameraInfo(QStringLiteral("409")), nullptr);
+    QVERIFY(odd.open(false));
+    try {
+        odd.getCompressionMode();
+        QFAIL("no exception");
+    } catch (const Core::Exception::RuntimeException& e) {
+        QCOMPARE(e.getMessage(), QStringLiteral("Unknown compression mode found."));
+    }
+    QVERIFY_EXCEPTION_THROWN(odd.getImageSizeForDecompression(), Core::Exception::RuntimeException);
+}
+
+void TestCamera::settingsAreWrittenBack()
+{
+    QVERIFY(!QSettings().contains(QStringLiteral("Grab/UsedBufferMemory")));
+    {
+        CCamera never(cameraInfo(QStringLiteral("400")), nullptr);
+    }
+    QSettings settings;
+    QCOMPARE(settings.value(QStringLiteral("Grab/MinNumBuffersContinuousShot")).toInt(), 15);
+    QCOMPARE(settings.value(QStringLiteral("Grab/MaxNumBuffersContinuousShot")).toInt(), 450);
+    QCOMPARE(settings.value(QStringLiteral("Grab/UsedBufferMemory")).toUInt(), 8388608u);
+}
+
+TAVIX_TEST_MAIN(TestCamera)
+#include "tst_camera.moc"
