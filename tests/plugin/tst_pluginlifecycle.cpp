@@ -5,7 +5,12 @@
 #include <core/plugin/iplugininfoservice.h>
 #include <core/parametercollectionpool/iparameterservice.h>
 #include <plugins/optiroster/internal/servicelookup.h>
+#include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
+#include <plugins/optiroster/internal/interfacepool.h>
+#include <plugins/optiroster/internal/optiroster.h>
 #include <plugins/optiroster/optirosterplugin.h>
+
+#include "camerafixture.h"
 
 #include <QJsonArray>
 #include <QPluginLoader>
@@ -55,6 +60,8 @@ private slots:
     void hostRunsTheLifecycleInOrder();
     void postInitializeAttachesToTheHostsServices();
     void missingServicesAreNoError();
+    void initializeWiresTheNotifierAndThePools();
+    void shutdownClosesEveryDevice();
     void catalogues_data();
     void catalogues();
 };
@@ -141,6 +148,50 @@ void TestPluginLifecycle::missingServicesAreNoError()
     registry.reset(); // the plug-in holds the registry weakly
     QVERIFY(plugin.postInitialize());
     QVERIFY(plugin.uninitialize({}));
+}
+
+void TestPluginLifecycle::initializeWiresTheNotifierAndThePools()
+{
+    TavixSim::reset();
+    QSharedPointer<CPluginInitializer> registry(new CPluginInitializer);
+    const int users = TavixSim::runtimeCounters().users;
+    auto plugin = new COptiRosterPlugin;
+    QVERIFY(plugin->initialize(registry));
+
+    QList<QSharedPointer<Core::Service::IService>> services;
+    registry->getServices(services);
+    QCOMPARE(services.size(), 1);
+    QVERIFY(services[0].objectCast<Plugin::OptiRoster::Internal::ImageGrabbedNotifierService>());
+    const QObjectList children = plugin->children();
+    QCOMPARE(children.size(), 2);
+    QVERIFY(qobject_cast<Plugin::OptiRoster::Internal::COptiRoster*>(children[0]));
+    QVERIFY(qobject_cast<Plugin::OptiRoster::Internal::CInterfacePool*>(children[1]));
+    QCOMPARE(TavixSim::runtimeCounters().users, users + 2); // each pool holds a share of the SDK
+
+    QVERIFY(plugin->uninitialize(registry));
+    registry->getServices(services);
+    QCOMPARE(services.size(), 1); // the notifier stays registered
+    delete plugin;
+    QCOMPARE(TavixSim::runtimeCounters().users, users);
+}
+
+void TestPluginLifecycle::shutdownClosesEveryDevice()
+{
+    TavixSim::reset();
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer({TestScenario::camera(QStringLiteral("700"))})}), QString());
+    QSharedPointer<CPluginInitializer> registry(new CPluginInitializer);
+    QSharedPointer<Core::Plugin::CPluginInfoService> info(new Core::Plugin::CPluginInfoService);
+    registry->registerService(info);
+    COptiRosterPlugin plugin;
+    QVERIFY(plugin.initialize(registry));
+    QVERIFY(plugin.postInitialize());
+    auto roster = plugin.findChild<Plugin::OptiRoster::Internal::COptiRoster*>();
+    const auto camera = cameraInfo(QStringLiteral("700"));
+    QVERIFY(roster->openDevice(camera, false));
+    roster->startGrabbing(camera);
+    info->announceUninitialization();
+    QVERIFY(!roster->isDeviceOpen(camera));
+    QVERIFY(plugin.uninitialize(registry));
 }
 
 void TestPluginLifecycle::catalogues_data()

@@ -55,18 +55,16 @@ void CParameterCollection::detachNodeMap(const QString& name)
 
 void CParameterCollection::detachAllNodeMaps()
 {
-    QStringList detached;
+    QStringList names;
     {
         QWriteLocker locker(&m_lock);
-        for (const QString& name : qAsConst(m_announcedOrder)) {
-            if (m_nodeMaps.value(name)) {
-                m_nodeMaps[name] = nullptr;
-                detached.append(name);
-            }
-        }
+        names = m_announcedOrder;
+        for (const QString& name : qAsConst(names))
+            m_nodeMaps[name] = nullptr;
     }
+    // Every client hears of every name, bound or not, so that it drops what it holds.
     std::exception_ptr firstFailure;
-    for (const QString& name : qAsConst(detached)) {
+    for (const QString& name : qAsConst(names)) {
         try {
             notify(name, nullptr);
         } catch (...) {

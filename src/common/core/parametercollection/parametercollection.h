@@ -35,8 +35,8 @@ public:
     void announceNodeMap(const QString& name);
     void attachNodeMap(const QString& name, GenApi::INodeMap* nodeMap);
     void detachNodeMap(const QString& name);
-    // Unbinds every map, telling each listener; if a listener throws, the rest are still
-    // unbound and told, and the first exception is thrown again at the end.
+    // Unbinds every map and tells each listener of every announced name; if a listener throws,
+    // the rest are still unbound and told, and the first exception is thrown again at the end.
     void detachAllNodeMaps();
 
     QStringList getNodeMapNames() const;

@@ -1,0 +1,125 @@
+#include "logrecorder.h"
+#include "simscenario.h"
+#include "testmain.h"
+
+#include <plugins/optiroster/interfaceinfolist.h>
+#include <plugins/optiroster/internal/interface.h>
+#include <plugins/optiroster/internal/interfacepool.h>
+
+#include <stdexcept>
+
+using namespace Plugin::OptiRoster;
+using Internal::CInterfacePool;
+
+class TestInterfacePool : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void openingTwiceAnswersTrueThenFalse();
+    void closingANeverOpenedInterfaceDoesNothing();
+    void reopeningMakesANewSdkInterface();
+    void aThrowingParameterCallbackDoesntStopTheClose();
+    void aFailedOpenIsReported();
+
+private:
+    DeviceBaseInfoPtr m_info;
+    std::unique_ptr<CInterfacePool> m_pPool;
+};
+
+void TestInterfacePool::init()
+{
+    TavixSim::reset();
+    const QJsonArray interfaces{QJsonObject{{"id", "pool-eth0"}, {"friendlyName", "Ethernet"},
+                                            {"features", QJsonArray{QJsonObject{{"name", "Mtu"}, {"type", "integer"}, {"value", 1500}}}}}};
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer({}, interfaces)}), QString());
+    Tavix::InterfaceInfoList records(1);
+    records[0].SetPropertyValue("InterfaceID", "pool-eth0");
+    records[0].SetPropertyValue("DeviceClass", "VorlanGigE");
+    m_info = CInterfaceInfoList::fromInterfaceInfoList(records).toDeviceBaseInfoVector().at(0);
+    m_pPool = std::make_unique<CInterfacePool>(nullptr);
+    m_pPool->addDevice(m_info);
+}
+
+void TestInterfacePool::openingTwiceAnswersTrueThenFalse()
+{
+    QSignalSpy opening(m_pPool.get(), &Internal::ADevicePool::deviceOpening);
+    QSignalSpy opened(m_pPool.get(), &Internal::ADevicePool::deviceOpened);
+    QVERIFY(m_pPool->openDevice(m_info, true));
+    QVERIFY(!m_pPool->openDevice(m_info, false));
+    QCOMPARE(opening.count(), 1);
+    QCOMPARE(opened.count(), 1);
+    const auto collection = m_pPool->getDevice(m_info)->getParameterCollection();
+    QCOMPARE(collection->getIntegerParameter(QStringLiteral("@Interface/Mtu"))->getValue(), qint64(1500));
+    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateOpen);
+}
+
+void TestInterfacePool::closingANeverOpenedInterfaceDoesNothing()
+{
+    QSignalSpy closing(m_pPool.get(), &Internal::ADevicePool::deviceClosing);
+    const auto device = m_pPool->getDevice(m_info);
+    QVERIFY(device->isConnected()); // an interface has no loss of device
+    QVERIFY(!device->isOpen());
+    m_pPool->closeDevice(m_info);
+    QCOMPARE(closing.count(), 0);
+    QCOMPARE(device->getParameterCollection()->getNodeMapNames(), QStringList{QStringLiteral("@Interface")});
+}
+
+void TestInterfacePool::reopeningMakesANewSdkInterface()
+{
+    QVERIFY(m_pPool->openDevice(m_info, false));
+    const auto collection = m_pPool->getDevice(m_info)->getParameterCollection();
+    const auto mtu = collection->getIntegerParameter(QStringLiteral("Mtu"));
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 1);
+    m_pPool->closeDevice(m_info);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 0);
+    QVERIFY(!mtu->isAvailable()); // the handle stays, the value is gone
+    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateClosing);
+    QVERIFY(m_pPool->openDevice(m_info, false));
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 1);
+    QCOMPARE(mtu->getValue(), qint64(1500));
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), 0); // layers live only for the call
+}
+
+void TestInterfacePool::aThrowingParameterCallbackDoesntStopTheClose()
+{
+    QVERIFY(m_pPool->openDevice(m_info, false));
+    const auto collection = m_pPool->getDevice(m_info)->getParameterCollection();
+    int told = 0;
+    // A client that fails when the collection lets go of everything, after the map was unbound.
+    collection->addNodeMapListener([&](const QString&, GenApi::INodeMap* map) {
+        if (!map && ++told == 2)
+            throw std::runtime_error("client callback failed");
+    });
+    CLogRecorder log;
+    QSignalSpy closed(m_pPool.get(), &Internal::ADevicePool::deviceClosed);
+    m_pPool->closeDevice(m_info);
+    QCOMPARE(closed.count(), 1);
+    QCOMPARE(told, 2);
+    QVERIFY(!m_pPool->getDevice(m_info)->isOpen());
+    QCOMPARE(m_info->getLastError(), QStringLiteral("client callback failed"));
+    QCOMPARE(log.messages(QStringLiteral("tavix.viewer.plugins.optiRoster.interface")),
+             QStringList{QStringLiteral("Could not detach from interface node maps. Unexpected exceptions e.g. from callbacks. "
+                                        "Reason: client callback failed")});
+    QVERIFY(m_pPool->openDevice(m_info, false)); // the collection stays usable
+}
+
+void TestInterfacePool::aFailedOpenIsReported()
+{
+    CLogRecorder log;
+    TavixSim::injectFault({"pool-eth0", "InterfaceOpen", "AccessException", "port in use", 1});
+    QSignalSpy opening(m_pPool.get(), &Internal::ADevicePool::deviceOpening);
+    QSignalSpy opened(m_pPool.get(), &Internal::ADevicePool::deviceOpened);
+    QVERIFY(!m_pPool->openDevice(m_info, false));
+    QCOMPARE(opening.count(), 1);
+    QCOMPARE(opened.count(), 0);
+    QCOMPARE(m_info->getLastError(), QStringLiteral("port in use"));
+    const QStringList lines = log.messages(QStringLiteral("tavix.viewer.plugins.optiRoster.interface"));
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(lines[0].startsWith(QStringLiteral("Interface could not be opened. Reason: AccessException: port in use")));
+    QVERIFY(m_pPool->openDevice(m_info, false)); // the same SDK interface, tried again
+}
+
+TAVIX_TEST_MAIN(TestInterfacePool)
+#include "tst_interfacepool.moc"

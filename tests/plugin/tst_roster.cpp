@@ -1,0 +1,322 @@
+#include "camerafixture.h"
+#include "logrecorder.h"
+#include "testmain.h"
+
+#include <core/exception/exceptions.h>
+#include <plugins/optiroster/internal/camera.h>
+#include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
+#include <plugins/optiroster/internal/optiroster.h>
+
+#include <set>
+#include <thread>
+
+using namespace Plugin::OptiRoster;
+using Internal::COptiRoster;
+using Internal::ImageGrabbedNotifierService;
+
+namespace {
+
+class CCountingObserver : public IImageGrabbedObserver
+{
+public:
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr& grabResult) override
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        ++calls;
+        threads.insert(std::this_thread::get_id());
+        if (grabResult.IsValid()) {
+            buffers.insert(grabResult->GetBuffer());
+            if (!grabResult->GrabSucceeded())
+                failures.append(info->getFullName());
+        }
+    }
+    int count()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        return calls;
+    }
+
+    std::mutex mutex;
+    int calls = 0;
+    std::set<std::thread::id> threads;
+    std::set<const void*> buffers;
+    QStringList failures;
+};
+
+template <typename Exception>
+QString messageOf(const std::function<void()>& fn)
+{
+    try {
+        fn();
+    } catch (const Exception& e) {
+        return e.getMessage();
+    }
+    return QStringLiteral("nothing thrown");
+}
+
+const QJsonObject SlowStream{{"frameRate", 200}};
+
+} // namespace
+
+class TestRoster : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void openingSignalsTwiceForAClosedCameraAndRefusesADetachedOne();
+    void closingADetachedCameraAttachesItFirst();
+    void closeAllDevicesLeavesADetachedCameraDetached();
+    void monitorModeCantBeGivenAway();
+    void openExclusiveTakesOnlyAClosedCamera();
+    void aFailedImageIsReportedThenDescribedThenObserved();
+    void observersGetEachImageOnTheGrabThread();
+    void aLostCameraLeavesThePoolButNotItsClient_data();
+    void aLostCameraLeavesThePoolButNotItsClient();
+    void forwardsWithoutACameraThrow();
+    void stopGrabbingAllLeavesDetachedCamerasAlone();
+    void camerasAreAnnouncedByAddress();
+
+private:
+    QSharedPointer<ImageGrabbedNotifierService> m_notifier;
+    std::unique_ptr<COptiRoster> m_pRoster;
+    CameraInfoPtr m_info;
+};
+
+void TestRoster::init()
+{
+    TavixSim::reset();
+    QJsonObject remote = TestScenario::camera(QStringLiteral("550"), SlowStream);
+    remote.insert("reachable", false);
+    remote.insert("ipAddress", "10.9.9.50");
+    const QJsonArray cameras{
+        TestScenario::camera(QStringLiteral("500"), SlowStream),
+        TestScenario::camera(QStringLiteral("501"), QJsonObject{{"frameRate", 200},
+            {"failures", QJsonArray{QJsonObject{{"every", 2}, {"text", "Buffer incomplete"}, {"code", 42}}}}}),
+        TestScenario::camera(QStringLiteral("502"), SlowStream),
+        remote,
+    };
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
+    m_notifier.reset(new ImageGrabbedNotifierService(nullptr));
+    m_pRoster = std::make_unique<COptiRoster>(m_notifier, nullptr);
+    m_info = cameraInfo(QStringLiteral("500"));
+    m_pRoster->addDevice(m_info);
+}
+
+void TestRoster::cleanup()
+{
+    Internal::ADevicePool::setActiveDevice({});
+    m_pRoster.reset();
+    m_notifier.reset();
+}
+
+void TestRoster::openingSignalsTwiceForAClosedCameraAndRefusesADetachedOne()
+{
+    QSignalSpy opening(m_pRoster.get(), &Internal::ADevicePool::deviceOpening);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    QCOMPARE(opening.count(), 2);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    QCOMPARE(opening.count(), 3);
+    QVERIFY(m_pRoster->takeExclusive(m_info));
+    QVERIFY(!m_pRoster->openDevice(m_info, false));
+    QCOMPARE(opening.count(), 3);
+}
+
+void TestRoster::closingADetachedCameraAttachesItFirst()
+{
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    const QSharedPointer<ICamera> camera = m_pRoster->takeExclusive(m_info);
+    QVERIFY(camera);
+    QVERIFY(!m_pRoster->takeExclusive(m_info)); // once only
+    QStringList order;
+    connect(m_pRoster.get(), &COptiRoster::cameraAttached, this, [&] { order << "attached"; });
+    connect(m_pRoster.get(), &COptiRoster::deviceClosing, this, [&] { order << "closing"; });
+    connect(m_pRoster.get(), &COptiRoster::deviceClosed, this, [&] { order << "closed"; });
+    m_pRoster->closeDevice(DeviceBaseInfoPtr(m_info));
+    QCOMPARE(order, (QStringList{"attached", "closing", "closed"}));
+    QVERIFY(!m_pRoster->isExclusive(m_info));
+    QVERIFY(!m_pRoster->releaseExclusive(camera)); // not detached any more
+}
+
+void TestRoster::closeAllDevicesLeavesADetachedCameraDetached()
+{
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    const QSharedPointer<ICamera> camera = m_pRoster->takeExclusive(m_info);
+    QSignalSpy closing(m_pRoster.get(), &Internal::ADevicePool::deviceClosing);
+    m_pRoster->closeAllDevices();
+    QVERIFY(!camera->isOpen());
+    QVERIFY(m_pRoster->isExclusive(m_info));
+    QCOMPARE(closing.count(), 0);
+    QVERIFY(m_pRoster->getOpenCameras().isEmpty());
+}
+
+void TestRoster::monitorModeCantBeGivenAway()
+{
+    QSignalSpy detached(m_pRoster.get(), &COptiRoster::cameraDetached);
+    QVERIFY(!m_pRoster->takeExclusive(m_info)); // closed
+    QVERIFY(m_pRoster->openDevice(m_info, true));
+    QVERIFY(!m_pRoster->takeExclusive(m_info));
+    QCOMPARE(detached.count(), 0);
+}
+
+void TestRoster::openExclusiveTakesOnlyAClosedCamera()
+{
+    const CameraInfoPtr other = cameraInfo(QStringLiteral("502"));
+    QVERIFY(m_pRoster->openDevice(other, false));
+    QVERIFY(!m_pRoster->openExclusive(other));
+
+    QSignalSpy detached(m_pRoster.get(), &COptiRoster::cameraDetached);
+    const QSharedPointer<ICamera> camera = m_pRoster->openExclusive(m_info);
+    QVERIFY(camera);
+    QVERIFY(camera->isOpen());
+    QVERIFY(!camera->isMonitorMode());
+    QCOMPARE(detached.count(), 1);
+    QCOMPARE(detached.at(0).at(0).value<CameraInfoPtr>(), m_info);
+
+    // While detached the pool leaves the camera alone.
+    m_pRoster->startGrabbing(m_info);
+    QVERIFY(!camera->isGrabbing());
+    QCOMPARE(messageOf<Core::Exception::AccessException>([&] { m_pRoster->getCompressionMode(m_info); }),
+             QStringLiteral("The camera with the provided info is not available because it has been opened in exclusive mode."));
+    QVERIFY(m_pRoster->releaseExclusive(camera));
+    QCOMPARE(m_pRoster->getOpenCameras().size(), 2);
+}
+
+void TestRoster::aFailedImageIsReportedThenDescribedThenObserved()
+{
+    const CameraInfoPtr info = cameraInfo(QStringLiteral("501"));
+    CDirectLog log;
+    connect(m_pRoster.get(), &COptiRoster::cameraImageGrabFailed, this,
+            [&](const CameraInfoPtr& failed) { log.append(QStringLiteral("failed ") + failed->getSerialNumber()); }, Qt::DirectConnection);
+    connect(m_pRoster.get(), &COptiRoster::cameraImageGrabbedInfo, this, [&](const CameraInfoPtr&, const ImageGrabbedInfo& grabbed) {
+        log.append(QStringLiteral("info %1 %2 %3").arg(grabbed.grabSucceeded()).arg(grabbed.getErrorCode()).arg(grabbed.getErrorDescription()));
+    }, Qt::DirectConnection);
+    CCountingObserver observer;
+    m_notifier->addObserver(&observer);
+
+    QVERIFY(m_pRoster->openDevice(info, false));
+    m_pRoster->startGrabbing(info);
+    QTRY_VERIFY_WITH_TIMEOUT(observer.count() >= 2, 10000);
+    m_pRoster->stopGrabbing(info);
+    m_notifier->removeObserver(&observer);
+
+    const QStringList entries = log.entries();
+    QCOMPARE(entries.mid(0, 3), (QStringList{"info 1 0 ", "failed 501", "info 0 42 Buffer incomplete"}));
+    QCOMPARE(info->getLastError(), QStringLiteral("Buffer incomplete"));
+    QVERIFY(observer.failures.contains(info->getFullName()));
+}
+
+void TestRoster::observersGetEachImageOnTheGrabThread()
+{
+    CCountingObserver observer;
+    CCountingObserver absent;
+    m_notifier->addObserver(&observer);
+    m_notifier->addObserver(&observer);
+    m_notifier->addObserver(nullptr);
+    m_notifier->removeObserver(&absent);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    const auto statistics = std::make_unique<CQueuedRecorder<int>>(
+        m_pRoster.get(), &COptiRoster::cameraStatisticUpdated,
+        [](const CameraInfoPtr&, int grabbed, int, double, uint64_t, CCompressionStatistic) { return grabbed; });
+    m_pRoster->singleShot(m_info, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(statistics->values.size(), 1, 10000);
+    QCOMPARE(observer.count(), 1); // added twice, called once
+    QCOMPARE(int(observer.threads.size()), 1);
+    QVERIFY(*observer.threads.begin() != std::this_thread::get_id());
+
+    m_pRoster->startGrabbing(m_info);
+    QTRY_VERIFY_WITH_TIMEOUT(observer.count() > 40, 10000);
+    m_pRoster->stopGrabbing(m_info);
+    m_notifier->removeObserver(&observer);
+    // The observers see the SDK's own buffers: no more addresses than the pool has buffers.
+    const size_t poolSize = TavixSim::lastGrab("SimGigE#500").bufferCount;
+    QVERIFY(observer.buffers.size() <= poolSize + 1);
+}
+
+void TestRoster::aLostCameraLeavesThePoolButNotItsClient_data()
+{
+    QTest::addColumn<bool>("detached");
+    QTest::newRow("shared") << false;
+    QTest::newRow("detached") << true;
+}
+
+void TestRoster::aLostCameraLeavesThePoolButNotItsClient()
+{
+    QFETCH(bool, detached);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    Internal::ADevicePool::setActiveDevice(m_info);
+    QSharedPointer<ICamera> client = detached ? m_pRoster->takeExclusive(m_info)
+                                              : m_pRoster->getDevice(m_info).objectCast<ICamera>();
+    client->startGrabbing();
+    QVERIFY(client->isGrabbing());
+
+    QSignalSpy lost(m_pRoster.get(), &COptiRoster::cameraConnectionLost);
+    QSignalSpy closed(m_pRoster.get(), &Internal::ADevicePool::deviceClosed);
+    QSignalSpy disconnected(m_pRoster.get(), &Internal::ADevicePool::deviceDisconnected);
+    TavixSim::loseDevice("SimGigE#500");
+    QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 10000);
+    QCOMPARE(closed.count(), 1);
+    QCOMPARE(disconnected.count(), 0);
+    QCOMPARE(lost.at(0).at(0).value<CameraInfoPtr>(), m_info);
+    QVERIFY(!m_pRoster->getDevice(m_info));
+    QVERIFY(!m_pRoster->isExclusive(m_info));
+    QVERIFY(client->isOpen()); // the client's object lives on
+    QVERIFY(!client->isConnected());
+
+    // The active description stays, but it finds no camera now.
+    m_pRoster->startGrabbing();
+    QCOMPARE(messageOf<Core::Exception::RuntimeException>([&] { m_pRoster->getCompressionMode(); }),
+             QStringLiteral("No camera found for the provided camera info."));
+    client.reset(); // the grab ends with the object
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
+}
+
+void TestRoster::forwardsWithoutACameraThrow()
+{
+    QCOMPARE(messageOf<Core::Exception::RuntimeException>([&] { m_pRoster->getCompressionDescriptor(); }),
+             QStringLiteral("No active camera available at the moment."));
+    QCOMPARE(messageOf<Core::Exception::RuntimeException>([&] { m_pRoster->getImageSizeForDecompression(cameraInfo("502")); }),
+             QStringLiteral("No camera found for the provided camera info."));
+    Internal::ADevicePool::setActiveDevice(m_info);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    QCOMPARE(m_pRoster->getCompressionMode(), 0);
+}
+
+void TestRoster::stopGrabbingAllLeavesDetachedCamerasAlone()
+{
+    const CameraInfoPtr other = cameraInfo(QStringLiteral("502"));
+    m_pRoster->addDevice(other);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    QVERIFY(m_pRoster->openDevice(other, false));
+    m_pRoster->startGrabbing(m_info);
+    m_pRoster->startGrabbing(other);
+    const QSharedPointer<ICamera> detached = m_pRoster->takeExclusive(other);
+    QVERIFY(m_pRoster->isCameraGrabbing(other));
+    QCOMPARE(m_pRoster->getNumberOfGrabbingCameras(), size_t(1));
+    QCOMPARE(m_pRoster->getOpenCameras(), QVector<CameraInfoPtr>{m_info});
+    m_pRoster->stopGrabbingAll();
+    QVERIFY(!m_pRoster->isCameraGrabbing(m_info));
+    QVERIFY(detached->isGrabbing());
+    detached->stopGrabbing();
+}
+
+void TestRoster::camerasAreAnnouncedByAddress()
+{
+    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.99")); }),
+             QStringLiteral("Failed to find camera. Check the IP configuration."));
+    m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.50"));
+    Tavix::DeviceInfoList devices;
+    Tavix::CTlFactory::GetInstance().EnumerateDevices(devices);
+    QCOMPARE(int(devices.size()), 4);
+
+    TavixSim::injectFault({"*", "AnnounceRemoteDevice", "TimeoutException", "no answer", 1});
+    QCOMPARE(messageOf<Core::Exception::BaseException>([&] { m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.50")); }),
+             QStringLiteral("no answer"));
+    QVERIFY(TavixSim::loadScenario(TestScenario::document({QJsonObject{{"deviceClass", "VorlanUsb"}, {"tlType", "U3V"}, {"friendlyName", "USB"}}})));
+    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.50")); }),
+             QStringLiteral("No GigE transport layer found."));
+}
+
+TAVIX_TEST_MAIN(TestRoster)
+#include "tst_roster.moc"
