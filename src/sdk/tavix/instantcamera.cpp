@@ -4,6 +4,8 @@
 #include <tavix/sim/world.h>
 #include <tavix/tlfactory.h>
 
+#include <algorithm>
+
 namespace Vorlan_InstantCameraParams {
 namespace {
 
@@ -83,20 +85,66 @@ CInstantCamera::~CInstantCamera()
     TavixSim::CWorld::instance().objectDestroyed(TavixSim::LiveInstantCamera);
 }
 
+namespace {
+
+// The two kinds of handler hear of their registration under names of their own.
+void registered(CConfigurationEventHandler* handler, CInstantCamera& camera) { handler->OnConfigurationRegistered(camera); }
+void registered(CImageEventHandler* handler, CInstantCamera& camera) { handler->OnImageEventHandlerRegistered(camera); }
+void deregistered(CConfigurationEventHandler* handler, CInstantCamera& camera) { handler->OnConfigurationDeregistered(camera); }
+void deregistered(CImageEventHandler* handler, CInstantCamera& camera) { handler->OnImageEventHandlerDeregistered(camera); }
+void destroy(CConfigurationEventHandler* handler) { handler->DestroyConfiguration(); }
+void destroy(CImageEventHandler* handler) { handler->DestroyImageEventHandler(); }
+
+} // namespace
+
+template <typename Handler>
+void CInstantCamera::dropHandler(const Registration<Handler>& registration)
+{
+    deregistered(registration.handler, *this);
+    if (registration.cleanup == Cleanup_Delete)
+        destroy(registration.handler);
+}
+
+template <typename Handler>
+void CInstantCamera::addHandler(std::vector<Registration<Handler>>& list, Handler* handler, ERegistrationMode mode,
+                                ECleanup cleanup)
+{
+    throwIfGrabbing("Registering a handler");
+    if (mode == RegistrationMode_ReplaceAll) {
+        const auto dropped = std::move(list);
+        list.clear();
+        for (const auto& registration : dropped)
+            dropHandler(registration);
+    }
+    if (!handler)
+        return;
+    list.push_back({handler, cleanup});
+    registered(handler, *this);
+}
+
+template <typename Handler>
+bool CInstantCamera::removeHandler(std::vector<Registration<Handler>>& list, Handler* handler)
+{
+    throwIfGrabbing("Deregistering a handler");
+    const auto it = std::find_if(list.begin(), list.end(), [handler](const auto& r) { return r.handler == handler; });
+    if (it == list.end())
+        return false;
+    const Registration<Handler> registration = *it;
+    list.erase(it);
+    dropHandler(registration);
+    return true;
+}
+
 void CInstantCamera::releaseHandlers()
 {
-    for (const auto& registration : m_imageHandlers) {
-        registration.handler->OnImageEventHandlerDeregistered(*this);
-        if (registration.cleanup == Cleanup_Delete)
-            registration.handler->DestroyImageEventHandler();
-    }
+    const auto images = std::move(m_imageHandlers);
+    const auto configurations = std::move(m_configurations);
     m_imageHandlers.clear();
-    for (const auto& registration : m_configurations) {
-        registration.handler->OnConfigurationDeregistered(*this);
-        if (registration.cleanup == Cleanup_Delete)
-            registration.handler->DestroyConfiguration();
-    }
     m_configurations.clear();
+    for (const auto& registration : images)
+        dropHandler(registration);
+    for (const auto& registration : configurations)
+        dropHandler(registration);
 }
 
 void CInstantCamera::throwIfGrabbing(const char* operation) const
@@ -242,68 +290,22 @@ bool CInstantCamera::IsGrabbing() const
 
 void CInstantCamera::RegisterConfiguration(CConfigurationEventHandler* handler, ERegistrationMode mode, ECleanup cleanup)
 {
-    throwIfGrabbing("RegisterConfiguration");
-    if (mode == RegistrationMode_ReplaceAll) {
-        for (const auto& registration : m_configurations) {
-            registration.handler->OnConfigurationDeregistered(*this);
-            if (registration.cleanup == Cleanup_Delete)
-                registration.handler->DestroyConfiguration();
-        }
-        m_configurations.clear();
-    }
-    if (!handler)
-        return;
-    m_configurations.push_back({handler, cleanup});
-    handler->OnConfigurationRegistered(*this);
+    addHandler(m_configurations, handler, mode, cleanup);
 }
 
 bool CInstantCamera::DeregisterConfiguration(CConfigurationEventHandler* handler)
 {
-    throwIfGrabbing("DeregisterConfiguration");
-    for (auto it = m_configurations.begin(); it != m_configurations.end(); ++it) {
-        if (it->handler == handler) {
-            const Registration<CConfigurationEventHandler> registration = *it;
-            m_configurations.erase(it);
-            handler->OnConfigurationDeregistered(*this);
-            if (registration.cleanup == Cleanup_Delete)
-                handler->DestroyConfiguration();
-            return true;
-        }
-    }
-    return false;
+    return removeHandler(m_configurations, handler);
 }
 
 void CInstantCamera::RegisterImageEventHandler(CImageEventHandler* handler, ERegistrationMode mode, ECleanup cleanup)
 {
-    throwIfGrabbing("RegisterImageEventHandler");
-    if (mode == RegistrationMode_ReplaceAll) {
-        for (const auto& registration : m_imageHandlers) {
-            registration.handler->OnImageEventHandlerDeregistered(*this);
-            if (registration.cleanup == Cleanup_Delete)
-                registration.handler->DestroyImageEventHandler();
-        }
-        m_imageHandlers.clear();
-    }
-    if (!handler)
-        return;
-    m_imageHandlers.push_back({handler, cleanup});
-    handler->OnImageEventHandlerRegistered(*this);
+    addHandler(m_imageHandlers, handler, mode, cleanup);
 }
 
 bool CInstantCamera::DeregisterImageEventHandler(CImageEventHandler* handler)
 {
-    throwIfGrabbing("DeregisterImageEventHandler");
-    for (auto it = m_imageHandlers.begin(); it != m_imageHandlers.end(); ++it) {
-        if (it->handler == handler) {
-            const Registration<CImageEventHandler> registration = *it;
-            m_imageHandlers.erase(it);
-            handler->OnImageEventHandlerDeregistered(*this);
-            if (registration.cleanup == Cleanup_Delete)
-                handler->DestroyImageEventHandler();
-            return true;
-        }
-    }
-    return false;
+    return removeHandler(m_imageHandlers, handler);
 }
 
 static ITavixDevice& attached(ITavixDevice* device)

@@ -100,6 +100,12 @@ private:
             call(registration.handler);
     }
     void throwIfGrabbing(const char* operation) const;
+    template <typename Handler>
+    void addHandler(std::vector<Registration<Handler>>& list, Handler* handler, ERegistrationMode mode, ECleanup cleanup);
+    template <typename Handler>
+    bool removeHandler(std::vector<Registration<Handler>>& list, Handler* handler);
+    template <typename Handler>
+    void dropHandler(const Registration<Handler>& registration);
     void releaseHandlers();
     void startGrabbing(size_t maxImages);
     void onDeviceRemoved();

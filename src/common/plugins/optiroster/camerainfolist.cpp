@@ -1,6 +1,7 @@
 #include "camerainfolist.h"
 
 #include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/internal/knownobjects.h>
 #include <plugins/optiroster/internal/sortbyname.h>
 
 #include <QSettings>
@@ -32,20 +33,18 @@ bool isHiddenTimeOfFlightCamera(const Tavix::CDeviceInfo& device, bool showQuaro
            && device.GetDeviceClass() == "VorlanGigE";
 }
 
+// Unlike an interface, a known camera takes over a changed record.
 QSharedPointer<CCameraInfo> knownCamera(const Tavix::CDeviceInfo& device, bool* recordChanged)
 {
-    QSharedPointer<CCameraInfo> candidate(new CCameraInfo(device, nullptr));
-    for (const auto& known : qAsConst(m_knownCameras)) {
-        if (known->getFullName() == candidate->getFullName()) {
-            if (known->getDeviceInfo() != device) {
-                known->setDeviceInfo(device);
-                *recordChanged = true;
-            }
-            return known;
-        }
+    bool wasKnown = false;
+    const QSharedPointer<CCameraInfo> camera =
+        Internal::adoptKnown(m_knownCameras, QSharedPointer<CCameraInfo>(new CCameraInfo(device, nullptr)),
+                             [](const QSharedPointer<CCameraInfo>& info) { return info->getFullName(); }, &wasKnown);
+    if (wasKnown && camera->getDeviceInfo() != device) {
+        camera->setDeviceInfo(device);
+        *recordChanged = true;
     }
-    m_knownCameras.append(candidate);
-    return candidate;
+    return camera;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "interfaceinfolist.h"
 
 #include <plugins/optiroster/internal/interfaceinfo.h>
+#include <plugins/optiroster/internal/knownobjects.h>
 #include <plugins/optiroster/internal/sortbyname.h>
 
 namespace Plugin::OptiRoster {
@@ -21,16 +22,10 @@ CInterfaceInfoList CInterfaceInfoList::fromInterfaceInfoList(Tavix::InterfaceInf
 {
     CInterfaceInfoList result;
     for (const auto& record : list) {
-        QSharedPointer<CInterfaceInfo> object(new CInterfaceInfo(record, nullptr));
-        const auto known = std::find_if(m_pKnownInterfaces->cbegin(), m_pKnownInterfaces->cend(),
-                                        [&](const QSharedPointer<CInterfaceInfo>& info) {
-                                            return info->getInterfaceId() == object->getInterfaceId();
-                                        });
-        if (known == m_pKnownInterfaces->cend())
-            m_pKnownInterfaces->append(object);
-        else
-            object = *known;
-        result.append(object);
+        // A known interface keeps what it said when it was first seen.
+        const QSharedPointer<CInterfaceInfo> candidate(new CInterfaceInfo(record, nullptr));
+        result.append(Internal::adoptKnown(*m_pKnownInterfaces, candidate,
+                                           [](const QSharedPointer<CInterfaceInfo>& info) { return info->getInterfaceId(); }));
     }
     Internal::sortByName(result, [](const InterfaceInfoPtr& info) { return info->getDisplayName(); });
     return result;

@@ -1,6 +1,7 @@
 #include "transportlayerlist.h"
 
 #include <core/exception/exceptions.h>
+#include <plugins/optiroster/internal/knownobjects.h>
 #include <plugins/optiroster/internal/logcategories.h>
 #include <plugins/optiroster/internal/sortbyname.h>
 #include <plugins/optiroster/internal/transportlayerinfo.h>
@@ -151,15 +152,9 @@ void CTransportLayerList::refreshTransportLayerList(CTransportLayerList& list, b
     for (const Tavix::CTlInfo& tlInfo : tlInfos) {
         if (tlInfo.GetDeviceClass() == TimeOfFlightProducer && !settings.showTofProducer)
             continue;
-        QSharedPointer<CTransportLayerInfo> info = CTransportLayerInfo::fromTavixTransportLayer(tlInfo);
-        const auto known = std::find_if(m_pKnownTransportLayers->cbegin(), m_pKnownTransportLayers->cend(),
-                                        [&](const QSharedPointer<CTransportLayerInfo>& layer) {
-                                            return layer->getFullName() == info->getFullName();
-                                        });
-        if (known == m_pKnownTransportLayers->cend())
-            m_pKnownTransportLayers->append(info);
-        else
-            info = *known;
+        const QSharedPointer<CTransportLayerInfo> info =
+            Internal::adoptKnown(*m_pKnownTransportLayers, CTransportLayerInfo::fromTavixTransportLayer(tlInfo),
+                                 [](const QSharedPointer<CTransportLayerInfo>& layer) { return layer->getFullName(); });
 
         info->setHaveContainedCamerasChanged(false);
         if (!skipDeviceScan)

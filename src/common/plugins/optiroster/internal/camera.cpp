@@ -289,17 +289,25 @@ void CCamera::closeDevice()
     emit deviceClosed();
 }
 
+bool CCamera::refusesGrab(const char* operation)
+{
+    // Refusals go to the log alone: no last error, no signal.
+    if (!isConnected()) {
+        log(QStringLiteral("CCamera::%1 failed, because the camera is not connected.").arg(QLatin1String(operation)));
+        return true;
+    }
+    if (m_pCamera->IsGrabbing()) {
+        log(QStringLiteral("CCamera::%1 failed, because the camera is currently grabbing.").arg(QLatin1String(operation)));
+        return true;
+    }
+    return false;
+}
+
 void CCamera::startGrabbing()
 {
     CScopedObjectStateLock lock(m_ptrObjectState);
-    if (!isConnected()) {
-        log(QStringLiteral("CCamera::startGrabbing failed, because the camera is not connected."));
+    if (refusesGrab("startGrabbing"))
         return;
-    }
-    if (m_pCamera->IsGrabbing()) {
-        log(QStringLiteral("CCamera::startGrabbing failed, because the camera is currently grabbing."));
-        return;
-    }
     prepareGrabbing();
     // Before the SDK is touched: receivers read the compression data of the idle camera.
     emit cameraGrabStart();
@@ -355,14 +363,8 @@ void CCamera::prepareGrabbing()
 void CCamera::singleShot(uint timeout)
 {
     CScopedObjectStateLock lock(m_ptrObjectState);
-    if (!isConnected()) {
-        log(QStringLiteral("CCamera::singleShot failed, because the camera is not connected."));
+    if (refusesGrab("singleShot"))
         return;
-    }
-    if (m_pCamera->IsGrabbing()) {
-        log(QStringLiteral("CCamera::singleShot failed, because the camera is currently grabbing."));
-        return;
-    }
     emit cameraGrabStart();
     reportFailures(failureReport(QStringLiteral("Couldn't start grabbing for single shot. Reason: ")), [&] {
         if (!m_pCamera->MonitorModeActive.GetValue()) {

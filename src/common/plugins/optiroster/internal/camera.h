@@ -77,6 +77,7 @@ private slots:
 private:
     void initialize();
     void createDevice();
+    bool refusesGrab(const char* operation);
     void prepareGrabbing();
     void attachNodeMaps();
     void detachNodeMaps();

@@ -207,11 +207,18 @@ void COptiRoster::startGrabbing()
         startGrabbing(info);
 }
 
-void COptiRoster::startGrabbing(const CameraInfoPtr& info)
+template <typename Command>
+void COptiRoster::commandSharedCamera(const CameraInfoPtr& info, Command command)
 {
+    // A missing or detached camera is left alone, and nothing is reported.
     const QSharedPointer<ICamera> camera = findCamera(info);
     if (camera && !isExclusive(info))
-        camera->startGrabbing();
+        command(*camera);
+}
+
+void COptiRoster::startGrabbing(const CameraInfoPtr& info)
+{
+    commandSharedCamera(info, [](ICamera& camera) { camera.startGrabbing(); });
 }
 
 void COptiRoster::stopGrabbing()
@@ -222,9 +229,7 @@ void COptiRoster::stopGrabbing()
 
 void COptiRoster::stopGrabbing(const CameraInfoPtr& info)
 {
-    const QSharedPointer<ICamera> camera = findCamera(info);
-    if (camera && !isExclusive(info))
-        camera->stopGrabbing();
+    commandSharedCamera(info, [](ICamera& camera) { camera.stopGrabbing(); });
 }
 
 void COptiRoster::singleShot(uint timeout)
@@ -235,9 +240,7 @@ void COptiRoster::singleShot(uint timeout)
 
 void COptiRoster::singleShot(const CameraInfoPtr& info, uint timeout)
 {
-    const QSharedPointer<ICamera> camera = findCamera(info);
-    if (camera && !isExclusive(info))
-        camera->singleShot(timeout);
+    commandSharedCamera(info, [timeout](ICamera& camera) { camera.singleShot(timeout); });
 }
 
 void COptiRoster::stopGrabbingAll()

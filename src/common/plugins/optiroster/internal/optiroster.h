@@ -85,6 +85,8 @@ private slots:
 
 private:
     QSharedPointer<ICamera> findCamera(const DeviceBaseInfoPtr& info);
+    template <typename Command>
+    void commandSharedCamera(const CameraInfoPtr& info, Command command);
     ICamera* senderCamera() const;
     CameraInfoPtr senderInfo() const;
     // The eleven connections; exclusive use cuts all but the loss of connection.
