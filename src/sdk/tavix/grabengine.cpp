@@ -33,13 +33,25 @@ void CGrabEngine::start(size_t maxImages, size_t bufferCount, size_t bufferSize,
     m_pPool = CBufferPool::create(bufferCount, bufferSize);
     m_stop.store(false, std::memory_order_release);
     m_grabbing.store(true, std::memory_order_release);
+    {
+        std::lock_guard<std::mutex> lock(m_releaseMutex);
+        m_released = false;
+    }
     m_thread = std::thread(&CGrabEngine::run, this, maxImages, overridePriority, priority);
+}
+
+void CGrabEngine::release()
+{
+    std::lock_guard<std::mutex> lock(m_releaseMutex);
+    m_released = true;
+    m_releasedChanged.notify_all();
 }
 
 bool CGrabEngine::stop()
 {
     const bool wasGrabbing = m_grabbing.exchange(false, std::memory_order_acq_rel);
     m_stop.store(true, std::memory_order_release);
+    release();
     if (ITavixDevice* device = m_camera.m_pDevice)
         device->GetStreamGrabber().CancelWait();
     if (m_pPool)
@@ -64,6 +76,10 @@ void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
         sched_param param{};
         param.sched_priority = priority;
         pthread_setschedparam(pthread_self(), SCHED_RR, &param);
+    }
+    {
+        std::unique_lock<std::mutex> lock(m_releaseMutex);
+        m_releasedChanged.wait(lock, [this] { return m_released; });
     }
     IStreamGrabber& grabber = m_camera.m_pDevice->GetStreamGrabber();
     size_t delivered = 0;

@@ -3,6 +3,8 @@
 #include <tavix/instantcamera.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace Tavix {
@@ -17,7 +19,10 @@ public:
     explicit CGrabEngine(CInstantCamera& camera);
     ~CGrabEngine();
 
+    // Starts the loop thread; it delivers nothing until release(), so that the configuration
+    // handlers hear of the start before the first image.
     void start(size_t maxImages, size_t bufferCount, size_t bufferSize, bool overridePriority, int priority);
+    void release();
     // Ends the loop and waits for it, unless called from the loop itself. Returns whether the
     // loop was still running, so the caller knows to report the stop.
     bool stop();
@@ -35,6 +40,9 @@ private:
     CBufferPool* m_pPool = nullptr;
     std::atomic<bool> m_grabbing{false};
     std::atomic<bool> m_stop{false};
+    std::mutex m_releaseMutex;
+    std::condition_variable m_releasedChanged;
+    bool m_released = false;
 };
 
 } // namespace Tavix

@@ -269,6 +269,11 @@ void CInstantCamera::startGrabbing(size_t maxImages)
                                                  size_t(payloadSize));
     m_pGrabEngine->start(maxImages, bufferCount, size_t(payloadSize), GrabLoopThreadPriorityOverride.GetValue(),
                          int(GrabLoopThreadPriority.GetValue()));
+    struct ReleaseLoop
+    {
+        CGrabEngine& engine;
+        ~ReleaseLoop() { engine.release(); } // also when a handler throws
+    } releaseLoop{*m_pGrabEngine};
     forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStarted(*this); });
 }
 
