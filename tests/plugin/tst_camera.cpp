@@ -86,6 +86,7 @@ private slots:
     void aLostDeviceLeavesTheCameraOpenButNotConnected();
     void compressionDataIsReadAndChecked();
     void settingsAreWrittenBack();
+    void aClientsCollectionOutlivesTheCamera();
 
 private:
     CLogRecorder* m_pLog = nullptr;
@@ -420,6 +421,24 @@ void TestCamera::settingsAreWrittenBack()
     QCOMPARE(settings.value(QStringLiteral("Grab/MinNumBuffersContinuousShot")).toInt(), 15);
     QCOMPARE(settings.value(QStringLiteral("Grab/MaxNumBuffersContinuousShot")).toInt(), 450);
     QCOMPARE(settings.value(QStringLiteral("Grab/UsedBufferMemory")).toUInt(), 8388608u);
+}
+
+void TestCamera::aClientsCollectionOutlivesTheCamera()
+{
+    QSharedPointer<ParameterCollection::CParameterCollection> collection;
+    QSharedPointer<ParameterCollection::CIntegerParameter> width;
+    {
+        CCamera camera(cameraInfo(QStringLiteral("400")), nullptr);
+        QVERIFY(camera.open(false));
+        collection = camera.getParameterCollection();
+        width = collection->getIntegerParameter(QStringLiteral("Width"));
+    }
+    // The state object is shared with the collection and stays usable after the camera.
+    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateFree);
+    QVERIFY(!width->isAvailable());
+    QVERIFY(width->isBlocked());
+    collection.reset();
+    QVERIFY(!width->isAvailable());
 }
 
 TAVIX_TEST_MAIN(TestCamera)

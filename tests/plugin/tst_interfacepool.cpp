@@ -103,6 +103,10 @@ void TestInterfacePool::aThrowingParameterCallbackDoesntStopTheClose()
              QStringList{QStringLiteral("Could not detach from interface node maps. Unexpected exceptions e.g. from callbacks. "
                                         "Reason: client callback failed")});
     QVERIFY(m_pPool->openDevice(m_info, false)); // the collection stays usable
+
+    m_pPool.reset(); // a client's collection outlives the interface
+    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateFree);
+    QVERIFY(collection->getNodeMapNames().isEmpty() || !collection->getNodeMap(QStringLiteral("@Interface")));
 }
 
 void TestInterfacePool::aFailedOpenIsReported()

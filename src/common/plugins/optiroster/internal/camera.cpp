@@ -150,6 +150,10 @@ CCamera::~CCamera()
         m_ptrDeviceState->setState(ParameterCollection::ObjectStateFree);
     }
     writeSettings();
+    // Parameter clients may hold the state objects through the collection beyond this object:
+    // from here on the shared pointers alone own them, so that QObject doesn't delete them too.
+    m_ptrObjectState->setParent(nullptr);
+    m_ptrDeviceState->setParent(nullptr);
 }
 
 void CCamera::readSettings()

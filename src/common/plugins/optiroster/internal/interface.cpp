@@ -53,6 +53,9 @@ CInterface::~CInterface()
     if (m_ptrParameterCollection)
         m_ptrParameterCollection->detachNodeMap(InterfaceNodeMap);
     m_ptrObjectState->setState(ParameterCollection::ObjectStateFree);
+    // The collection, which clients may hold, shares the state object: only the shared
+    // pointers may end it.
+    m_ptrObjectState->setParent(nullptr);
 }
 
 DeviceBaseInfoPtr CInterface::getInfo() const
