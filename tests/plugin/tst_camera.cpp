@@ -87,6 +87,7 @@ private slots:
     void compressionDataIsReadAndChecked();
     void settingsAreWrittenBack();
     void aClientsCollectionOutlivesTheCamera();
+    void parameterPathsResolveInTheCollection();
 
 private:
     CLogRecorder* m_pLog = nullptr;
@@ -439,6 +440,28 @@ void TestCamera::aClientsCollectionOutlivesTheCamera()
     QVERIFY(width->isBlocked());
     collection.reset();
     QVERIFY(!width->isAvailable());
+}
+
+void TestCamera::parameterPathsResolveInTheCollection()
+{
+    CCamera camera(cameraInfo(QStringLiteral("408")), nullptr); // the stream's PayloadSize is 0
+    const auto collection = camera.getParameterCollection();
+    QVERIFY(!collection->getIntegerParameter(QStringLiteral("PayloadSize"))); // nothing attached yet
+    QVERIFY(camera.open(false));
+    // A bare name is found in the maps in the order of announcement: the camera's first.
+    QCOMPARE(collection->getIntegerParameter(QStringLiteral("PayloadSize"))->getValue(), qint64(4096));
+    QCOMPARE(collection->getIntegerParameter(QStringLiteral("@StreamGrabber0/PayloadSize"))->getValue(), qint64(0));
+    QCOMPARE(collection->getIntegerParameter(QStringLiteral("Missing|@StreamGrabber0/PayloadSize"))->getNodeMapName(),
+             QStringLiteral("@StreamGrabber0"));
+    QVERIFY(!collection->getIntegerParameter(QStringLiteral("@EventGrabber/PayloadSize")));
+    QVERIFY(!collection->getEnumParameter(QStringLiteral("Width"))); // another type
+    QCOMPARE(collection->getEnumParameter(QStringLiteral("AcquisitionMode"))->getEntries(),
+             (QStringList{"Continuous", "SingleFrame"}));
+    QVERIFY(collection->isParameterAvailable(QStringLiteral("Width")));
+    const auto width = collection->getParameter(QStringLiteral("Width"));
+    QCOMPARE(width->toString(), QStringLiteral("4096"));
+    QVERIFY(width->isReadable() && width->isWritable() && !width->isBlocked());
+    QVERIFY_EXCEPTION_THROWN(collection->getIntegerParameter(QStringLiteral("PayloadSize"))->setValue(1), GenICam::AccessException);
 }
 
 TAVIX_TEST_MAIN(TestCamera)
