@@ -14,6 +14,13 @@ using TavixSim::CWorld;
 // Each CreateTl gives a layer object of its own, which ReleaseTl ends.
 struct LayerTable
 {
+    // Layers that an application never gave back end with the process.
+    ~LayerTable()
+    {
+        for (TavixSim::CSimTransportLayer* layer : layers)
+            delete layer;
+    }
+
     std::mutex mutex;
     std::set<TavixSim::CSimTransportLayer*> layers;
 };
