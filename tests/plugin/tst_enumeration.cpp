@@ -1,3 +1,4 @@
+#include "camerafixture.h"
 #include "logrecorder.h"
 #include "testmain.h"
 
@@ -92,9 +93,19 @@ void setEnumerationSetting(const QString& key, bool value)
     settings.setValue(QStringLiteral("Enumeration/") + key, value);
 }
 
-QVector<TransportLayerInfoPtr> finishedResult(const QSignalSpy& spy, int index)
+// The enumerator signals on its pool thread; these receive on the test's thread.
+using PassResults = CQueuedRecorder<QVector<TransportLayerInfoPtr>>;
+using PassStarts = CQueuedRecorder<bool>;
+
+std::unique_ptr<PassResults> recordResults(CCameraEnumerator& enumerator)
 {
-    return spy.at(index).at(0).value<QVector<TransportLayerInfoPtr>>();
+    return std::make_unique<PassResults>(&enumerator, &CCameraEnumerator::enumerationFinished,
+                                         [](const QVector<TransportLayerInfoPtr>& layers) { return layers; });
+}
+
+std::unique_ptr<PassStarts> recordStarts(CCameraEnumerator& enumerator)
+{
+    return std::make_unique<PassStarts>(&enumerator, &CCameraEnumerator::enumerationStarted, [] { return true; });
 }
 
 } // namespace
@@ -397,16 +408,16 @@ void TestEnumeration::theEnumeratorReportsAFailedPassAsEmpty()
     TavixSim::injectFault({"*", "EnumerateTls", "RuntimeException", "no producers", 1});
     CLogRecorder log;
     CCameraEnumerator enumerator;
-    QSignalSpy finished(&enumerator, &CCameraEnumerator::enumerationFinished);
+    const auto finished = recordResults(enumerator);
     enumerator.startEnumeration();
-    QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 10000);
-    QVERIFY(finishedResult(finished, 0).isEmpty());
+    QTRY_COMPARE_WITH_TIMEOUT(finished->values.size(), 1, 10000);
+    QVERIFY(finished->values[0].isEmpty());
     QCOMPARE(log.messages(QStringLiteral("tavix.viewer.plugins.optiroster.cameraEnumeration")),
              QStringList{QStringLiteral("CCameraEnumerator has errors.")});
 
     // The next pass finds the layer; a request is dropped until the last pass has returned.
-    QTRY_VERIFY_WITH_TIMEOUT((enumerator.startEnumeration(), finished.count() >= 2), 10000);
-    QCOMPARE(finishedResult(finished, 1).size(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT((enumerator.startEnumeration(), finished->values.size() >= 2), 10000);
+    QCOMPARE(finished->values[1].size(), 1);
 }
 
 void TestEnumeration::quickRequestsDuringAPassAreDropped()
@@ -414,21 +425,21 @@ void TestEnumeration::quickRequestsDuringAPassAreDropped()
     const Scenario s = scenario();
     s.load({s.layer("VorlanUsb", "USB", {s.camera("1")})});
     CCameraEnumerator enumerator;
-    QSignalSpy started(&enumerator, &CCameraEnumerator::enumerationStarted);
-    QSignalSpy finished(&enumerator, &CCameraEnumerator::enumerationFinished);
+    const auto started = recordStarts(enumerator);
+    const auto finished = recordResults(enumerator);
     TavixSim::pauseOperation("EnumerateTls");
     enumerator.startEnumeration();
     QVERIFY(TavixSim::waitUntilPaused("EnumerateTls"));
     enumerator.startEnumeration();
     enumerator.startEnumeration();
     TavixSim::resumeOperation("EnumerateTls");
-    QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 10000);
-    QCOMPARE(started.count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(finished->values.size(), 1, 10000);
+    QCOMPARE(started->values.size(), 1);
     QCOMPARE(TavixSim::callCount("EnumerateTls"), 1);
-    QCOMPARE(finishedResult(finished, 0).size(), 1);
+    QCOMPARE(finished->values[0].size(), 1);
 
     // A request after the pass has returned runs again.
-    QTRY_VERIFY_WITH_TIMEOUT((enumerator.startEnumeration(), started.count() >= 2), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT((enumerator.startEnumeration(), started->values.size() >= 2), 10000);
 }
 
 void TestEnumeration::theEnumeratorsEndWaitsForThePassAndReleasesTheKeptLayer()
