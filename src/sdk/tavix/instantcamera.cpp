@@ -253,9 +253,8 @@ void CInstantCamera::startGrabbing(size_t maxImages)
     TavixSim::CWorld::instance().checkFault({m_pDevice->GetDeviceInfo().GetFullName().toStdString()}, "StartGrabbing");
     forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStart(*this); });
 
-    GenApi::INodeMap& streamMap = GetStreamGrabberNodeMap();
-    int64_t payloadSize = CIntegerParameter(streamMap, "PayloadSize").IsReadable()
-                              ? CIntegerParameter(streamMap, "PayloadSize").GetValue() : 0;
+    CIntegerParameter streamPayload(GetStreamGrabberNodeMap(), "PayloadSize");
+    int64_t payloadSize = streamPayload.IsReadable() ? streamPayload.GetValue() : 0;
     if (payloadSize <= 0) {
         CIntegerParameter cameraPayload(GetNodeMap(), "PayloadSize");
         payloadSize = cameraPayload.IsReadable() ? cameraPayload.GetValue() : 0;

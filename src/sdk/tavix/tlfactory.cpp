@@ -67,8 +67,8 @@ int CTlFactory::EnumerateTls(TlInfoList& list)
     CWorld::instance().checkFault({"factory"}, "EnumerateTls");
     CWorld::instance().countCall("EnumerateTls");
     list.clear();
-    for (const auto& layer : CWorld::instance().layers())
-        list.push_back(layer.info);
+    for (const auto& layer : CWorld::instance().layerInfos())
+        list.push_back(layer);
     return int(list.size());
 }
 
@@ -76,12 +76,13 @@ ITransportLayer* CTlFactory::CreateTl(const CTlInfo& info)
 {
     const std::string fullName = info.GetFullName().toStdString();
     CWorld::instance().checkFault({fullName, info.GetDeviceClass().toStdString()}, "CreateTl");
-    TavixSim::LayerDesc desc;
-    if (!CWorld::instance().findLayer(fullName, desc))
+    CTlInfo known;
+    bool gige = false;
+    if (!CWorld::instance().layerInfo(fullName, known, gige))
         return nullptr;
     CWorld::instance().countCall("CreateTl:" + fullName);
-    TavixSim::CSimTransportLayer* layer = desc.gige ? new TavixSim::CSimGigETransportLayer(desc.info)
-                                                    : new TavixSim::CSimTransportLayer(desc.info);
+    TavixSim::CSimTransportLayer* layer = gige ? new TavixSim::CSimGigETransportLayer(known)
+                                               : new TavixSim::CSimTransportLayer(known);
     LayerTable& table = layerTable();
     std::lock_guard<std::mutex> lock(table.mutex);
     table.layers.insert(layer);
@@ -90,9 +91,9 @@ ITransportLayer* CTlFactory::CreateTl(const CTlInfo& info)
 
 ITransportLayer* CTlFactory::CreateTl(const GenICam::gcstring& deviceClass)
 {
-    for (const auto& layer : CWorld::instance().layers()) {
-        if (layer.info.GetDeviceClass() == deviceClass)
-            return CreateTl(layer.info);
+    for (const auto& layer : CWorld::instance().layerInfos()) {
+        if (layer.GetDeviceClass() == deviceClass)
+            return CreateTl(layer);
     }
     return nullptr;
 }
@@ -118,8 +119,8 @@ int CTlFactory::EnumerateDevices(DeviceInfoList& list, const DeviceInfoList& fil
     CWorld::instance().checkFault({"factory"}, "EnumerateDevices");
     if (!addToList)
         list.clear();
-    for (const auto& layer : CWorld::instance().layers()) {
-        for (const auto& device : CWorld::instance().listDevices(layer.info.GetFullName().toStdString(), false)) {
+    for (const auto& layer : CWorld::instance().layerInfos()) {
+        for (const auto& device : CWorld::instance().listDevices(layer.GetFullName().toStdString(), false)) {
             if (matchesAny(device, filter))
                 list.push_back(device);
         }
@@ -135,14 +136,12 @@ int CTlFactory::EnumerateDevices(DeviceInfoList& list, bool addToList)
 ITavixDevice* CTlFactory::CreateDevice(const CDeviceInfo& info)
 {
     const std::string fullName = info.GetFullName().toStdString();
-    for (const auto& layer : CWorld::instance().layers()) {
-        for (const auto& device : layer.devices) {
-            if (!matches(device.info, info) || !CWorld::instance().isPresent(device.info.GetFullName().toStdString()))
-                continue;
-            CWorld::instance().checkFault({device.info.GetFullName().toStdString(), layer.info.GetFullName().toStdString()},
-                                          "CreateDevice");
-            return new TavixSim::CSimDevice(device);
-        }
+    TavixSim::DeviceDesc device;
+    std::string layerFullName;
+    if (CWorld::instance().firstPresentDevice([&info](const CDeviceInfo& candidate) { return matches(candidate, info); },
+                                              device, layerFullName)) {
+        CWorld::instance().checkFault({device.info.GetFullName().toStdString(), layerFullName}, "CreateDevice");
+        return new TavixSim::CSimDevice(device);
     }
     const std::string text = fullName.empty()
                                  ? std::string("No device is available or no device contains the provided device info properties.")

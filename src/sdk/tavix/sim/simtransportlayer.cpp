@@ -19,14 +19,9 @@ void CSimInterface::Open()
 {
     const std::string id = m_info.GetInterfaceID().toStdString();
     CWorld::instance().checkFault({id}, "InterfaceOpen");
-    NodeMapDescription features;
-    for (const auto& layer : CWorld::instance().layers()) {
-        for (const auto& candidate : layer.interfaces) {
-            if (candidate.info.GetInterfaceID() == m_info.GetInterfaceID())
-                features = candidate.features;
-        }
-    }
-    m_pNodeMap = std::make_unique<CNodeMap>(id, features);
+    InterfaceDesc desc;
+    CWorld::instance().findInterface(id, desc);
+    m_pNodeMap = std::make_unique<CNodeMap>(id, desc.features);
     m_pNodeMap->setAccessHook([id](const char* access, const std::string& feature) {
         CWorld::instance().checkFault({id}, std::string(access) + ":" + feature);
     });
@@ -56,11 +51,8 @@ int CSimTransportLayer::EnumerateInterfaces(Tavix::InterfaceInfoList& list, bool
     CWorld::instance().checkFault({fullName()}, "EnumerateInterfaces");
     if (!addToList)
         list.clear();
-    LayerDesc layer;
-    if (CWorld::instance().findLayer(fullName(), layer)) {
-        for (const auto& candidate : layer.interfaces)
-            list.push_back(candidate.info);
-    }
+    for (const auto& candidate : CWorld::instance().interfacesOf(fullName()))
+        list.push_back(candidate.info);
     return int(list.size());
 }
 
@@ -83,12 +75,9 @@ int CSimTransportLayer::EnumerateDevices(Tavix::DeviceInfoList& list, bool addTo
 Tavix::IInterface* CSimTransportLayer::CreateInterface(const Tavix::CInterfaceInfo& info)
 {
     CWorld::instance().checkFault({info.GetInterfaceID().toStdString(), fullName()}, "CreateInterface");
-    LayerDesc layer;
-    if (CWorld::instance().findLayer(fullName(), layer)) {
-        for (const auto& candidate : layer.interfaces) {
-            if (candidate.info.GetInterfaceID() == info.GetInterfaceID())
-                return new CSimInterface(candidate.info);
-        }
+    for (const auto& candidate : CWorld::instance().interfacesOf(fullName())) {
+        if (candidate.info.GetInterfaceID() == info.GetInterfaceID())
+            return new CSimInterface(candidate.info);
     }
     const std::string text = "The interface '" + info.GetInterfaceID().toStdString() + "' doesn't exist on this layer.";
     throw GenICam::InvalidArgumentException(text.c_str(), __FILE__, __LINE__);

@@ -94,34 +94,83 @@ Scenario CWorld::scenario() const
     return m_scenario;
 }
 
-std::vector<LayerDesc> CWorld::layers() const
+// The readers below copy only what their caller needs: a layer's description holds every
+// device with its features, and SDK calls ask for it often.
+const LayerDesc* CWorld::layerNamed(const std::string& fullName) const
 {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
     ensureLoaded();
-    return m_scenario.layers;
+    for (const auto& layer : m_scenario.layers) {
+        if (layer.info.GetFullName() == fullName.c_str())
+            return &layer;
+    }
+    return nullptr;
 }
 
-bool CWorld::findLayer(const std::string& fullName, LayerDesc& layer) const
+const DeviceDesc* CWorld::deviceNamed(const std::string& fullName) const
+{
+    ensureLoaded();
+    for (const auto& layer : m_scenario.layers) {
+        for (const auto& device : layer.devices) {
+            if (device.info.GetFullName() == fullName.c_str())
+                return &device;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<Tavix::CTlInfo> CWorld::layerInfos() const
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     ensureLoaded();
-    for (const auto& candidate : m_scenario.layers) {
-        if (candidate.info.GetFullName() == fullName.c_str()) {
-            layer = candidate;
-            return true;
+    std::vector<Tavix::CTlInfo> infos;
+    for (const auto& layer : m_scenario.layers)
+        infos.push_back(layer.info);
+    return infos;
+}
+
+bool CWorld::layerInfo(const std::string& fullName, Tavix::CTlInfo& info, bool& gige) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    const LayerDesc* layer = layerNamed(fullName);
+    if (!layer)
+        return false;
+    info = layer->info;
+    gige = layer->gige;
+    return true;
+}
+
+std::vector<InterfaceDesc> CWorld::interfacesOf(const std::string& layerFullName) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    const LayerDesc* layer = layerNamed(layerFullName);
+    return layer ? layer->interfaces : std::vector<InterfaceDesc>();
+}
+
+bool CWorld::findInterface(const std::string& interfaceId, InterfaceDesc& found) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    for (const auto& layer : m_scenario.layers) {
+        for (const auto& candidate : layer.interfaces) {
+            if (candidate.info.GetInterfaceID() == interfaceId.c_str()) {
+                found = candidate;
+                return true;
+            }
         }
     }
     return false;
 }
 
-bool CWorld::findDevice(const std::string& fullName, DeviceDesc& device) const
+bool CWorld::firstPresentDevice(const std::function<bool(const Tavix::CDeviceInfo&)>& match, DeviceDesc& found,
+                                std::string& layerFullName) const
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     ensureLoaded();
     for (const auto& layer : m_scenario.layers) {
-        for (const auto& candidate : layer.devices) {
-            if (candidate.info.GetFullName() == fullName.c_str()) {
-                device = candidate;
+        for (const auto& device : layer.devices) {
+            if (match(device.info) && isPresent(device.info.GetFullName().toStdString())) {
+                found = device;
+                layerFullName = layer.info.GetFullName().toStdString();
                 return true;
             }
         }
@@ -174,8 +223,8 @@ bool CWorld::isPresent(const std::string& deviceFullName) const
     const auto state = m_deviceStates.find(deviceFullName);
     if (state != m_deviceStates.end())
         return state->second.plugged;
-    DeviceDesc device;
-    return findDevice(deviceFullName, device) && device.plugged;
+    const DeviceDesc* device = deviceNamed(deviceFullName);
+    return device && device->plugged;
 }
 
 std::shared_ptr<const NodeMapDescription> CWorld::modelFeatures(const std::string& model)

@@ -32,9 +32,13 @@ public:
     void loadDefaultScenario();
     Scenario scenario() const;
 
-    std::vector<LayerDesc> layers() const;
-    bool findLayer(const std::string& fullName, LayerDesc& layer) const;
-    bool findDevice(const std::string& fullName, DeviceDesc& device) const;
+    std::vector<Tavix::CTlInfo> layerInfos() const;
+    bool layerInfo(const std::string& fullName, Tavix::CTlInfo& info, bool& gige) const;
+    std::vector<InterfaceDesc> interfacesOf(const std::string& layerFullName) const;
+    bool findInterface(const std::string& interfaceId, InterfaceDesc& found) const;
+    // The first device, in scenario order, that matches and is plugged in.
+    bool firstPresentDevice(const std::function<bool(const Tavix::CDeviceInfo&)>& match, DeviceDesc& found,
+                            std::string& layerFullName) const;
     // Devices of a layer that are plugged in and not lost; allSubnets adds the unreachable ones.
     std::vector<Tavix::CDeviceInfo> listDevices(const std::string& layerFullName, bool allSubnets) const;
     bool announce(const std::string& layerFullName, const std::string& ipAddress, Tavix::CDeviceInfo* info);
@@ -81,6 +85,9 @@ private:
     CWorld();
     ~CWorld();
     void ensureLoaded() const;
+    // Under m_mutex; null when there is none.
+    const LayerDesc* layerNamed(const std::string& fullName) const;
+    const DeviceDesc* deviceNamed(const std::string& fullName) const;
 
     struct DeviceState
     {

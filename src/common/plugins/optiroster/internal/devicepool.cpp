@@ -32,13 +32,13 @@ ADevicePool::~ADevicePool()
 
 QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
 {
+    const auto wantedInterface = info.objectCast<IInterfaceInfo>();
     for (const auto& device : qAsConst(m_devices)) {
         if (!device)
             continue;
         const DeviceBaseInfoPtr deviceInfo = device->getInfo();
         if (deviceInfo->getDeviceType() == 0 && info->getFullName() == deviceInfo->getFullName())
             return device;
-        const auto wantedInterface = info.objectCast<IInterfaceInfo>();
         const auto deviceInterface = deviceInfo.objectCast<IInterfaceInfo>();
         if (wantedInterface && deviceInterface
             && wantedInterface->getInterfaceId() == deviceInterface->getInterfaceId())
