@@ -275,15 +275,15 @@ QVector<CameraInfoPtr> COptiRoster::getOpenCameras()
     return open;
 }
 
-CCamera& COptiRoster::guardedCamera(const CameraInfoPtr& info)
+QSharedPointer<CCamera> COptiRoster::guardedCamera(const CameraInfoPtr& info)
 {
-    auto camera = qobject_cast<CCamera*>(info ? getDevice(info).data() : nullptr);
+    const QSharedPointer<CCamera> camera = info ? getDevice(info).objectCast<CCamera>() : QSharedPointer<CCamera>();
     if (!camera)
         throw Core::Exception::RuntimeException(tr("No camera found for the provided camera info."));
     if (isExclusive(info))
         throw Core::Exception::AccessException(
             tr("The camera with the provided info is not available because it has been opened in exclusive mode."));
-    return *camera;
+    return camera;
 }
 
 CameraInfoPtr COptiRoster::activeCameraOrThrow() const
@@ -301,7 +301,7 @@ QVector<unsigned char> COptiRoster::getCompressionDescriptor()
 
 QVector<unsigned char> COptiRoster::getCompressionDescriptor(const CameraInfoPtr& info)
 {
-    return guardedCamera(info).getCompressionDescriptor();
+    return guardedCamera(info)->getCompressionDescriptor();
 }
 
 QVector<unsigned char> COptiRoster::getCompressionDescriptorHash()
@@ -311,7 +311,7 @@ QVector<unsigned char> COptiRoster::getCompressionDescriptorHash()
 
 QVector<unsigned char> COptiRoster::getCompressionDescriptorHash(const CameraInfoPtr& info)
 {
-    return guardedCamera(info).getCompressionDescriptorHash();
+    return guardedCamera(info)->getCompressionDescriptorHash();
 }
 
 int COptiRoster::getCompressionMode()
@@ -321,7 +321,7 @@ int COptiRoster::getCompressionMode()
 
 int COptiRoster::getCompressionMode(const CameraInfoPtr& info)
 {
-    return guardedCamera(info).getCompressionMode();
+    return guardedCamera(info)->getCompressionMode();
 }
 
 size_t COptiRoster::getImageSizeForDecompression()
@@ -331,7 +331,7 @@ size_t COptiRoster::getImageSizeForDecompression()
 
 size_t COptiRoster::getImageSizeForDecompression(const CameraInfoPtr& info)
 {
-    return guardedCamera(info).getImageSizeForDecompression();
+    return guardedCamera(info)->getImageSizeForDecompression();
 }
 
 void COptiRoster::addCamera(const CameraInfoPtr& info)

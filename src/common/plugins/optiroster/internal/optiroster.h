@@ -93,8 +93,10 @@ private:
     enum EConnectionLost { WithConnectionLost, WithoutConnectionLost };
     void connectCamera(ICamera* camera, EConnectionLost connectionLost);
     void disconnectCamera(ICamera* camera);
-    // The frame of the compression forwards: the camera, or the pool's refusal as an exception.
-    CCamera& guardedCamera(const CameraInfoPtr& info);
+    // The frame of the guarded forwards: the camera, or the pool's refusal as an exception. The
+    // caller holds the result for the length of its call, since the main thread may drop the
+    // camera from the pool meanwhile.
+    QSharedPointer<CCamera> guardedCamera(const CameraInfoPtr& info);
     CameraInfoPtr activeCameraOrThrow() const;
     static CameraInfoPtr activeCamera();
 
