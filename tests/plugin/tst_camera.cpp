@@ -4,8 +4,12 @@
 
 #include <core/exception/exceptions.h>
 #include <plugins/optiroster/internal/camera.h>
+#include <plugins/optiroster/internal/seqlockedvalue.h>
 
 #include <QSettings>
+
+#include <atomic>
+#include <thread>
 
 using namespace Plugin::OptiRoster;
 using Internal::CCamera;
@@ -88,9 +92,12 @@ private slots:
     void settingsAreWrittenBack();
     void aClientsCollectionOutlivesTheCamera();
     void parameterPathsResolveInTheCollection();
+    void aComponentSelectorThatCantBeSetFailsTheOpen();
+    void missingAcquisitionParametersAreLogged();
+    void aChunkBufferTheParserRefusesIsReportedAndTheGrabGoesOn();
+    void statisticRecordsCrossThreadsWhole();
 
 private:
-    CLogRecorder* m_pLog = nullptr;
 };
 
 void TestCamera::init()
@@ -121,8 +128,18 @@ void TestCamera::init()
             return camera;
         }(),
         oddCompression,
+        TestScenario::camera(QStringLiteral("410"), stream({{"chunkTrailerMissingEvery", 2}}),
+                             size(64, 1, {feature("ChunkModeActive", "boolean", true)})),
     };
-    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
+    const QJsonObject timeOfFlight{{"fullName", "ToF#420"}, {"serialNumber", "420"}, {"vendorName", "Vorlan"},
+        {"features", QJsonArray{
+            QJsonObject{{"name", "ComponentSelector"}, {"type", "enumeration"}, {"value", "Intensity"},
+                        {"entries", QJsonArray{"Range", "Intensity"}}},
+            feature("ComponentEnable", "boolean", false),
+            QJsonObject{{"name", "PixelFormat"}, {"type", "enumeration"}, {"value", "Mono8"}, {"entries", QJsonArray{"Mono8", "Mono16"}}}}}};
+    const QJsonObject timeOfFlightLayer{{"deviceClass", "VorlanGTC/Vorlan/GenTL_Producer_for_Vorlan_quaro_707_cameras"},
+                                        {"tlType", "Custom"}, {"friendlyName", "ToF"}, {"devices", QJsonArray{timeOfFlight}}};
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras), timeOfFlightLayer}), QString());
 }
 
 void TestCamera::openAndCloseSignalTheirSteps()
@@ -232,10 +249,12 @@ void TestCamera::monitorModeChangesTheGrabSteps()
     camera.startGrabbing();
     QCOMPARE(enumValue(camera, QStringLiteral("@CameraDevice/AcquisitionMode")), QStringLiteral("Continuous"));
     camera.stopGrabbing();
-    QSignalSpy stopped(&camera, &ICamera::cameraGrabStopped);
+    // A single shot ends by itself, and reports its stop from the grab thread.
+    CQueuedRecorder<int> stopped(&camera, &ICamera::cameraGrabStopped, [] { return 1; });
     camera.singleShot(5000);
     QCOMPARE(enumValue(camera, QStringLiteral("AcquisitionMode")), QStringLiteral("SingleFrame"));
-    QTRY_VERIFY_WITH_TIMEOUT(!camera.isGrabbing(), 10000); // a single shot ends by itself
+    QTRY_COMPARE_WITH_TIMEOUT(stopped.values.size(), 1, 10000);
+    QVERIFY(!camera.isGrabbing());
 }
 
 void TestCamera::buffersAreSizedFromThePayload_data()
@@ -462,6 +481,78 @@ void TestCamera::parameterPathsResolveInTheCollection()
     QCOMPARE(width->toString(), QStringLiteral("4096"));
     QVERIFY(width->isReadable() && width->isWritable() && !width->isBlocked());
     QVERIFY_EXCEPTION_THROWN(collection->getIntegerParameter(QStringLiteral("PayloadSize"))->setValue(1), GenICam::AccessException);
+}
+
+void TestCamera::aComponentSelectorThatCantBeSetFailsTheOpen()
+{
+    {
+        CCamera camera(cameraInfo(QStringLiteral("420")), nullptr);
+        QVERIFY(camera.open(false)); // the range component alone, in 16 bits, the selector put back
+        QCOMPARE(enumValue(camera, QStringLiteral("PixelFormat")), QStringLiteral("Mono16"));
+        QCOMPARE(enumValue(camera, QStringLiteral("ComponentSelector")), QStringLiteral("Intensity"));
+    }
+    CLogRecorder log;
+    TavixSim::injectFault({"ToF#420", "Write:ComponentSelector", "AccessException", "selector locked", 1});
+    CCamera camera(cameraInfo(QStringLiteral("420")), nullptr);
+    QSignalSpy opened(&camera, &IDevice::deviceOpened);
+    QVERIFY(!camera.open(false));
+    QCOMPARE(opened.count(), 0);
+    QCOMPARE(camera.getInfo()->getLastError(), QStringLiteral("selector locked"));
+    QVERIFY(log.messages(CameraCategory).last().startsWith(QStringLiteral("Camera could not be opened. Reason:  ")));
+}
+
+void TestCamera::missingAcquisitionParametersAreLogged()
+{
+    CLogRecorder log;
+    CCamera camera(cameraInfo(QStringLiteral("404")), nullptr); // no TransmissionType
+    QVERIFY(camera.open(true));
+    camera.startGrabbing();
+    QVERIFY(camera.isGrabbing()); // the grab starts as the camera is configured
+    camera.stopGrabbing();
+    QVERIFY(log.contains(QStringLiteral(
+        "CCamera::startGrabbing: the camera has no parameter 'TransmissionType'; it grabs as it is configured.")));
+}
+
+void TestCamera::aChunkBufferTheParserRefusesIsReportedAndTheGrabGoesOn()
+{
+    CLogRecorder log;
+    CCamera camera(cameraInfo(QStringLiteral("410")), nullptr); // every second chunk image lacks its trailer
+    const auto statistics = recordStatistics(camera);
+    QVERIFY(camera.open(false));
+    camera.startGrabbing();
+    QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 6, 10000);
+    camera.stopGrabbing();
+    const QStringList refused = log.messages(CameraCategory).filter(QStringLiteral("Couldn't parse the chunk data of an image. Reason:  "));
+    QVERIFY(refused.size() >= 2);
+    // The values of the last good buffer stay: an odd frame id.
+    const qint64 frameId = camera.getParameterCollection()->getIntegerParameter(QStringLiteral("ChunkFrameID"))->getValue();
+    QCOMPARE(frameId % 2, qint64(1));
+}
+
+void TestCamera::statisticRecordsCrossThreadsWhole()
+{
+    // The grab thread publishes each record while the timer's thread reads it: a reader must
+    // never see a record that is half of one and half of the next.
+    CCompressionStatistic initial;
+    Internal::CSeqLockedValue<CCompressionStatistic> published(initial);
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        CCompressionStatistic record;
+        for (int i = 1; !done.load(std::memory_order_relaxed); ++i) {
+            record.losslessCount = record.lossyCount = record.errorCount = i;
+            record.currentRatio = record.minRatio = record.maxRatio = double(i);
+            published.store(record);
+        }
+    });
+    int torn = 0;
+    for (int i = 0; i < 200000; ++i) {
+        const CCompressionStatistic seen = published.load();
+        torn += seen.losslessCount != seen.errorCount || seen.lossyCount != seen.errorCount
+                || (seen.errorCount != 0 && seen.maxRatio != double(seen.errorCount));
+    }
+    done.store(true);
+    writer.join();
+    QCOMPARE(torn, 0);
 }
 
 TAVIX_TEST_MAIN(TestCamera)

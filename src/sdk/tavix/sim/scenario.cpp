@@ -193,7 +193,8 @@ std::vector<unsigned char> hexBytes(const QString& text, const QString& path)
 
 StreamDesc parseStream(const QJsonObject& object, const QString& path)
 {
-    checkKeys(object, path, {"frameRate", "payloadType", "firstImageNumber", "frameLimit", "failures", "errors"});
+    checkKeys(object, path, {"frameRate", "payloadType", "firstImageNumber", "frameLimit", "chunkTrailerMissingEvery",
+                             "failures", "errors"});
     StreamDesc stream;
     stream.frameRate = numberAt(object, "frameRate", path, 0.0);
     if (stream.frameRate < 0)
@@ -203,6 +204,9 @@ StreamDesc parseStream(const QJsonObject& object, const QString& path)
         fail(path + QStringLiteral(".payloadType"), QStringLiteral("auto, image or chunk is expected"));
     stream.firstImageNumber = integerAt(object, "firstImageNumber", path, 1);
     stream.frameLimit = integerAt(object, "frameLimit", path, 0);
+    stream.chunkTrailerMissingEvery = integerAt(object, "chunkTrailerMissingEvery", path, 0);
+    if (stream.chunkTrailerMissingEvery < 0)
+        fail(path + QStringLiteral(".chunkTrailerMissingEvery"), QStringLiteral("must not be negative"));
     const QJsonArray failures = arrayAt(object, "failures", path);
     for (int i = 0; i < failures.size(); ++i) {
         const QString p = indexed(path, "failures", i);

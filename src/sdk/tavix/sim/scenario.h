@@ -34,6 +34,7 @@ struct StreamDesc
     std::string payloadType = "auto"; // "auto" follows ChunkModeActive, "image", "chunk"
     int64_t firstImageNumber = 1;
     int64_t frameLimit = 0; // the device sends no more than this many frames in one grab (0: no limit)
+    int64_t chunkTrailerMissingEvery = 0; // every n-th chunk frame comes without its trailer (0: never)
     std::vector<FrameFailure> failures;
     std::vector<GrabError> errors;
 };

@@ -288,7 +288,8 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
     frame.timestamp = uint64_t(std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - m_start).count());
     frame.payloadType = m_chunk ? Tavix::PayloadType_ChunkData : Tavix::PayloadType_Image;
     frame.payloadSize = imageSize;
-    if (m_chunk && bufferSize >= imageSize + CSimDevice::ChunkTrailerSize) {
+    const bool trailerMissing = stream.chunkTrailerMissingEvery > 0 && m_frameIndex % stream.chunkTrailerMissingEvery == 0;
+    if (m_chunk && !trailerMissing && bufferSize >= imageSize + CSimDevice::ChunkTrailerSize) {
         const uint64_t frameId = uint64_t(frame.imageNumber);
         const uint32_t length = uint32_t(CSimDevice::ChunkTrailerSize);
         std::memcpy(bytes + imageSize, &frameId, 8);

@@ -48,7 +48,8 @@ void prepareTimeOfFlightCamera(GenApi::INodeMap& nodeMap)
     GenICam::gcstring_vector components;
     selector.GetSettableValues(components);
     for (const auto& component : components) {
-        selector.TrySetValue(component);
+        // A plain write: a selector that can't be set fails the open with its reason.
+        selector.SetValue(component);
         if (component == "Range") {
             enable.TrySetValue(true);
             if (!pixelFormat.TrySetValue("Mono16"))
@@ -318,18 +319,28 @@ void CCamera::startGrabbing()
 
     if (m_pCamera->MonitorModeActive.GetValue()) {
         reportFailures(failureReport(QStringLiteral("Could't start grabbing in monitor mode. Reason: ")), [this] {
-            if (const auto transmission = m_ptrParameterCollection->getEnumParameter(QStringLiteral("TransmissionType")))
-                transmission->setValue(QStringLiteral("UseCameraConfig"));
+            setEnumParameter("startGrabbing", QStringLiteral("TransmissionType"), QStringLiteral("UseCameraConfig"));
             m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
         });
         return;
     }
     reportFailures(failureReport(QStringLiteral("Couldn't start continuous grab. Reason: ")), [this] {
-        if (const auto mode = m_ptrParameterCollection->getEnumParameter(QStringLiteral("@CameraDevice/AcquisitionMode")))
-            mode->setValue(QStringLiteral("Continuous"));
+        setEnumParameter("startGrabbing", QStringLiteral("@CameraDevice/AcquisitionMode"), QStringLiteral("Continuous"));
         m_pCamera->GrabLoopThreadUseTimeout.SetValue(false);
         m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
     });
+}
+
+void CCamera::setEnumParameter(const char* operation, const QString& path, const QString& value)
+{
+    if (const auto parameter = m_ptrParameterCollection->getEnumParameter(path)) {
+        parameter->setValue(value);
+        return;
+    }
+    // Not a failure: the camera grabs as it is configured, but a user debugging a strange camera
+    // should see why the setting didn't happen.
+    log(QStringLiteral("CCamera::%1: the camera has no parameter '%2'; it grabs as it is configured.")
+            .arg(QLatin1String(operation), path));
 }
 
 void CCamera::prepareGrabbing()
@@ -371,10 +382,8 @@ void CCamera::singleShot(uint timeout)
         return;
     emit cameraGrabStart();
     reportFailures(failureReport(QStringLiteral("Couldn't start grabbing for single shot. Reason: ")), [&] {
-        if (!m_pCamera->MonitorModeActive.GetValue()) {
-            if (const auto mode = m_ptrParameterCollection->getEnumParameter(QStringLiteral("@CameraDevice/AcquisitionMode")))
-                mode->setValue(QStringLiteral("SingleFrame"));
-        }
+        if (!m_pCamera->MonitorModeActive.GetValue())
+            setEnumParameter("singleShot", QStringLiteral("@CameraDevice/AcquisitionMode"), QStringLiteral("SingleFrame"));
         m_pCamera->GrabLoopThreadUseTimeout.SetValue(true);
         m_pCamera->GrabLoopThreadTimeout.SetValue(timeout);
         m_pCamera->StartGrabbing(1, Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
@@ -394,7 +403,8 @@ void CCamera::onFrameGrabberTimeout()
     double fps = 0;
     uint64_t bps = 0;
     m_fpsStatistic.computeResult(fps, bps);
-    emit cameraStatisticChanged(int(m_lastKnownImageNumber), m_imagesFailedCount, fps, bps, m_compressionStatistic);
+    emit cameraStatisticChanged(int(m_lastKnownImageNumber), m_imagesFailedCount.load(std::memory_order_relaxed), fps, bps,
+                                m_publishedCompressionStatistic.load());
     if (isGrabbing())
         m_frameGrabberTimer.start(m_frameGrabberTimeoutMs);
 }
@@ -403,7 +413,7 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
 {
     m_fpsStatistic.addSample(result->GetPayloadSize());
     if (!result->GrabSucceeded())
-        ++m_imagesFailedCount;
+        m_imagesFailedCount.fetch_add(1, std::memory_order_relaxed);
 
     Tavix::CompressionInfo_t info;
     if (!Tavix::CImageDecompressor::GetCompressionInfo(info, result, Tavix::Endianness_Auto)) {
@@ -421,20 +431,24 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
         }
     }
 
+    m_publishedCompressionStatistic.store(m_compressionStatistic);
+
     double fps = 0;
     uint64_t bps = 0;
     m_fpsStatistic.computeResult(fps, bps);
     // Clients get the SDK's image number as the grabbed count; nothing else counts images.
-    emit cameraStatisticChanged(int(result->GetImageNumber()), m_imagesFailedCount, fps, bps, m_compressionStatistic);
+    emit cameraStatisticChanged(int(result->GetImageNumber()), m_imagesFailedCount.load(std::memory_order_relaxed), fps, bps,
+                                m_compressionStatistic);
     emit cameraImageGrabbed(m_ptrInfo, result);
     emit invokeTimeout(result->GetImageNumber());
 }
 
 void CCamera::OnGrabStart(Tavix::CInstantCamera&)
 {
-    m_imagesFailedCount = 0;
+    m_imagesFailedCount.store(0, std::memory_order_relaxed);
     m_fpsStatistic.reset();
     m_compressionStatistic = CCompressionStatistic();
+    m_publishedCompressionStatistic.store(m_compressionStatistic);
 }
 
 void CCamera::OnGrabStarted(Tavix::CInstantCamera&)

@@ -4,12 +4,14 @@
 #include <core/statistic/fpsstatistic.h>
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
+#include <plugins/optiroster/internal/seqlockedvalue.h>
 
 #include <tavix/eventhandlers.h>
 
 #include <QTimer>
 #include <QVector>
 
+#include <atomic>
 #include <cstdint>
 
 namespace Tavix {
@@ -84,6 +86,7 @@ private:
     void closeDevice();
     void readSettings();
     void writeSettings() const;
+    void setEnumParameter(const char* operation, const QString& path, const QString& value);
     CFailureReport failureReport(const QString& prefix) const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
@@ -94,7 +97,10 @@ private:
     QSharedPointer<ParameterCollection::CObjectState> m_ptrObjectState;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrDeviceState;
     CChunkParsingEventHander* m_pChunkParsingHandler;
+    // Written by the grab thread alone (and by OnGrabStart before it runs); the timer on the
+    // owner's thread reads the published copy.
     CCompressionStatistic m_compressionStatistic;
+    CSeqLockedValue<CCompressionStatistic> m_publishedCompressionStatistic;
     FpsStatistic m_fpsStatistic;
     QTimer m_frameGrabberTimer;
     int m_frameGrabberTimeoutMs;
@@ -102,7 +108,7 @@ private:
     int m_minNumBuffers = 15;
     int m_maxNumBuffers = 450;
     unsigned int m_usedBufferMemory = 8388608;
-    int m_imagesFailedCount = 0;
+    std::atomic<int> m_imagesFailedCount{0};
 };
 
 } // namespace Plugin::OptiRoster::Internal

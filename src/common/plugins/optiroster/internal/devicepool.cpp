@@ -26,14 +26,19 @@ ADevicePool::~ADevicePool()
     m_destroying = true;
     m_deviceInfos.clear();
     // Open devices close themselves in their destructors; the SDK must end after them.
-    m_devices.clear();
+    QVector<QSharedPointer<IDevice>> devices;
+    {
+        QMutexLocker locker(&m_devicesMutex);
+        devices.swap(m_devices);
+    }
+    devices.clear();
     Tavix::TavixTerminate(true);
 }
 
 QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
 {
     const auto wantedInterface = info.objectCast<IInterfaceInfo>();
-    for (const auto& device : qAsConst(m_devices)) {
+    for (const auto& device : devices()) {
         if (!device)
             continue;
         const DeviceBaseInfoPtr deviceInfo = device->getInfo();
@@ -92,9 +97,8 @@ void ADevicePool::closeDevice(const QSharedPointer<IDevice>& device)
 
 void ADevicePool::closeAllDevices()
 {
-    // A copy, since a receiver of the close signals may change the list.
-    const auto devices = m_devices;
-    for (const auto& device : devices) {
+    // A snapshot, since a receiver of the close signals may change the list.
+    for (const auto& device : devices()) {
         if (device && device->isOpen())
             device->close();
     }
@@ -123,7 +127,7 @@ void ADevicePool::clearDeviceInfos()
 
 void ADevicePool::removeVanishedDevices()
 {
-    QVector<QSharedPointer<IDevice>> vanished = m_devices;
+    QVector<QSharedPointer<IDevice>> vanished = devices();
     for (const auto& info : qAsConst(m_deviceInfos)) {
         if (const QSharedPointer<IDevice> device = getDevice(info))
             vanished.removeOne(device);
@@ -134,7 +138,7 @@ void ADevicePool::removeVanishedDevices()
         const DeviceBaseInfoPtr info = device->getInfo();
         if (!isDeviceExclusive(info) && !isDeviceOpen(info)) {
             emit deviceDisconnected(info);
-            m_devices.removeOne(device);
+            removeDevice(device);
         }
     }
 }
@@ -159,6 +163,28 @@ void ADevicePool::setActiveDevice(const DeviceBaseInfoPtr& info)
     if (m_activeDevice && m_activeDevice == info)
         return;
     m_activeDevice = info;
+}
+
+QVector<QSharedPointer<IDevice>> ADevicePool::devices() const
+{
+    QMutexLocker locker(&m_devicesMutex);
+    return m_devices;
+}
+
+void ADevicePool::appendDevice(const QSharedPointer<IDevice>& device)
+{
+    QMutexLocker locker(&m_devicesMutex);
+    m_devices.append(device);
+}
+
+void ADevicePool::removeDevice(const QSharedPointer<IDevice>& device)
+{
+    // Declared before the locker: the device may die with this last reference, after the unlock.
+    QSharedPointer<IDevice> removed;
+    QMutexLocker locker(&m_devicesMutex);
+    const int index = m_devices.indexOf(device);
+    if (index >= 0)
+        removed = m_devices.takeAt(index);
 }
 
 void ADevicePool::connectDeviceSignals(IDevice* device)

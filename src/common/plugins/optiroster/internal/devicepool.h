@@ -59,6 +59,13 @@ protected:
     // Connects the four relays of a new device; the derived class calls it from createDevice.
     void connectDeviceSignals(IDevice* device);
 
+    // The list changes on the pool's thread alone, but clients' threads read it: they walk a
+    // snapshot, and the list itself is touched only under m_devicesMutex, which no other lock
+    // is ever taken under.
+    QVector<QSharedPointer<IDevice>> devices() const;
+    void appendDevice(const QSharedPointer<IDevice>& device);
+    void removeDevice(const QSharedPointer<IDevice>& device);
+
     QMutex m_mutex;
     QVector<QSharedPointer<IDevice>> m_devices;
     QVector<DeviceBaseInfoPtr> m_deviceInfos;
@@ -66,6 +73,8 @@ protected:
 
 private:
     IDevice* senderDevice() const;
+
+    mutable QMutex m_devicesMutex;
 
     static DeviceBaseInfoPtr m_activeDevice;
 };

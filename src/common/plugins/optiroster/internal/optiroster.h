@@ -93,6 +93,8 @@ private:
     enum EConnectionLost { WithConnectionLost, WithoutConnectionLost };
     void connectCamera(ICamera* camera, EConnectionLost connectionLost);
     void disconnectCamera(ICamera* camera);
+    // Takes a lost camera out of both lists; the pool's reference ends with this call.
+    void dropLostCamera(const CameraInfoPtr& info);
     // The frame of the guarded forwards: the camera, or the pool's refusal as an exception. The
     // caller holds the result for the length of its call, since the main thread may drop the
     // camera from the pool meanwhile.
