@@ -10,6 +10,10 @@
 namespace Plugin::OptiRoster {
 
 class IImageGrabbedNotifierService;
+class ICameraEnumerationService;
+class ICameraStatusService;
+class ICameraControlService;
+class ICameraStreamControlService;
 
 namespace Internal {
 class COptiRoster;
@@ -35,9 +39,14 @@ private slots:
 
 private:
     // The pools are the plug-in's QObject children; services live by shared pointers alone.
+    // Members go in the reverse of this order, the services before the pools.
     QPointer<Internal::COptiRoster> m_optiRoster;
     QPointer<Internal::CInterfacePool> m_interfacePool;
+    QSharedPointer<ICameraEnumerationService> m_enumerationService;
+    QSharedPointer<ICameraStatusService> m_statusService;
     QSharedPointer<IImageGrabbedNotifierService> m_imageGrabbedNotifierService;
+    QSharedPointer<ICameraControlService> m_controlService;
+    QSharedPointer<ICameraStreamControlService> m_streamControlService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> m_parameterService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterProvider> m_parameterProvider;
     QWeakPointer<Core::Plugin::IPluginInitializer> m_pluginInitializer;

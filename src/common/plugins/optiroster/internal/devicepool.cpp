@@ -30,6 +30,8 @@ ADevicePool::~ADevicePool()
     {
         QMutexLocker locker(&m_devicesMutex);
         devices.swap(m_devices);
+        m_camerasByFullName.clear();
+        m_interfacesById.clear();
     }
     devices.clear();
     Tavix::TavixTerminate(true);
@@ -37,19 +39,16 @@ ADevicePool::~ADevicePool()
 
 QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
 {
+    // A camera is found by its full name, whatever the description object; an interface by its id.
+    if (!info)
+        return {};
+    const QString fullName = info->getFullName();
     const auto wantedInterface = info.objectCast<IInterfaceInfo>();
-    for (const auto& device : devices()) {
-        if (!device)
-            continue;
-        const DeviceBaseInfoPtr deviceInfo = device->getInfo();
-        if (deviceInfo->getDeviceType() == 0 && info->getFullName() == deviceInfo->getFullName())
-            return device;
-        const auto deviceInterface = deviceInfo.objectCast<IInterfaceInfo>();
-        if (wantedInterface && deviceInterface
-            && wantedInterface->getInterfaceId() == deviceInterface->getInterfaceId())
-            return device;
-    }
-    return {};
+    const QString interfaceId = wantedInterface ? wantedInterface->getInterfaceId() : QString();
+    QMutexLocker locker(&m_devicesMutex);
+    if (QSharedPointer<IDevice> camera = m_camerasByFullName.value(fullName))
+        return camera;
+    return wantedInterface ? m_interfacesById.value(interfaceId) : QSharedPointer<IDevice>();
 }
 
 bool ADevicePool::openActiveDevice(bool monitorMode)
@@ -175,6 +174,7 @@ void ADevicePool::appendDevice(const QSharedPointer<IDevice>& device)
 {
     QMutexLocker locker(&m_devicesMutex);
     m_devices.append(device);
+    indexDevice(device, true);
 }
 
 void ADevicePool::removeDevice(const QSharedPointer<IDevice>& device)
@@ -183,8 +183,26 @@ void ADevicePool::removeDevice(const QSharedPointer<IDevice>& device)
     QSharedPointer<IDevice> removed;
     QMutexLocker locker(&m_devicesMutex);
     const int index = m_devices.indexOf(device);
-    if (index >= 0)
+    if (index >= 0) {
         removed = m_devices.takeAt(index);
+        indexDevice(removed, false);
+    }
+}
+
+void ADevicePool::indexDevice(const QSharedPointer<IDevice>& device, bool add)
+{
+    const DeviceBaseInfoPtr info = device ? device->getInfo() : DeviceBaseInfoPtr();
+    if (!info)
+        return;
+    const auto interfaceInfo = info.objectCast<IInterfaceInfo>();
+    QHash<QString, QSharedPointer<IDevice>>& index = info->getDeviceType() == 0 ? m_camerasByFullName : m_interfacesById;
+    const QString key = info->getDeviceType() == 0 ? info->getFullName() : interfaceInfo ? interfaceInfo->getInterfaceId() : QString();
+    if (key.isNull() && info->getDeviceType() != 0)
+        return;
+    if (add)
+        index.insert(key, device);
+    else if (index.value(key) == device)
+        index.remove(key);
 }
 
 void ADevicePool::connectDeviceSignals(IDevice* device)

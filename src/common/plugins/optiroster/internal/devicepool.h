@@ -2,6 +2,7 @@
 
 #include <plugins/optiroster/idevice.h>
 
+#include <QHash>
 #include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
@@ -73,8 +74,13 @@ protected:
 
 private:
     IDevice* senderDevice() const;
+    void indexDevice(const QSharedPointer<IDevice>& device, bool add);
 
     mutable QMutex m_devicesMutex;
+    // The devices of m_devices by identity: a camera by its full name, an interface by its id.
+    // The lookup thus costs the same however many devices the pool holds.
+    QHash<QString, QSharedPointer<IDevice>> m_camerasByFullName;
+    QHash<QString, QSharedPointer<IDevice>> m_interfacesById;
 
     static DeviceBaseInfoPtr m_activeDevice;
 };
