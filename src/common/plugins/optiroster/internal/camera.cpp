@@ -171,9 +171,15 @@ void CCamera::writeSettings() const
 {
     QSettings settings;
     settings.beginGroup(QStringLiteral("Grab"));
-    settings.setValue(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
-    settings.setValue(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
-    settings.setValue(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
+    // A key that holds the value already is left alone, so that a pool of many cameras doesn't
+    // rewrite the settings file once for each of them.
+    const auto write = [&settings](const QString& key, const QVariant& value) {
+        if (settings.value(key) != value)
+            settings.setValue(key, value);
+    };
+    write(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
+    write(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
+    write(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
     settings.endGroup();
 }
 

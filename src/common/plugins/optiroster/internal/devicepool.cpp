@@ -5,6 +5,7 @@
 #include <tavix/runtime.h>
 
 #include <QMutexLocker>
+#include <QSet>
 
 namespace Plugin::OptiRoster::Internal {
 
@@ -126,13 +127,14 @@ void ADevicePool::clearDeviceInfos()
 
 void ADevicePool::removeVanishedDevices()
 {
-    QVector<QSharedPointer<IDevice>> vanished = devices();
+    QSet<IDevice*> reported;
+    reported.reserve(m_deviceInfos.size());
     for (const auto& info : qAsConst(m_deviceInfos)) {
         if (const QSharedPointer<IDevice> device = getDevice(info))
-            vanished.removeOne(device);
+            reported.insert(device.data());
     }
-    for (const auto& device : qAsConst(vanished)) {
-        if (!device)
+    for (const auto& device : devices()) {
+        if (!device || reported.contains(device.data()))
             continue;
         const DeviceBaseInfoPtr info = device->getInfo();
         if (!isDeviceExclusive(info) && !isDeviceOpen(info)) {
