@@ -82,7 +82,9 @@ uint64_t deviceClockNs();
 
 // Counters
 int liveObjects(LiveObject kind);
-int callCount(const std::string& what); // e.g. "CreateTl:<layer full name>", "ParseModel:<model>"
+// e.g. "CreateTl:<layer full name>", "ParseModel:<model>", "ActionSignal:<device full name>" (action
+// signals that a grabbing device took)
+int callCount(const std::string& what);
 GrabRecord lastGrab(const std::string& deviceFullName);
 
 // Back to the default scenario (or that of TAVIX_SIM_SCENARIO), no faults, normal clock,

@@ -343,11 +343,14 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
 
 void CSimStreamGrabber::trigger(uint64_t dueNs)
 {
-    std::lock_guard<std::mutex> lock(m_waitMutex);
-    if (!m_armed || !m_actionTriggered)
-        return;
-    m_triggers.insert(dueNs);
-    m_wake.notify_all();
+    {
+        std::lock_guard<std::mutex> lock(m_waitMutex);
+        if (!m_armed || !m_actionTriggered)
+            return;
+        m_triggers.insert(dueNs);
+        m_wake.notify_all();
+    }
+    CWorld::instance().countCall("ActionSignal:" + m_device.desc().info.GetFullName().toStdString());
 }
 
 bool CSimStreamGrabber::waitForTrigger(const std::atomic<bool>& stop)
