@@ -326,6 +326,13 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
     for (size_t i = 0; i < m_pattern.size(); ++i)
         m_pattern[i] = static_cast<unsigned char>((i % m_lineLength) + (i / m_lineLength));
 
+    prepareCompression();
+    prepareActionTrigger();
+}
+
+void CSimStreamGrabber::prepareCompression()
+{
+    const CNodeMap& camera = m_device.cameraNodeMap();
     const std::string mode = m_device.desc().compression.enabled ? camera.enumValue("ImageCompressionMode") : std::string();
     m_compress = !mode.empty() && mode != "Off";
     m_lossy = mode == "Lossy";
@@ -334,9 +341,13 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
         m_format = m_device.compressionFormat();
         m_compressor.setDescriptor(Tavix::Codec::encode(m_format));
     }
+}
 
-    m_actionTriggered = m_device.waitsForActionSignal();
-    std::lock_guard<std::mutex> lock(m_waitMutex);
+void CSimStreamGrabber::prepareActionTrigger()
+{
+    const bool actionTriggered = m_device.waitsForActionSignal();
+    std::lock_guard<std::mutex> lock(m_waitMutex); // trigger() reads these on the issuer's thread
+    m_actionTriggered = actionTriggered;
     m_triggers.clear();
     m_armed = true;
 }

@@ -18,16 +18,8 @@ namespace TavixSim {
 
 class CSimDevice;
 
-// What a device does with an action command: its keys, and whether its clock is synchronised
-// for scheduled ones.
-struct ActionSettings
-{
-    bool supported = false; // the device has "ActionDeviceKey"
-    int64_t deviceKey = 0;
-    int64_t groupKey = 0;
-    int64_t groupMask = 0;
-    bool clockSynchronised = false;
-};
+struct ActionSettings;
+
 
 // The stream of a simulated camera: frames at the scenario's rate (or as fast as buffers come
 // back), each with a moving test pattern, the scenario's failures, chunk data and compression
@@ -53,6 +45,8 @@ private:
 
     bool waitUntil(Clock::time_point due, const std::atomic<bool>& stop);
     Tavix::FrameResult waitForStop(const std::atomic<bool>& stop);
+    void prepareCompression();
+    void prepareActionTrigger();
     bool waitForTrigger(const std::atomic<bool>& stop);
     void fill(unsigned char* buffer, size_t imageSize);
     // Writes the image into the buffer, compressed if the camera compresses; returns its bytes.

@@ -547,40 +547,37 @@ void CWorld::setUserDefectPixels(const std::string& deviceFullName, const std::s
     m_userDefectPixels[deviceFullName] = text;
 }
 
-std::vector<ActionAnswer> CWorld::issueAction(const std::string& layerFullName, const ActionCommand& command)
+std::vector<CWorld::ActionTarget> CWorld::actionTargets(const std::string& layerFullName, const std::string& broadcastAddress)
 {
     uint32_t broadcast = 0;
-    if (!parseIpv4(command.broadcastAddress, broadcast)) {
-        const std::string text = "'" + command.broadcastAddress + "' is no IPv4 broadcast address.";
+    if (!parseIpv4(broadcastAddress, broadcast)) {
+        const std::string text = "'" + broadcastAddress + "' is no IPv4 broadcast address.";
         throw GenICam::InvalidArgumentException(text.c_str(), __FILE__, __LINE__);
     }
-    // The devices that hear the broadcast, with their settings as the scenario starts them.
-    struct Reached
-    {
-        std::string name;
-        std::string address;
-        ActionSettings settings;
-    };
-    std::vector<Reached> reached;
-    {
-        std::lock_guard<std::recursive_mutex> lock(m_mutex);
-        const LayerDesc* layer = layerNamed(layerFullName);
-        if (!layer)
-            return {};
-        for (const auto& device : layer->devices) {
-            const std::string name = device.info.GetFullName().toStdString();
-            const auto state = m_deviceStates.find(name);
-            const bool announced = state != m_deviceStates.end() && state->second.announced;
-            if (!isPresent(name) || !(device.reachable || announced)
-                || !inBroadcastDomain(broadcast, device.info.GetIpAddress().toStdString()))
-                continue;
-            const auto model = device.model.empty() ? std::make_shared<const NodeMapDescription>() : modelFeatures(device.model);
-            reached.push_back({name, device.info.GetIpAddress().toStdString(), CSimDevice::actionSettingsOf(*model, device.features)});
-        }
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    std::vector<ActionTarget> targets;
+    const LayerDesc* layer = layerNamed(layerFullName);
+    if (!layer)
+        return targets;
+    for (const auto& device : layer->devices) {
+        const std::string name = device.info.GetFullName().toStdString();
+        const auto state = m_deviceStates.find(name);
+        const bool announced = state != m_deviceStates.end() && state->second.announced;
+        const std::string address = device.info.GetIpAddress().toStdString();
+        if (!isPresent(name) || !(device.reachable || announced) || !inBroadcastDomain(broadcast, address))
+            continue;
+        const auto model = device.model.empty() ? std::make_shared<const NodeMapDescription>() : modelFeatures(device.model);
+        targets.push_back({name, address, CSimDevice::actionSettingsOf(*model, device.features)});
     }
+    return targets;
+}
+
+std::vector<ActionAnswer> CWorld::issueAction(const std::string& layerFullName, const ActionCommand& command)
+{
+    const std::vector<ActionTarget> targets = actionTargets(layerFullName, command.broadcastAddress);
     std::vector<ActionAnswer> answers;
     std::lock_guard<std::mutex> lock(m_devicesMutex);
-    for (auto& target : reached) {
+    for (const auto& target : targets) {
         // A live device answers with its current settings, and only it can take a picture.
         const auto live = m_liveDevices.find(target.name);
         CSimDevice* device = live == m_liveDevices.end() ? nullptr : live->second;

@@ -20,6 +20,17 @@ namespace TavixSim {
 
 class CSimDevice;
 
+// What a device does with an action command: its keys, and whether its clock is synchronised
+// for scheduled ones.
+struct ActionSettings
+{
+    bool supported = false; // the device has "ActionDeviceKey"
+    int64_t deviceKey = 0;
+    int64_t groupKey = 0;
+    int64_t groupMask = 0;
+    bool clockSynchronised = false;
+};
+
 // An action command as it goes out on a layer's network.
 struct ActionCommand
 {
@@ -120,6 +131,15 @@ private:
     // Under m_mutex; null when there is none.
     const LayerDesc* layerNamed(const std::string& fullName) const;
     const DeviceDesc* deviceNamed(const std::string& fullName) const;
+
+    // A device that hears an action command, with its action settings as the scenario starts them.
+    struct ActionTarget
+    {
+        std::string name;
+        std::string address;
+        ActionSettings settings;
+    };
+    std::vector<ActionTarget> actionTargets(const std::string& layerFullName, const std::string& broadcastAddress);
 
     struct DeviceState
     {
