@@ -126,6 +126,13 @@ void TestImageDecompression::init()
         compressingCamera(QStringLiteral("601"), QStringLiteral("Lossless")),
         TestScenario::camera(QStringLiteral("602"), QJsonObject{{"frameRate", 100}}, features(QString())),
         compressingCamera(QStringLiteral("603"), QStringLiteral("Weird")),
+        [] {
+            QJsonObject camera = compressingCamera(QStringLiteral("604"), QStringLiteral("Lossless"));
+            QJsonArray list = camera.value("features").toArray();
+            list.append(QJsonObject{{"name", "ImageCompressionDescriptor"}, {"type", "string"}, {"value", ""}, {"access", "RO"}});
+            camera.insert("features", list);
+            return camera;
+        }(),
     };
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
     m_notifier.reset(new ImageGrabbedNotifierService(nullptr));
@@ -275,6 +282,7 @@ void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts_data()
     QTest::addColumn<QString>("failingFeature");
     QTest::addColumn<QString>("reason");
     QTest::newRow("unknown mode") << "603" << QString() << "Unknown compression mode found.";
+    QTest::newRow("empty descriptor") << "604" << QString() << "Invalid compression descriptor size found.";
     QTest::newRow("SDK failure") << "601" << "ImageCompressionDescriptor" << "Descriptor register unreadable.";
 }
 
