@@ -169,7 +169,8 @@ void TestPluginLifecycle::initializeWiresTheNotifierAndThePools()
     };
     // Clients that look services up by interface see them in this order.
     QCOMPARE(classesOf(), (QStringList{"ImageGrabbedNotifierService", "CCameraEnumerationService", "CStatusService",
-                                       "CControlService", "CCameraStreamControlService"}));
+                                       "CControlService", "CCameraStreamControlService", "CCameraActionCommandsService",
+                                       "CImageDecompressorService", "CStaticDefectPixelCorrectionService"}));
     const QObjectList children = plugin->children();
     QCOMPARE(children.size(), 2);
     QVERIFY(qobject_cast<Plugin::OptiRoster::Internal::COptiRoster*>(children[0]));

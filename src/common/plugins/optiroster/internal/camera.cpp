@@ -515,6 +515,53 @@ size_t CCamera::getImageSizeForDecompression()
     });
 }
 
+template <typename Operation>
+bool CCamera::runOnIdleCamera(const QString& failurePrefix, Operation operation)
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!m_pCamera || !m_pCamera->IsOpen() || m_pCamera->IsGrabbing())
+        return false;
+    bool result = false;
+    reportFailures(failureReport(failurePrefix), [&] { result = operation(&m_pCamera->GetNodeMap()); });
+    return result;
+}
+
+bool CCamera::getDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return runOnIdleCamera(QStringLiteral("Failure when get static defect pixel list from camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::GetDefectPixelList(
+                                   nodeMap, list, Tavix::CStaticDefectPixelCorrection::EListType(type));
+                           });
+}
+
+bool CCamera::setDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return runOnIdleCamera(QStringLiteral("Failure when set static defect pixel list on camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::SetDefectPixelList(
+                                   nodeMap, list, Tavix::CStaticDefectPixelCorrection::EListType(type));
+                           });
+}
+
+bool CCamera::normalizeDefectPixelList(Tavix::StaticDefectPixelList& list)
+{
+    return runOnIdleCamera(QStringLiteral("Failure on normalize static defect pixel list for camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::NormalizePixelList(nodeMap, list);
+                           });
+}
+
+bool CCamera::isDefectPixelCorrectionSupported()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!m_pCamera || !m_pCamera->IsOpen())
+        throw Core::Exception::RuntimeException(QStringLiteral("Camera must not be closed."));
+    if (!m_ptrParameterCollection->isParameterAvailable(QStringLiteral("VrlStaticDefectPixelCorrectionMode")))
+        return false;
+    return m_ptrParameterCollection->isParameterAvailable(QStringLiteral("VrlStaticDefectPixelCorrectionReload"));
+}
+
 bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo&, GenApi::IFirmwareUpdateProgressObserver*, const QString&)
 {
     return false; // firmware updates come with the updatable device

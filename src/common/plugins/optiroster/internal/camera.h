@@ -5,6 +5,9 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
+#include <plugins/optiroster/staticdefectpixellisttype.h>
+
+#include <tavix/defectpixelcorrection.h>
 
 #include <tavix/eventhandlers.h>
 
@@ -55,6 +58,14 @@ public:
     int getCompressionMode();
     size_t getImageSizeForDecompression();
 
+    // The static defect pixel lists of the open camera that isn't grabbing; false otherwise or
+    // on failure, which is reported.
+    bool getDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool setDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool normalizeDefectPixelList(Tavix::StaticDefectPixelList& list);
+    // Throws when the camera is closed.
+    bool isDefectPixelCorrectionSupported();
+
     // Called by the SDK.
     void OnImageGrabbed(Tavix::CInstantCamera& camera, const Tavix::CGrabResultPtr& result) override;
     void OnGrabStart(Tavix::CInstantCamera& camera) override;
@@ -90,6 +101,8 @@ private:
     CFailureReport failureReport(const QString& prefix) const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
+    template <typename Operation>
+    bool runOnIdleCamera(const QString& failurePrefix, Operation operation);
 
     Tavix::CInstantCamera* m_pCamera;
     CameraInfoPtr m_ptrInfo;

@@ -345,6 +345,26 @@ size_t COptiRoster::getImageSizeForDecompression(const CameraInfoPtr& info)
     return guardedCamera(info)->getImageSizeForDecompression();
 }
 
+bool COptiRoster::isDefectPixelCorrectionSupported(const CameraInfoPtr& info)
+{
+    return guardedCamera(info)->isDefectPixelCorrectionSupported();
+}
+
+bool COptiRoster::getDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return guardedCamera(info)->getDefectPixelList(list, type);
+}
+
+bool COptiRoster::setDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return guardedCamera(info)->setDefectPixelList(list, type);
+}
+
+bool COptiRoster::normalizeDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list)
+{
+    return guardedCamera(info)->normalizeDefectPixelList(list);
+}
+
 void COptiRoster::addCamera(const CameraInfoPtr& info)
 {
     addDevice(info);
