@@ -1,5 +1,6 @@
 #include <tavix/bufferpool.h>
 #include <tavix/grabengine.h>
+#include <tavix/sim/world.h>
 
 #include <pthread.h>
 #include <sched.h>
@@ -98,9 +99,12 @@ void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
             continue;
         }
         deliver(data, frame);
-        if (maxImages != 0 && ++delivered >= maxImages)
+        if (++delivered == maxImages)
             break;
     }
+    // Counted once a grab, for tools that check that every image reached its receivers.
+    if (const ITavixDevice* device = m_camera.m_pDevice)
+        TavixSim::CWorld::instance().countCall("Delivered:" + device->GetDeviceInfo().GetFullName().toStdString(), int(delivered));
     // A grab that ends by itself, after its last image, reports its stop on this thread.
     if (m_grabbing.exchange(false, std::memory_order_acq_rel)) {
         m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStop(m_camera); });
