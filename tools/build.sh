@@ -50,7 +50,9 @@ case "$mode" in
         TSAN_OPTIONS="suppressions=$root/tools/tsan.supp halt_on_error=0 report_signal_unsafe=0" \
             run_tests_in "$build-tsan" ;;
     fuzz)
-        CC=clang CXX=clang++ build_in "$build-fuzz" -DTAVIX_FUZZ=ON -DTAVIX_BUILD_BENCHMARKS=OFF
+        CC=clang CXX=clang++ cmake -S "$root" -B "$build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVIX_FUZZ=ON \
+            -DTAVIX_BUILD_BENCHMARKS=OFF >/dev/null
+        cmake --build "$build-fuzz" --target fuzzers -j"$(nproc)"
         seconds="${1:-30}"
         for fuzzer in "$build-fuzz"/bin/fuzz_*; do
             name="$(basename "$fuzzer")"
