@@ -1,5 +1,6 @@
 #include "camerafixture.h"
 #include "logrecorder.h"
+#include "exceptiontext.h"
 #include "testmain.h"
 
 #include <core/exception/exceptions.h>
@@ -35,17 +36,6 @@ public:
     void onImageGrabbed(const CameraInfoPtr&, const Tavix::CGrabResultPtr&) override { ++images; }
     std::atomic<int> images{0};
 };
-
-template <typename Exception>
-QString messageOf(const std::function<void()>& fn)
-{
-    try {
-        fn();
-    } catch (const Exception& e) {
-        return e.getMessage();
-    }
-    return QStringLiteral("nothing thrown");
-}
 
 QStringList serials(const QVector<TransportLayerInfoPtr>& layers)
 {

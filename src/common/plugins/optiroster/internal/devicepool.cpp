@@ -1,5 +1,6 @@
 #include "devicepool.h"
 
+#include <core/optirostercomponents/icamerainfo.h>
 #include <core/optirostercomponents/iinterfaceinfo.h>
 
 #include <tavix/runtime.h>
@@ -153,6 +154,15 @@ bool ADevicePool::isDeviceExclusive(const DeviceBaseInfoPtr& /*info*/)
 bool ADevicePool::isDeviceGrabbing(const DeviceBaseInfoPtr& /*info*/)
 {
     return false;
+}
+
+ADevicePool* ADevicePool::poolFor(const DeviceBaseInfoPtr& info, ADevicePool* cameraPool, ADevicePool* interfacePool)
+{
+    if (info.objectCast<Core::OptiRosterComponents::ICameraInfo>())
+        return cameraPool;
+    if (info.objectCast<IInterfaceInfo>())
+        return interfacePool;
+    return nullptr;
 }
 
 DeviceBaseInfoPtr ADevicePool::getActiveDevice()

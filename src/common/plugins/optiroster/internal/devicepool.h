@@ -37,6 +37,10 @@ public:
     virtual bool isDeviceExclusive(const DeviceBaseInfoPtr& info);
     virtual bool isDeviceGrabbing(const DeviceBaseInfoPtr& info);
 
+    // The pool of a description: the camera pool for a camera's, the interface pool for an
+    // interface's, null for anything else. A pool that has gone is passed as null.
+    static ADevicePool* poolFor(const DeviceBaseInfoPtr& info, ADevicePool* cameraPool, ADevicePool* interfacePool);
+
     static DeviceBaseInfoPtr getActiveDevice();
     static void setActiveDevice(const DeviceBaseInfoPtr& info);
 
