@@ -129,6 +129,7 @@ void TestAravisPlugin::cleanup()
     m_notifier.reset();
     AravisFixture::stopFakeGvCamera(m_fakeGvCamera);
     QCOMPARE(liveSdkObjects(), 0);
+    QCOMPARE(TavixSim::runtimeCounters().users, 0);
 }
 
 void TestAravisPlugin::cleanupTestCase()

@@ -56,6 +56,43 @@ private:
     bool m_succeeded = true;
 };
 
+// Keeps the first results it gets, so that the pool runs dry, and notes each image's number
+// with the skipped images reported just before it.
+class CHoldingHandler : public CImageEventHandler
+{
+public:
+    void OnImagesSkipped(CInstantCamera&, size_t count) override
+    {
+        QMutexLocker locker(&m_mutex);
+        m_pendingSkipped += count;
+    }
+    void OnImageGrabbed(CInstantCamera&, const CGrabResultPtr& result) override
+    {
+        QMutexLocker locker(&m_mutex);
+        m_images.append({result->GetImageNumber(), m_pendingSkipped});
+        m_pendingSkipped = 0;
+        if (m_holding)
+            m_held.push_back(result);
+    }
+    void DestroyImageEventHandler() override {}
+
+    void letGo()
+    {
+        QMutexLocker locker(&m_mutex);
+        m_holding = false;
+        m_held.clear();
+    }
+    int count() const { QMutexLocker locker(&m_mutex); return m_images.size(); }
+    QList<QPair<int64_t, size_t>> images() const { QMutexLocker locker(&m_mutex); return m_images; }
+
+private:
+    mutable QMutex m_mutex;
+    bool m_holding = true;
+    std::vector<CGrabResultPtr> m_held;
+    size_t m_pendingSkipped = 0;
+    QList<QPair<int64_t, size_t>> m_images;
+};
+
 template <typename Exception>
 QString descriptionOf(const std::function<void()>& fn)
 {
@@ -89,6 +126,7 @@ private slots:
     void backendListsAreChecked();
     void theFakeCameraIsListedWithItsDescription();
     void aGrabDeliversEveryImageIntoThePoolsBuffers();
+    void imagesLostWhileTheApplicationHoldsEveryBufferAreCounted();
     void nodeMapReadsWritesAndRefuses();
     void aravisFailuresBecomeGenICamExceptions();
     void layersAndInterfacesOfAravis();
@@ -175,6 +213,28 @@ void TestAravis::aGrabDeliversEveryImageIntoThePoolsBuffers()
     QVERIFY(!camera->IsGrabbing());
     camera->Close();
     QVERIFY(!camera->IsOpen());
+}
+
+void TestAravis::imagesLostWhileTheApplicationHoldsEveryBufferAreCounted()
+{
+    const std::unique_ptr<CInstantCamera> camera = openFakeCamera();
+    QVERIFY(camera);
+    CHoldingHandler handler;
+    camera->RegisterImageEventHandler(&handler, RegistrationMode_Append, Cleanup_None);
+    CFloatParameter(camera->GetNodeMap(), "AcquisitionFrameRate").TrySetValue(500.0);
+    camera->MaxNumBuffer.SetValue(2);
+    camera->StartGrabbing();
+    QTRY_COMPARE_WITH_TIMEOUT(handler.count(), 2, 20000);
+    // The pool is dry now; the grab must go on once the buffers come back.
+    handler.letGo();
+    QTRY_VERIFY_WITH_TIMEOUT(handler.count() > 10, 20000);
+    camera->StopGrabbing();
+
+    // Each number follows the one before by one more than the images skipped in between.
+    const auto images = handler.images();
+    QCOMPARE(images.first().first, int64_t(1));
+    for (int i = 1; i < images.size(); ++i)
+        QCOMPARE(images.at(i).first, images.at(i - 1).first + 1 + int64_t(images.at(i).second));
 }
 
 void TestAravis::nodeMapReadsWritesAndRefuses()

@@ -35,6 +35,7 @@ void CArvDevice::Open()
 {
     if (IsOpen())
         return;
+    joinRemovalThread(); // of an earlier loss, so that a new one can be told
     CErrorTrap error;
     GObjectPtr<ArvDevice> device(backend().openDevice(m_kind, m_deviceId, error.out()));
     error.throwIfFailed("Opening '" + m_deviceId + "'");
@@ -132,21 +133,18 @@ CArvChunkParser::~CArvChunkParser()
     TavixSim::CWorld::instance().objectDestroyed(TavixSim::LiveChunkParser);
 }
 
+// A buffer of another grab, or none, attaches nothing: its chunk features stay unreadable.
 void CArvChunkParser::AttachBuffer(const void* buffer, size_t /*bufferSize*/, void* /*attachStatistics*/)
 {
-    ArvDevice* device = m_device.arvDevice();
     ArvBuffer* wrapper = m_device.streamGrabber().wrapperOf(buffer);
-    if (!device || !wrapper)
-        return;
-    arv_gc_set_buffer(arv_device_get_genicam(device), wrapper);
-    m_attached = true;
+    m_device.cameraNodeMap().attachChunks(wrapper);
+    m_attached = wrapper != nullptr;
 }
 
 void CArvChunkParser::DetachBuffer()
 {
-    ArvDevice* device = m_device.arvDevice();
-    if (m_attached && device)
-        arv_gc_set_buffer(arv_device_get_genicam(device), nullptr);
+    if (m_attached)
+        m_device.cameraNodeMap().attachChunks(nullptr);
     m_attached = false;
 }
 

@@ -32,22 +32,24 @@ class CArvInteger : public TArvNode<GenApi::IInteger, GenApi::intfIInteger>
 public:
     using TArvNode::TArvNode;
 
-    int64_t GetValue() const override { return call("Reading", readable(), arv_gc_integer_get_value); }
+    int64_t GetValue() const override { return call("Reading", arv_gc_integer_get_value); }
     void SetValue(int64_t value) override
     {
+        const auto held = lock();
         CErrorTrap error;
         arv_gc_integer_set_value(ARV_GC_INTEGER(writable()), value, error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
     }
-    int64_t GetMin() const override { return call("Reading the minimum of", readable(), arv_gc_integer_get_min); }
-    int64_t GetMax() const override { return call("Reading the maximum of", readable(), arv_gc_integer_get_max); }
-    int64_t GetInc() const override { return call("Reading the increment of", readable(), arv_gc_integer_get_inc); }
+    int64_t GetMin() const override { return call("Reading the minimum of", arv_gc_integer_get_min); }
+    int64_t GetMax() const override { return call("Reading the maximum of", arv_gc_integer_get_max); }
+    int64_t GetInc() const override { return call("Reading the increment of", arv_gc_integer_get_inc); }
 
 private:
-    int64_t call(const char* what, ArvGcFeatureNode* node, gint64 (*get)(ArvGcInteger*, GError**)) const
+    int64_t call(const char* what, gint64 (*get)(ArvGcInteger*, GError**)) const
     {
+        const auto held = lock();
         CErrorTrap error;
-        const gint64 value = get(ARV_GC_INTEGER(node), error.out());
+        const gint64 value = get(ARV_GC_INTEGER(readable()), error.out());
         error.throwIfFailed(std::string(what) + " '" + m_name + "'");
         return value;
     }
@@ -61,6 +63,7 @@ public:
     double GetValue() const override { return call("Reading", arv_gc_float_get_value); }
     void SetValue(double value) override
     {
+        const auto held = lock();
         CErrorTrap error;
         arv_gc_float_set_value(ARV_GC_FLOAT(writable()), value, error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
@@ -71,6 +74,7 @@ public:
 private:
     double call(const char* what, double (*get)(ArvGcFloat*, GError**)) const
     {
+        const auto held = lock();
         CErrorTrap error;
         const double value = get(ARV_GC_FLOAT(readable()), error.out());
         error.throwIfFailed(std::string(what) + " '" + m_name + "'");
@@ -85,6 +89,7 @@ public:
 
     bool GetValue() const override
     {
+        const auto held = lock();
         CErrorTrap error;
         const bool value = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(readable()), error.out());
         error.throwIfFailed("Reading '" + m_name + "'");
@@ -92,6 +97,7 @@ public:
     }
     void SetValue(bool value) override
     {
+        const auto held = lock();
         CErrorTrap error;
         arv_gc_boolean_set_value(ARV_GC_BOOLEAN(writable()), value, error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
@@ -105,6 +111,7 @@ public:
 
     void Execute() override
     {
+        const auto held = lock();
         CErrorTrap error;
         arv_gc_command_execute(ARV_GC_COMMAND(writable()), error.out());
         error.throwIfFailed("Executing '" + m_name + "'");
@@ -120,6 +127,7 @@ public:
 
     GenICam::gcstring GetValue() const override
     {
+        const auto held = lock();
         CErrorTrap error;
         const char* value = arv_gc_string_get_value(ARV_GC_STRING(readable()), error.out());
         error.throwIfFailed("Reading '" + m_name + "'");
@@ -127,6 +135,7 @@ public:
     }
     void SetValue(const GenICam::gcstring& value) override
     {
+        const auto held = lock();
         CErrorTrap error;
         arv_gc_string_set_value(ARV_GC_STRING(writable()), value.c_str(), error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
@@ -140,6 +149,7 @@ public:
 
     void GetSymbolics(GenICam::gcstring_vector& symbolics) const override
     {
+        const auto held = lock();
         symbolics.clear();
         for (const GSList* item = arv_gc_enumeration_get_entries(enumeration(readable())); item; item = item->next) {
             ArvGcFeatureNode* entry = ARV_GC_FEATURE_NODE(item->data);
@@ -152,6 +162,7 @@ public:
     }
     int64_t GetIntValue() const override
     {
+        const auto held = lock();
         CErrorTrap error;
         const gint64 value = arv_gc_enumeration_get_int_value(enumeration(readable()), error.out());
         error.throwIfFailed("Reading '" + m_name + "'");
@@ -159,12 +170,14 @@ public:
     }
     void SetIntValue(int64_t value) override
     {
+        const auto held = lock();
         CErrorTrap error;
         arv_gc_enumeration_set_int_value(enumeration(writable()), value, error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
     }
     bool GetEntryValue(const GenICam::gcstring& symbolic, int64_t& value) const override
     {
+        const auto held = lock();
         if (!m_pNode)
             return false;
         for (const GSList* item = arv_gc_enumeration_get_entries(enumeration(m_pNode)); item; item = item->next) {
@@ -183,7 +196,8 @@ private:
 };
 
 // The typed node for an Aravis feature, or null for one that is no value (a category, a port).
-std::unique_ptr<CArvFeature> makeNode(ArvGcFeatureNode* node, const std::string& name, GenApi::INode*& asNode)
+std::unique_ptr<CArvFeature> makeNode(ArvGcFeatureNode* node, const std::string& name, std::recursive_mutex& mutex,
+                                      GenApi::INode*& asNode)
 {
     auto make = [&](auto* typed) {
         asNode = typed;
@@ -192,24 +206,25 @@ std::unique_ptr<CArvFeature> makeNode(ArvGcFeatureNode* node, const std::string&
     if (ARV_IS_GC_CATEGORY(node) || ARV_IS_GC_ENUM_ENTRY(node))
         return nullptr;
     if (ARV_IS_GC_ENUMERATION(node))
-        return make(new CArvEnumeration(name));
+        return make(new CArvEnumeration(name, mutex));
     if (ARV_IS_GC_BOOLEAN(node))
-        return make(new CArvBoolean(name));
+        return make(new CArvBoolean(name, mutex));
     if (ARV_IS_GC_COMMAND(node))
-        return make(new CArvCommand(name));
+        return make(new CArvCommand(name, mutex));
     if (ARV_IS_GC_INTEGER(node))
-        return make(new CArvInteger(name));
+        return make(new CArvInteger(name, mutex));
     if (ARV_IS_GC_FLOAT(node))
-        return make(new CArvFloat(name));
+        return make(new CArvFloat(name, mutex));
     if (ARV_IS_GC_STRING(node))
-        return make(new CArvString(name));
-    return make(new CArvValue(name));
+        return make(new CArvString(name, mutex));
+    return make(new CArvValue(name, mutex));
 }
 
 } // namespace
 
 GenApi::EAccessMode CArvFeature::accessMode() const
 {
+    const auto held = lock();
     if (!m_pNode)
         return GenApi::NI;
     CErrorTrap implemented;
@@ -246,6 +261,7 @@ ArvGcFeatureNode* CArvFeature::writable() const
 
 GenICam::gcstring CArvFeature::toString() const
 {
+    const auto held = lock();
     CErrorTrap error;
     const char* value = arv_gc_feature_node_get_value_as_string(readable(), error.out());
     error.throwIfFailed("Reading '" + m_name + "'");
@@ -254,6 +270,7 @@ GenICam::gcstring CArvFeature::toString() const
 
 void CArvFeature::fromString(const GenICam::gcstring& value)
 {
+    const auto held = lock();
     CErrorTrap error;
     arv_gc_feature_node_set_value_from_string(writable(), value.c_str(), error.out());
     error.throwIfFailed("Writing '" + m_name + "'");
@@ -284,7 +301,7 @@ GenApi::INode* CArvNodeMap::GetNode(const GenICam::gcstring& name) const
     if (!feature)
         return nullptr;
     GenApi::INode* node = nullptr;
-    std::unique_ptr<CArvFeature> typed = makeNode(feature, name.toStdString(), node);
+    std::unique_ptr<CArvFeature> typed = makeNode(feature, name.toStdString(), m_mutex, node);
     if (!typed)
         return nullptr;
     typed->bind(feature);
@@ -316,6 +333,13 @@ void CArvNodeMap::GetNodes(GenApi::NodeList_t& nodes) const
     nodes.clear();
     std::map<std::string, bool> seen;
     collect("Root", nodes, seen);
+}
+
+void CArvNodeMap::attachChunks(ArvBuffer* buffer)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    if (m_pGenicam)
+        arv_gc_set_buffer(m_pGenicam, buffer);
 }
 
 void CArvNodeMap::attach(ArvGc* genicam)

@@ -16,7 +16,7 @@ namespace TavixAravis {
 class CArvFeature
 {
 public:
-    explicit CArvFeature(std::string name) : m_name(std::move(name)) {}
+    CArvFeature(std::string name, std::recursive_mutex& mutex) : m_name(std::move(name)), m_mutex(mutex) {}
     virtual ~CArvFeature() = default;
 
     void bind(ArvGcFeatureNode* node) { m_pNode = node; }
@@ -26,11 +26,14 @@ public:
     void fromString(const GenICam::gcstring& value);
 
 protected:
+    // Aravis's GenICam evaluation isn't thread-safe: each use of a feature holds its map's mutex.
+    std::unique_lock<std::recursive_mutex> lock() const { return std::unique_lock<std::recursive_mutex>(m_mutex); }
     // The feature, after the check that it may be read or written now.
     ArvGcFeatureNode* readable() const;
     ArvGcFeatureNode* writable() const;
 
     std::string m_name;
+    std::recursive_mutex& m_mutex;
     ArvGcFeatureNode* m_pNode = nullptr;
 };
 
@@ -49,6 +52,8 @@ public:
 
     // Binds the map to the description of an opened device, or to none with null.
     void attach(ArvGc* genicam);
+    // Makes the chunk data of a grabbed image readable as features, or none with null.
+    void attachChunks(ArvBuffer* buffer);
 
 private:
     struct Entry
