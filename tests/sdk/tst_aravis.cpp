@@ -306,6 +306,10 @@ void TestAravis::layersAndInterfacesOfAravis()
     arvInterface->Open();
     QVERIFY(arvInterface->GetNodeMap());
     gige->DestroyInterface(arvInterface);
+    // The fake camera is listed, but it isn't the GigE layer's to create.
+    QVERIFY(!AravisFixture::firstDevice("Custom").GetFullName().empty());
+    QCOMPARE(descriptionOf<GenICam::RuntimeException>([&] { gige->CreateDevice(CDeviceInfo()); }),
+             QStringLiteral("No device is available or no device contains the provided device info properties."));
     CTlFactory::GetInstance().ReleaseTl(gige);
     QCOMPARE(liveSdkObjects(), 0);
 }

@@ -77,9 +77,12 @@ Tavix::CDeviceInfo CArvTransportLayer::CreateDeviceInfo()
     return info;
 }
 
+// A layer creates only devices of its own class, whatever else the description matches.
 Tavix::ITavixDevice* CArvTransportLayer::CreateDevice(const Tavix::CDeviceInfo& info)
 {
-    return Tavix::CTlFactory::GetInstance().CreateDevice(info);
+    Tavix::CDeviceInfo own(info);
+    own.SetDeviceClass(m_kind.deviceClass);
+    return Tavix::CTlFactory::GetInstance().CreateDevice(own);
 }
 
 void CArvTransportLayer::DestroyDevice(Tavix::ITavixDevice* device)
