@@ -7,7 +7,7 @@ mode="${1:-run}"
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${TAVIX_BUILD_DIR:-$root/build}"
 
-packages=(cmake g++ make qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev)
+packages=(cmake g++ make qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev)
 
 install_missing() {
     local missing=()

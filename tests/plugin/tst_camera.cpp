@@ -4,8 +4,14 @@
 
 #include <core/exception/exceptions.h>
 #include <plugins/optiroster/internal/camera.h>
+#include <plugins/optiroster/internal/seqlockedvalue.h>
+
+#include <tavix/imagedecompressor.h>
 
 #include <QSettings>
+
+#include <atomic>
+#include <thread>
 
 using namespace Plugin::OptiRoster;
 using Internal::CCamera;
@@ -88,24 +94,27 @@ private slots:
     void settingsAreWrittenBack();
     void aClientsCollectionOutlivesTheCamera();
     void parameterPathsResolveInTheCollection();
+    void aComponentSelectorThatCantBeSetFailsTheOpen();
+    void missingAcquisitionParametersAreLogged();
+    void aChunkBufferTheParserRefusesIsReportedAndTheGrabGoesOn();
+    void statisticRecordsCrossThreadsWhole();
 
 private:
-    CLogRecorder* m_pLog = nullptr;
 };
 
 void TestCamera::init()
 {
     TavixSim::reset();
     QSettings().clear();
-    const QJsonObject compressed{{"descriptor", "0a0b0c0d"}, {"ratios", QJsonArray{40, 60}}, {"statusErrorFrames", QJsonArray{3}}};
+    const QJsonObject compressed{{"statusErrorFrames", QJsonArray{3}}};
     QJsonObject compressedCamera = TestScenario::camera(QStringLiteral("401"),
         QJsonObject{{"failures", QJsonArray{QJsonObject{{"frame", 2}, {"text", "incomplete"}}}},
-                    {"firstImageNumber", "2147483647"}, {"frameLimit", 4}}, size(100, 1));
+                    {"firstImageNumber", "2147483647"}, {"frameLimit", 4}}, size(1000, 10));
     compressedCamera.insert("compression", compressed);
     QJsonObject oddCompression = TestScenario::camera(QStringLiteral("409"), stream(), size(100, 1, {QJsonObject{
         {"name", "ImageCompressionMode"}, {"type", "enumeration"}, {"value", "Weird"},
         {"entries", QJsonArray{QJsonObject{{"name", "Off"}, {"value", 0}}, QJsonObject{{"name", "Weird"}, {"value", 7}}}}}}));
-    oddCompression.insert("compression", QJsonObject{{"descriptor", "01"}, {"imageSize", 0}});
+    oddCompression.insert("compression", QJsonObject{{"imageSize", 0}});
 
     const QJsonArray cameras{
         TestScenario::camera(QStringLiteral("400"), stream(), size(64, 1, {AcquisitionMode, TransmissionType})),
@@ -121,8 +130,18 @@ void TestCamera::init()
             return camera;
         }(),
         oddCompression,
+        TestScenario::camera(QStringLiteral("410"), stream({{"chunkTrailerMissingEvery", 2}}),
+                             size(64, 1, {feature("ChunkModeActive", "boolean", true)})),
     };
-    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
+    const QJsonObject timeOfFlight{{"fullName", "ToF#420"}, {"serialNumber", "420"}, {"vendorName", "Vorlan"},
+        {"features", QJsonArray{
+            QJsonObject{{"name", "ComponentSelector"}, {"type", "enumeration"}, {"value", "Intensity"},
+                        {"entries", QJsonArray{"Range", "Intensity"}}},
+            feature("ComponentEnable", "boolean", false),
+            QJsonObject{{"name", "PixelFormat"}, {"type", "enumeration"}, {"value", "Mono8"}, {"entries", QJsonArray{"Mono8", "Mono16"}}}}}};
+    const QJsonObject timeOfFlightLayer{{"deviceClass", "VorlanGTC/Vorlan/GenTL_Producer_for_Vorlan_quaro_707_cameras"},
+                                        {"tlType", "Custom"}, {"friendlyName", "ToF"}, {"devices", QJsonArray{timeOfFlight}}};
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras), timeOfFlightLayer}), QString());
 }
 
 void TestCamera::openAndCloseSignalTheirSteps()
@@ -232,10 +251,12 @@ void TestCamera::monitorModeChangesTheGrabSteps()
     camera.startGrabbing();
     QCOMPARE(enumValue(camera, QStringLiteral("@CameraDevice/AcquisitionMode")), QStringLiteral("Continuous"));
     camera.stopGrabbing();
-    QSignalSpy stopped(&camera, &ICamera::cameraGrabStopped);
+    // A single shot ends by itself, and reports its stop from the grab thread.
+    CQueuedRecorder<int> stopped(&camera, &ICamera::cameraGrabStopped, [] { return 1; });
     camera.singleShot(5000);
     QCOMPARE(enumValue(camera, QStringLiteral("AcquisitionMode")), QStringLiteral("SingleFrame"));
-    QTRY_VERIFY_WITH_TIMEOUT(!camera.isGrabbing(), 10000); // a single shot ends by itself
+    QTRY_COMPARE_WITH_TIMEOUT(stopped.values.size(), 1, 10000);
+    QVERIFY(!camera.isGrabbing());
 }
 
 void TestCamera::buffersAreSizedFromThePayload_data()
@@ -288,15 +309,16 @@ void TestCamera::statisticsOfACompressedStreamWithFailures()
     QCOMPARE(s[0].failed, 0);
     QCOMPARE(s[1].failed, 1);
     QVERIFY(s[1].fps > 0.0); // the failed image counts in the rate
+    // The ratios are the real ones of the simulator's codec on the moving pattern.
     QVERIFY(s[0].compression.hasCompressionInfo);
-    QCOMPARE(s[0].compression.currentRatio, 40.0);
-    QCOMPARE(s[0].compression.minRatio, 40.0);
-    QCOMPARE(s[0].compression.maxRatio, 40.0);
-    QCOMPARE(s[1].compression.minRatio, 40.0);
-    QCOMPARE(s[1].compression.maxRatio, 60.0);
+    QVERIFY(s[0].compression.currentRatio > 0.0 && s[0].compression.currentRatio < 50.0);
+    QCOMPARE(s[0].compression.minRatio, s[0].compression.currentRatio);
+    QCOMPARE(s[0].compression.maxRatio, s[0].compression.currentRatio);
+    QCOMPARE(s[1].compression.minRatio, std::min(s[0].compression.currentRatio, s[1].compression.currentRatio));
+    QCOMPARE(s[1].compression.maxRatio, std::max(s[0].compression.currentRatio, s[1].compression.currentRatio));
     QCOMPARE(s[1].compression.losslessCount, 2);
     QCOMPARE(s[2].compression.errorCount, 1); // status not 0: only the error count moves
-    QCOMPARE(s[2].compression.currentRatio, 60.0);
+    QCOMPARE(s[2].compression.currentRatio, s[1].compression.currentRatio);
     QCOMPARE(s[2].compression.losslessCount, 2);
     QCOMPARE(s[3].compression.lossyCount, 0);
 }
@@ -386,10 +408,12 @@ void TestCamera::compressionDataIsReadAndChecked()
     CCamera compressed(cameraInfo(QStringLiteral("401")), nullptr);
     QVERIFY_EXCEPTION_THROWN(compressed.getCompressionMode(), Core::Exception::InvalidOperationException); // closed
     QVERIFY(compressed.open(false));
-    QCOMPARE(compressed.getCompressionDescriptor(), (QVector<unsigned char>{0x0a, 0x0b, 0x0c, 0x0d}));
+    const QVector<unsigned char> descriptor = compressed.getCompressionDescriptor();
+    QCOMPARE(Tavix::CImageDecompressor(descriptor.constData(), size_t(descriptor.size())).GetImageSizeForDecompression(),
+             size_t(10000));
     QCOMPARE(compressed.getCompressionDescriptorHash().size(), 20);
     QCOMPARE(compressed.getCompressionMode(), 1);
-    QCOMPARE(compressed.getImageSizeForDecompression(), size_t(100));
+    QCOMPARE(compressed.getImageSizeForDecompression(), size_t(10000));
 
     CCamera plain(cameraInfo(QStringLiteral("400")), nullptr);
     QVERIFY(plain.open(false));
@@ -462,6 +486,78 @@ void TestCamera::parameterPathsResolveInTheCollection()
     QCOMPARE(width->toString(), QStringLiteral("4096"));
     QVERIFY(width->isReadable() && width->isWritable() && !width->isBlocked());
     QVERIFY_EXCEPTION_THROWN(collection->getIntegerParameter(QStringLiteral("PayloadSize"))->setValue(1), GenICam::AccessException);
+}
+
+void TestCamera::aComponentSelectorThatCantBeSetFailsTheOpen()
+{
+    {
+        CCamera camera(cameraInfo(QStringLiteral("420")), nullptr);
+        QVERIFY(camera.open(false)); // the range component alone, in 16 bits, the selector put back
+        QCOMPARE(enumValue(camera, QStringLiteral("PixelFormat")), QStringLiteral("Mono16"));
+        QCOMPARE(enumValue(camera, QStringLiteral("ComponentSelector")), QStringLiteral("Intensity"));
+    }
+    CLogRecorder log;
+    TavixSim::injectFault({"ToF#420", "Write:ComponentSelector", "AccessException", "selector locked", 1});
+    CCamera camera(cameraInfo(QStringLiteral("420")), nullptr);
+    QSignalSpy opened(&camera, &IDevice::deviceOpened);
+    QVERIFY(!camera.open(false));
+    QCOMPARE(opened.count(), 0);
+    QCOMPARE(camera.getInfo()->getLastError(), QStringLiteral("selector locked"));
+    QVERIFY(log.messages(CameraCategory).last().startsWith(QStringLiteral("Camera could not be opened. Reason:  ")));
+}
+
+void TestCamera::missingAcquisitionParametersAreLogged()
+{
+    CLogRecorder log;
+    CCamera camera(cameraInfo(QStringLiteral("404")), nullptr); // no TransmissionType
+    QVERIFY(camera.open(true));
+    camera.startGrabbing();
+    QVERIFY(camera.isGrabbing()); // the grab starts as the camera is configured
+    camera.stopGrabbing();
+    QVERIFY(log.contains(QStringLiteral(
+        "CCamera::startGrabbing: the camera has no parameter 'TransmissionType'; it grabs as it is configured.")));
+}
+
+void TestCamera::aChunkBufferTheParserRefusesIsReportedAndTheGrabGoesOn()
+{
+    CLogRecorder log;
+    CCamera camera(cameraInfo(QStringLiteral("410")), nullptr); // every second chunk image lacks its trailer
+    const auto statistics = recordStatistics(camera);
+    QVERIFY(camera.open(false));
+    camera.startGrabbing();
+    QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 6, 10000);
+    camera.stopGrabbing();
+    const QStringList refused = log.messages(CameraCategory).filter(QStringLiteral("Couldn't parse the chunk data of an image. Reason:  "));
+    QVERIFY(refused.size() >= 2);
+    // The values of the last good buffer stay: an odd frame id.
+    const qint64 frameId = camera.getParameterCollection()->getIntegerParameter(QStringLiteral("ChunkFrameID"))->getValue();
+    QCOMPARE(frameId % 2, qint64(1));
+}
+
+void TestCamera::statisticRecordsCrossThreadsWhole()
+{
+    // The grab thread publishes each record while the timer's thread reads it: a reader must
+    // never see a record that is half of one and half of the next.
+    CCompressionStatistic initial;
+    Internal::CSeqLockedValue<CCompressionStatistic> published(initial);
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        CCompressionStatistic record;
+        for (int i = 1; !done.load(std::memory_order_relaxed); ++i) {
+            record.losslessCount = record.lossyCount = record.errorCount = i;
+            record.currentRatio = record.minRatio = record.maxRatio = double(i);
+            published.store(record);
+        }
+    });
+    int torn = 0;
+    for (int i = 0; i < 200000; ++i) {
+        const CCompressionStatistic seen = published.load();
+        torn += seen.losslessCount != seen.errorCount || seen.lossyCount != seen.errorCount
+                || (seen.errorCount != 0 && seen.maxRatio != double(seen.errorCount));
+    }
+    done.store(true);
+    writer.join();
+    QCOMPARE(torn, 0);
 }
 
 TAVIX_TEST_MAIN(TestCamera)

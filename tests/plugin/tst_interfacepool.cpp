@@ -22,6 +22,8 @@ private slots:
     void reopeningMakesANewSdkInterface();
     void aThrowingParameterCallbackDoesntStopTheClose();
     void aFailedOpenIsReported();
+    void aLayerThatCantBeHadDoesntStopTheClose();
+    void anInterfaceThatNeverOpenedTakesItsSdkObjectAlong();
 
 private:
     DeviceBaseInfoPtr m_info;
@@ -79,7 +81,32 @@ void TestInterfacePool::reopeningMakesANewSdkInterface()
     QVERIFY(m_pPool->openDevice(m_info, false));
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 1);
     QCOMPARE(mtu->getValue(), qint64(1500));
-    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), 0); // layers live only for the call
+    // The layer that made the SDK interface lives exactly as long as that interface.
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), 1);
+    m_pPool->closeDevice(m_info);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), 0);
+}
+
+void TestInterfacePool::aLayerThatCantBeHadDoesntStopTheClose()
+{
+    QVERIFY(m_pPool->openDevice(m_info, false));
+    TavixSim::injectFault({"*", "CreateTl", "RuntimeException", "producer gone", -1});
+    QSignalSpy closed(m_pPool.get(), &Internal::ADevicePool::deviceClosed);
+    m_pPool->closeDevice(m_info);
+    QCOMPARE(closed.count(), 1);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 0);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), 0);
+    TavixSim::clearFaults();
+}
+
+void TestInterfacePool::anInterfaceThatNeverOpenedTakesItsSdkObjectAlong()
+{
+    TavixSim::injectFault({"pool-eth0", "InterfaceOpen", "RuntimeException", "no link", 1});
+    QVERIFY(!m_pPool->openDevice(m_info, false)); // the SDK interface exists, not open
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 1);
+    m_pPool.reset();
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 0);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), 0);
 }
 
 void TestInterfacePool::aThrowingParameterCallbackDoesntStopTheClose()

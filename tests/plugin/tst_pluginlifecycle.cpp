@@ -61,6 +61,7 @@ private slots:
     void postInitializeAttachesToTheHostsServices();
     void missingServicesAreNoError();
     void initializeWiresTheNotifierAndThePools();
+    void unloadingLeavesTheSdkBalanced();
     void shutdownClosesEveryDevice();
     void catalogues_data();
     void catalogues();
@@ -158,21 +159,48 @@ void TestPluginLifecycle::initializeWiresTheNotifierAndThePools()
     auto plugin = new COptiRosterPlugin;
     QVERIFY(plugin->initialize(registry));
 
-    QList<QSharedPointer<Core::Service::IService>> services;
-    registry->getServices(services);
-    QCOMPARE(services.size(), 1);
-    QVERIFY(services[0].objectCast<Plugin::OptiRoster::Internal::ImageGrabbedNotifierService>());
+    const auto classesOf = [&registry] {
+        QList<QSharedPointer<Core::Service::IService>> services;
+        registry->getServices(services);
+        QStringList classes;
+        for (const auto& service : qAsConst(services))
+            classes << QString::fromLatin1(service->metaObject()->className()).section(QStringLiteral("::"), -1);
+        return classes;
+    };
+    // Clients that look services up by interface see them in this order.
+    QCOMPARE(classesOf(), (QStringList{"ImageGrabbedNotifierService", "CCameraEnumerationService", "CStatusService",
+                                       "CControlService", "CCameraStreamControlService", "CCameraActionCommandsService",
+                                       "CImageDecompressorService", "CStaticDefectPixelCorrectionService"}));
     const QObjectList children = plugin->children();
     QCOMPARE(children.size(), 2);
     QVERIFY(qobject_cast<Plugin::OptiRoster::Internal::COptiRoster*>(children[0]));
     QVERIFY(qobject_cast<Plugin::OptiRoster::Internal::CInterfacePool*>(children[1]));
-    QCOMPARE(TavixSim::runtimeCounters().users, users + 2); // each pool holds a share of the SDK
+    // Each pool and the enumerator hold a share of the SDK; no camera is searched for yet.
+    QCOMPARE(TavixSim::runtimeCounters().users, users + 3);
+    QCOMPARE(TavixSim::callCount("EnumerateTls"), 0);
 
     QVERIFY(plugin->uninitialize(registry));
-    registry->getServices(services);
-    QCOMPARE(services.size(), 1); // the notifier stays registered
+    QCOMPARE(classesOf(), QStringList{"ImageGrabbedNotifierService"}); // the notifier stays registered
     delete plugin;
     QCOMPARE(TavixSim::runtimeCounters().users, users);
+}
+
+void TestPluginLifecycle::unloadingLeavesTheSdkBalanced()
+{
+    TavixSim::reset();
+    const TavixSim::RuntimeCounters before = TavixSim::runtimeCounters();
+    {
+        CHost host;
+        QVERIFY2(host.load(pluginPath()), qPrintable(host.errorString()));
+        QVERIFY(host.start());
+        QTRY_VERIFY_WITH_TIMEOUT(TavixSim::callCount("EnumerateTls") > 0, 10000); // the first pass ran
+        QVERIFY(host.stop());
+    }
+    const TavixSim::RuntimeCounters after = TavixSim::runtimeCounters();
+    QCOMPARE(after.users, before.users);
+    QCOMPARE(after.initializeCalls - before.initializeCalls, after.terminateCalls - before.terminateCalls);
+    for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind)
+        QCOMPARE(TavixSim::liveObjects(TavixSim::LiveObject(kind)), 0);
 }
 
 void TestPluginLifecycle::shutdownClosesEveryDevice()

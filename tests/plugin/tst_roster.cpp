@@ -7,8 +7,12 @@
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/optiroster.h>
 
+#include <QThread>
+
+#include <atomic>
 #include <set>
 #include <thread>
+#include <type_traits>
 
 using namespace Plugin::OptiRoster;
 using Internal::COptiRoster;
@@ -56,6 +60,9 @@ QString messageOf(const std::function<void()>& fn)
 
 const QJsonObject SlowStream{{"frameRate", 200}};
 
+// The record's description is read on a copy, as the grab-failure relay hands it over.
+static_assert(!std::is_invocable_v<decltype(&ImageGrabbedInfo::getErrorDescription), const ImageGrabbedInfo&>);
+
 } // namespace
 
 class TestRoster : public QObject
@@ -74,6 +81,10 @@ private slots:
     void observersGetEachImageOnTheGrabThread();
     void aLostCameraLeavesThePoolButNotItsClient_data();
     void aLostCameraLeavesThePoolButNotItsClient();
+    void aLostCameraThatNoClientHoldsClosesBeforeTheLossIsTold();
+    void guardedForwardsOutliveALossOnTheMainThread();
+    void grabStoppedAlwaysComesOnThePoolsThread();
+    void destroyingTheRosterEndsItsGrabbingCameras();
     void forwardsWithoutACameraThrow();
     void stopGrabbingAllLeavesDetachedCamerasAlone();
     void camerasAreAnnouncedByAddress();
@@ -189,7 +200,7 @@ void TestRoster::aFailedImageIsReportedThenDescribedThenObserved()
     CDirectLog log;
     connect(m_pRoster.get(), &COptiRoster::cameraImageGrabFailed, this,
             [&](const CameraInfoPtr& failed) { log.append(QStringLiteral("failed ") + failed->getSerialNumber()); }, Qt::DirectConnection);
-    connect(m_pRoster.get(), &COptiRoster::cameraImageGrabbedInfo, this, [&](const CameraInfoPtr&, const ImageGrabbedInfo& grabbed) {
+    connect(m_pRoster.get(), &COptiRoster::cameraImageGrabbedInfo, this, [&](const CameraInfoPtr&, ImageGrabbedInfo grabbed) {
         log.append(QStringLiteral("info %1 %2 %3").arg(grabbed.grabSucceeded()).arg(grabbed.getErrorCode()).arg(grabbed.getErrorDescription()));
     }, Qt::DirectConnection);
     CCountingObserver observer;
@@ -270,6 +281,81 @@ void TestRoster::aLostCameraLeavesThePoolButNotItsClient()
              QStringLiteral("No camera found for the provided camera info."));
     client.reset(); // the grab ends with the object
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
+}
+
+void TestRoster::aLostCameraThatNoClientHoldsClosesBeforeTheLossIsTold()
+{
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    m_pRoster->startGrabbing(m_info);
+    QStringList order;
+    connect(m_pRoster.get(), &COptiRoster::cameraGrabStopped, this, [&] { order << "grab stopped"; });
+    connect(m_pRoster.get(), &COptiRoster::deviceClosing, this, [&] { order << "closing"; });
+    connect(m_pRoster.get(), &COptiRoster::deviceClosed, this, [&] { order << "closed"; });
+    connect(m_pRoster.get(), &COptiRoster::cameraConnectionLost, this, [&] { order << "lost"; });
+    TavixSim::loseDevice("SimGigE#500");
+    QTRY_VERIFY_WITH_TIMEOUT(order.contains("lost"), 10000);
+    QCOMPARE(order, (QStringList{"grab stopped", "closing", "closed", "lost", "closed"}));
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
+}
+
+void TestRoster::guardedForwardsOutliveALossOnTheMainThread()
+{
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    std::atomic<bool> done{false};
+    std::atomic<int> calls{0};
+    std::thread client([&] {
+        while (!done.load()) {
+            try {
+                m_pRoster->getCompressionMode(m_info);
+            } catch (const Core::Exception::BaseException&) {
+                // no camera, or its device is gone: the refusals a client meets meanwhile
+            }
+            calls.fetch_add(1);
+        }
+    });
+    for (int round = 0; round < 20; ++round) {
+        QSignalSpy lost(m_pRoster.get(), &COptiRoster::cameraConnectionLost);
+        TavixSim::loseDevice("SimGigE#500");
+        QVERIFY(lost.wait(10000) || lost.count() == 1);
+        TavixSim::plugDevice("SimGigE#500");
+        m_pRoster->addDevice(m_info);
+        QVERIFY(m_pRoster->openDevice(m_info, false));
+    }
+    done.store(true);
+    client.join();
+    QVERIFY(calls.load() > 0);
+}
+
+void TestRoster::grabStoppedAlwaysComesOnThePoolsThread()
+{
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    CDirectLog threads;
+    connect(m_pRoster.get(), &COptiRoster::cameraGrabStopped, this, [&] {
+        threads.append(QThread::currentThread() == thread() ? QStringLiteral("pool") : QStringLiteral("other"));
+    }, Qt::DirectConnection);
+    m_pRoster->singleShot(m_info, 5000); // ends by itself, on the grab thread
+    QTRY_COMPARE_WITH_TIMEOUT(threads.count(), 1, 10000);
+    m_pRoster->startGrabbing(m_info);
+    std::thread client([&] { m_pRoster->stopGrabbing(m_info); }); // stopped from a client's thread
+    client.join();
+    QTRY_COMPARE_WITH_TIMEOUT(threads.count(), 2, 10000);
+    QCOMPARE(threads.entries(), (QStringList{"pool", "pool"}));
+}
+
+void TestRoster::destroyingTheRosterEndsItsGrabbingCameras()
+{
+    const CameraInfoPtr other = cameraInfo(QStringLiteral("502"));
+    m_pRoster->addDevice(other);
+    CCountingObserver observer;
+    m_notifier->addObserver(&observer);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    QVERIFY(m_pRoster->openDevice(other, false));
+    m_pRoster->startGrabbing(m_info);
+    m_pRoster->startGrabbing(other);
+    QTRY_VERIFY_WITH_TIMEOUT(observer.count() > 10, 10000);
+    m_pRoster.reset(); // while both grab
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0); // no source of images is left
+    m_notifier->removeObserver(&observer);
 }
 
 void TestRoster::forwardsWithoutACameraThrow()

@@ -120,7 +120,7 @@ public:
         QSharedPointer<CTestDevice> device(new CTestDevice(info));
         if (onCreate)
             onCreate(device.data());
-        m_devices.append(device);
+        appendDevice(device);
         connectDeviceSignals(device.data());
         return device;
     }

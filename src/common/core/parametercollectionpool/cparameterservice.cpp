@@ -1,9 +1,45 @@
+#include <core/exception/exceptions.h>
 #include <core/parametercollection/parametercollection.h>
 #include <core/parametercollectionpool/iparameterservice.h>
+
+#include <tavix/genicam.h>
 
 #include <QMutexLocker>
 
 namespace Plugin::ParameterCollectionPool {
+
+QSharedPointer<ParameterCollection::CParameter> IParameterService::findParameter(
+    const QSharedPointer<Core::AppCoreComponents::IBaseInfo>& info, const QString& path)
+{
+    const auto collection = info ? findParameterCollection(info) : QSharedPointer<ParameterCollection::CParameterCollection>();
+    if (!collection)
+        throw Core::Exception::ArgumentException(QStringLiteral("No parameters are known for this object."));
+    const auto parameter = collection->getParameter(path);
+    if (!parameter)
+        throw Core::Exception::ArgumentException(QStringLiteral("The parameter '%1' is not available.").arg(path));
+    return parameter;
+}
+
+QString IParameterService::getParameterText(QSharedPointer<Core::AppCoreComponents::IBaseInfo> info, const QString& path)
+{
+    const auto parameter = findParameter(info, path);
+    try {
+        return parameter->toString();
+    } catch (const GenICam::GenericException& e) {
+        throw Core::Exception::InvalidOperationException(QString::fromUtf8(e.GetDescription()));
+    }
+}
+
+void IParameterService::setParameterText(QSharedPointer<Core::AppCoreComponents::IBaseInfo> info, const QString& path,
+                                         const QString& value)
+{
+    const auto parameter = findParameter(info, path);
+    try {
+        parameter->fromString(value);
+    } catch (const GenICam::GenericException& e) {
+        throw Core::Exception::InvalidOperationException(QString::fromUtf8(e.GetDescription()));
+    }
+}
 
 CParameterService::CParameterService(QObject* parent)
     : IParameterService(parent)

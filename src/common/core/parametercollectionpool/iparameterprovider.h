@@ -6,6 +6,7 @@
 #include <QSharedPointer>
 
 namespace ParameterCollection {
+class CParameter;
 class CParameterCollection;
 }
 

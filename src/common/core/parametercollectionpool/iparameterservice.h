@@ -19,6 +19,17 @@ public:
         QSharedPointer<Core::AppCoreComponents::IBaseInfo> info) = 0;
     virtual void registerProvider(const QSharedPointer<IParameterProvider>& provider) = 0;
     virtual void unregisterProvider(const QSharedPointer<IParameterProvider>& provider) = 0;
+
+    // The value of one parameter of an object as text, by a path of the parameter collection
+    // ("@CameraDevice/Width", a bare feature name, or "first|second"). Both throw
+    // Core::Exception::ArgumentException when no provider knows the object or its collection has
+    // no such parameter, and Core::Exception::InvalidOperationException when the parameter refuses.
+    QString getParameterText(QSharedPointer<Core::AppCoreComponents::IBaseInfo> info, const QString& path);
+    void setParameterText(QSharedPointer<Core::AppCoreComponents::IBaseInfo> info, const QString& path, const QString& value);
+
+private:
+    QSharedPointer<ParameterCollection::CParameter> findParameter(const QSharedPointer<Core::AppCoreComponents::IBaseInfo>& info,
+                                                                  const QString& path);
 };
 
 class CParameterService : public IParameterService

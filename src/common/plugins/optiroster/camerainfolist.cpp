@@ -15,6 +15,7 @@ namespace {
 // Every camera ever seen, one object for each full name. Only one enumeration pass runs at a
 // time, and that is the list's only protection.
 QVector<QSharedPointer<CCameraInfo>> m_knownCameras;
+Internal::KnownIndex<CCameraInfo> knownCameraIndex;
 
 bool showQuaroCamera()
 {
@@ -38,8 +39,8 @@ QSharedPointer<CCameraInfo> knownCamera(const Tavix::CDeviceInfo& device, bool* 
 {
     bool wasKnown = false;
     const QSharedPointer<CCameraInfo> camera =
-        Internal::adoptKnown(m_knownCameras, QSharedPointer<CCameraInfo>(new CCameraInfo(device, nullptr)),
-                             [](const QSharedPointer<CCameraInfo>& info) { return info->getFullName(); }, &wasKnown);
+        Internal::adoptKnown(m_knownCameras, knownCameraIndex, QString::fromUtf8(device.GetFullName().c_str()),
+                             [&device] { return QSharedPointer<CCameraInfo>(new CCameraInfo(device, nullptr)); }, &wasKnown);
     if (wasKnown && camera->getDeviceInfo() != device) {
         camera->setDeviceInfo(device);
         *recordChanged = true;

@@ -23,8 +23,21 @@ ImageGrabbedInfo::ImageGrabbedInfo(bool grabSucceeded, unsigned long errorCode, 
     registerMetaType();
 }
 
-ImageGrabbedInfo::ImageGrabbedInfo(const ImageGrabbedInfo& other) = default;
-ImageGrabbedInfo::ImageGrabbedInfo(ImageGrabbedInfo&& other) noexcept = default;
+ImageGrabbedInfo::ImageGrabbedInfo(const ImageGrabbedInfo& other)
+    : m_grabSucceeded(other.m_grabSucceeded)
+    , m_errorCode(other.m_errorCode)
+    , m_errorDescription(other.m_errorDescription)
+{
+    registerMetaType();
+}
+
+ImageGrabbedInfo::ImageGrabbedInfo(ImageGrabbedInfo&& other) noexcept
+    : m_grabSucceeded(other.m_grabSucceeded)
+    , m_errorCode(other.m_errorCode)
+    , m_errorDescription(std::move(other.m_errorDescription))
+{
+    registerMetaType();
+}
 ImageGrabbedInfo& ImageGrabbedInfo::operator=(const ImageGrabbedInfo& other) = default;
 ImageGrabbedInfo& ImageGrabbedInfo::operator=(ImageGrabbedInfo&& other) noexcept = default;
 ImageGrabbedInfo::~ImageGrabbedInfo() = default;

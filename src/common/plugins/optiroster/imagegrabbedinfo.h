@@ -19,7 +19,7 @@ public:
 
     bool grabSucceeded() const { return m_grabSucceeded; }
     unsigned long getErrorCode() const { return m_errorCode; }
-    QString getErrorDescription() const { return m_errorDescription; }
+    QString getErrorDescription() { return m_errorDescription; }
 
     void setGrabSucceeded(bool grabSucceeded) { m_grabSucceeded = grabSucceeded; }
     void setErrorCode(unsigned long errorCode) { m_errorCode = errorCode; }

@@ -11,6 +11,11 @@ using InterfaceInfoPtr = QSharedPointer<Core::OptiRosterComponents::IInterfaceIn
 
 QVector<QSharedPointer<CInterfaceInfo>>* CInterfaceInfoList::m_pKnownInterfaces = new QVector<QSharedPointer<CInterfaceInfo>>;
 
+namespace {
+// Lives as long as the list it indexes: never deleted.
+Internal::KnownIndex<CInterfaceInfo>* const knownInterfaceIndex = new Internal::KnownIndex<CInterfaceInfo>;
+} // namespace
+
 CInterfaceInfoList::CInterfaceInfoList() = default;
 CInterfaceInfoList::CInterfaceInfoList(const CInterfaceInfoList& other) = default;
 CInterfaceInfoList::CInterfaceInfoList(CInterfaceInfoList&& other) noexcept = default;
@@ -23,9 +28,8 @@ CInterfaceInfoList CInterfaceInfoList::fromInterfaceInfoList(Tavix::InterfaceInf
     CInterfaceInfoList result;
     for (const auto& record : list) {
         // A known interface keeps what it said when it was first seen.
-        const QSharedPointer<CInterfaceInfo> candidate(new CInterfaceInfo(record, nullptr));
-        result.append(Internal::adoptKnown(*m_pKnownInterfaces, candidate,
-                                           [](const QSharedPointer<CInterfaceInfo>& info) { return info->getInterfaceId(); }));
+        result.append(Internal::adoptKnown(*m_pKnownInterfaces, *knownInterfaceIndex, QString::fromUtf8(record.GetInterfaceID().c_str()),
+                                           [&record] { return QSharedPointer<CInterfaceInfo>(new CInterfaceInfo(record, nullptr)); }));
     }
     Internal::sortByName(result, [](const InterfaceInfoPtr& info) { return info->getDisplayName(); });
     return result;

@@ -10,6 +10,13 @@
 namespace Plugin::OptiRoster {
 
 class IImageGrabbedNotifierService;
+class ICameraEnumerationService;
+class ICameraStatusService;
+class ICameraControlService;
+class ICameraStreamControlService;
+class ICameraActionCommandsService;
+class IImageDecompressorService;
+class IStaticDefectPixelCorrectionService;
 
 namespace Internal {
 class COptiRoster;
@@ -35,9 +42,17 @@ private slots:
 
 private:
     // The pools are the plug-in's QObject children; services live by shared pointers alone.
+    // Members go in the reverse of this order, the services before the pools.
     QPointer<Internal::COptiRoster> m_optiRoster;
     QPointer<Internal::CInterfacePool> m_interfacePool;
+    QSharedPointer<ICameraEnumerationService> m_enumerationService;
+    QSharedPointer<ICameraStatusService> m_statusService;
     QSharedPointer<IImageGrabbedNotifierService> m_imageGrabbedNotifierService;
+    QSharedPointer<ICameraControlService> m_controlService;
+    QSharedPointer<ICameraStreamControlService> m_streamControlService;
+    QSharedPointer<ICameraActionCommandsService> m_actionCommandsService;
+    QSharedPointer<IImageDecompressorService> m_imageDecompressorService;
+    QSharedPointer<IStaticDefectPixelCorrectionService> m_staticDefectPixelCorrectionService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> m_parameterService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterProvider> m_parameterProvider;
     QWeakPointer<Core::Plugin::IPluginInitializer> m_pluginInitializer;

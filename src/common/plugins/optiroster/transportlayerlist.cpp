@@ -20,6 +20,8 @@ QVector<QSharedPointer<CTransportLayerInfo>>* CTransportLayerList::m_pKnownTrans
 
 namespace {
 
+Internal::KnownIndex<CTransportLayerInfo> knownTransportLayerIndex;
+
 constexpr char TimeOfFlightProducer[] = "VorlanGTC/Vorlan/GenTL_Producer_for_Vorlan_quaro_707_cameras";
 constexpr char CoaXPressProducer[] = "VorlanGTC/Vorlan/CXP";
 constexpr char PlaceholderInterface[] = "DefaultInterface";
@@ -153,8 +155,8 @@ void CTransportLayerList::refreshTransportLayerList(CTransportLayerList& list, b
         if (tlInfo.GetDeviceClass() == TimeOfFlightProducer && !settings.showTofProducer)
             continue;
         const QSharedPointer<CTransportLayerInfo> info =
-            Internal::adoptKnown(*m_pKnownTransportLayers, CTransportLayerInfo::fromTavixTransportLayer(tlInfo),
-                                 [](const QSharedPointer<CTransportLayerInfo>& layer) { return layer->getFullName(); });
+            Internal::adoptKnown(*m_pKnownTransportLayers, knownTransportLayerIndex, QString::fromUtf8(tlInfo.GetFullName().c_str()),
+                                 [&tlInfo] { return CTransportLayerInfo::fromTavixTransportLayer(tlInfo); });
 
         info->setHaveContainedCamerasChanged(false);
         if (!skipDeviceScan)

@@ -110,4 +110,16 @@ bool CArvGigETransportLayer::AnnounceRemoteDevice(const GenICam::gcstring& ipAdd
     return true;
 }
 
+bool CArvGigETransportLayer::IssueActionCommand(uint32_t, uint32_t, uint32_t, const GenICam::gcstring&, uint32_t, uint32_t*,
+                                                Tavix::ActionCommandResult*)
+{
+    throwNotSupported("Sending action commands");
+}
+
+bool CArvGigETransportLayer::IssueScheduledActionCommand(uint32_t, uint32_t, uint32_t, uint64_t, const GenICam::gcstring&, uint32_t,
+                                                         uint32_t*, Tavix::ActionCommandResult*)
+{
+    throwNotSupported("Sending scheduled action commands");
+}
+
 } // namespace TavixAravis

@@ -57,6 +57,13 @@ public:
     // Aravis's discovery broadcasts on every network interface, so all subnets are its listing.
     int EnumerateAllDevices(Tavix::DeviceInfoList& list, bool addToList) override;
     bool AnnounceRemoteDevice(const GenICam::gcstring& ipAddress, Tavix::CDeviceInfo* pInfo) override;
+    // Aravis 0.8 has no call that sends action commands: both throw, never pretend to succeed.
+    bool IssueActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask,
+                            const GenICam::gcstring& broadcastAddress, uint32_t timeoutMs, uint32_t* pNumResults,
+                            Tavix::ActionCommandResult* results) override;
+    bool IssueScheduledActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask, uint64_t actionTimeNs,
+                                     const GenICam::gcstring& broadcastAddress, uint32_t timeoutMs, uint32_t* pNumResults,
+                                     Tavix::ActionCommandResult* results) override;
 };
 
 } // namespace TavixAravis

@@ -34,17 +34,25 @@ struct StreamDesc
     std::string payloadType = "auto"; // "auto" follows ChunkModeActive, "image", "chunk"
     int64_t firstImageNumber = 1;
     int64_t frameLimit = 0; // the device sends no more than this many frames in one grab (0: no limit)
+    int64_t chunkTrailerMissingEvery = 0; // every n-th chunk frame comes without its trailer (0: never)
     std::vector<FrameFailure> failures;
     std::vector<GrabError> errors;
 };
 
 struct CompressionDesc
 {
-    std::vector<unsigned char> descriptor;
+    bool enabled = false;  // the camera can compress; its descriptor follows its image format
     int64_t imageSize = -1; // -1: computed from the image format
-    std::vector<double> ratios; // per-image compressed size in percent, used in turn
-    bool lossy = false;
+    bool lossy = false;    // "ImageCompressionMode" starts as "Lossy" rather than "Lossless"
     std::vector<int64_t> statusErrorFrames;
+};
+
+// The static defect pixel lists of a camera, in the text form "x,y;x,y".
+struct DefectPixelsDesc
+{
+    bool enabled = false;
+    std::string factory;
+    std::string user;
 };
 
 struct DeviceDesc
@@ -59,6 +67,7 @@ struct DeviceDesc
     NodeMapDescription eventFeatures;
     StreamDesc stream;
     CompressionDesc compression;
+    DefectPixelsDesc defectPixels;
 };
 
 struct InterfaceDesc

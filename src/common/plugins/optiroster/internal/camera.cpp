@@ -48,7 +48,8 @@ void prepareTimeOfFlightCamera(GenApi::INodeMap& nodeMap)
     GenICam::gcstring_vector components;
     selector.GetSettableValues(components);
     for (const auto& component : components) {
-        selector.TrySetValue(component);
+        // A plain write: a selector that can't be set fails the open with its reason.
+        selector.SetValue(component);
         if (component == "Range") {
             enable.TrySetValue(true);
             if (!pixelFormat.TrySetValue("Mono16"))
@@ -170,9 +171,15 @@ void CCamera::writeSettings() const
 {
     QSettings settings;
     settings.beginGroup(QStringLiteral("Grab"));
-    settings.setValue(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
-    settings.setValue(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
-    settings.setValue(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
+    // A key that holds the value already is left alone, so that a pool of many cameras doesn't
+    // rewrite the settings file once for each of them.
+    const auto write = [&settings](const QString& key, const QVariant& value) {
+        if (settings.value(key) != value)
+            settings.setValue(key, value);
+    };
+    write(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
+    write(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
+    write(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
     settings.endGroup();
 }
 
@@ -318,18 +325,28 @@ void CCamera::startGrabbing()
 
     if (m_pCamera->MonitorModeActive.GetValue()) {
         reportFailures(failureReport(QStringLiteral("Could't start grabbing in monitor mode. Reason: ")), [this] {
-            if (const auto transmission = m_ptrParameterCollection->getEnumParameter(QStringLiteral("TransmissionType")))
-                transmission->setValue(QStringLiteral("UseCameraConfig"));
+            setEnumParameter("startGrabbing", QStringLiteral("TransmissionType"), QStringLiteral("UseCameraConfig"));
             m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
         });
         return;
     }
     reportFailures(failureReport(QStringLiteral("Couldn't start continuous grab. Reason: ")), [this] {
-        if (const auto mode = m_ptrParameterCollection->getEnumParameter(QStringLiteral("@CameraDevice/AcquisitionMode")))
-            mode->setValue(QStringLiteral("Continuous"));
+        setEnumParameter("startGrabbing", QStringLiteral("@CameraDevice/AcquisitionMode"), QStringLiteral("Continuous"));
         m_pCamera->GrabLoopThreadUseTimeout.SetValue(false);
         m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
     });
+}
+
+void CCamera::setEnumParameter(const char* operation, const QString& path, const QString& value)
+{
+    if (const auto parameter = m_ptrParameterCollection->getEnumParameter(path)) {
+        parameter->setValue(value);
+        return;
+    }
+    // Not a failure: the camera grabs as it is configured, but a user debugging a strange camera
+    // should see why the setting didn't happen.
+    log(QStringLiteral("CCamera::%1: the camera has no parameter '%2'; it grabs as it is configured.")
+            .arg(QLatin1String(operation), path));
 }
 
 void CCamera::prepareGrabbing()
@@ -371,10 +388,8 @@ void CCamera::singleShot(uint timeout)
         return;
     emit cameraGrabStart();
     reportFailures(failureReport(QStringLiteral("Couldn't start grabbing for single shot. Reason: ")), [&] {
-        if (!m_pCamera->MonitorModeActive.GetValue()) {
-            if (const auto mode = m_ptrParameterCollection->getEnumParameter(QStringLiteral("@CameraDevice/AcquisitionMode")))
-                mode->setValue(QStringLiteral("SingleFrame"));
-        }
+        if (!m_pCamera->MonitorModeActive.GetValue())
+            setEnumParameter("singleShot", QStringLiteral("@CameraDevice/AcquisitionMode"), QStringLiteral("SingleFrame"));
         m_pCamera->GrabLoopThreadUseTimeout.SetValue(true);
         m_pCamera->GrabLoopThreadTimeout.SetValue(timeout);
         m_pCamera->StartGrabbing(1, Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
@@ -394,7 +409,8 @@ void CCamera::onFrameGrabberTimeout()
     double fps = 0;
     uint64_t bps = 0;
     m_fpsStatistic.computeResult(fps, bps);
-    emit cameraStatisticChanged(int(m_lastKnownImageNumber), m_imagesFailedCount, fps, bps, m_compressionStatistic);
+    emit cameraStatisticChanged(int(m_lastKnownImageNumber), m_imagesFailedCount.load(std::memory_order_relaxed), fps, bps,
+                                m_publishedCompressionStatistic.load());
     if (isGrabbing())
         m_frameGrabberTimer.start(m_frameGrabberTimeoutMs);
 }
@@ -403,7 +419,7 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
 {
     m_fpsStatistic.addSample(result->GetPayloadSize());
     if (!result->GrabSucceeded())
-        ++m_imagesFailedCount;
+        m_imagesFailedCount.fetch_add(1, std::memory_order_relaxed);
 
     Tavix::CompressionInfo_t info;
     if (!Tavix::CImageDecompressor::GetCompressionInfo(info, result, Tavix::Endianness_Auto)) {
@@ -421,20 +437,24 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
         }
     }
 
+    m_publishedCompressionStatistic.store(m_compressionStatistic);
+
     double fps = 0;
     uint64_t bps = 0;
     m_fpsStatistic.computeResult(fps, bps);
     // Clients get the SDK's image number as the grabbed count; nothing else counts images.
-    emit cameraStatisticChanged(int(result->GetImageNumber()), m_imagesFailedCount, fps, bps, m_compressionStatistic);
+    emit cameraStatisticChanged(int(result->GetImageNumber()), m_imagesFailedCount.load(std::memory_order_relaxed), fps, bps,
+                                m_compressionStatistic);
     emit cameraImageGrabbed(m_ptrInfo, result);
     emit invokeTimeout(result->GetImageNumber());
 }
 
 void CCamera::OnGrabStart(Tavix::CInstantCamera&)
 {
-    m_imagesFailedCount = 0;
+    m_imagesFailedCount.store(0, std::memory_order_relaxed);
     m_fpsStatistic.reset();
     m_compressionStatistic = CCompressionStatistic();
+    m_publishedCompressionStatistic.store(m_compressionStatistic);
 }
 
 void CCamera::OnGrabStarted(Tavix::CInstantCamera&)
@@ -493,6 +513,53 @@ size_t CCamera::getImageSizeForDecompression()
             throw Core::Exception::RuntimeException(tr("Invalid image size for decompression found."));
         return size;
     });
+}
+
+template <typename Operation>
+bool CCamera::runOnIdleCamera(const QString& failurePrefix, Operation operation)
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!m_pCamera || !m_pCamera->IsOpen() || m_pCamera->IsGrabbing())
+        return false;
+    bool result = false;
+    reportFailures(failureReport(failurePrefix), [&] { result = operation(&m_pCamera->GetNodeMap()); });
+    return result;
+}
+
+bool CCamera::getDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return runOnIdleCamera(QStringLiteral("Failure when get static defect pixel list from camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::GetDefectPixelList(
+                                   nodeMap, list, Tavix::CStaticDefectPixelCorrection::EListType(type));
+                           });
+}
+
+bool CCamera::setDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return runOnIdleCamera(QStringLiteral("Failure when set static defect pixel list on camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::SetDefectPixelList(
+                                   nodeMap, list, Tavix::CStaticDefectPixelCorrection::EListType(type));
+                           });
+}
+
+bool CCamera::normalizeDefectPixelList(Tavix::StaticDefectPixelList& list)
+{
+    return runOnIdleCamera(QStringLiteral("Failure on normalize static defect pixel list for camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::NormalizePixelList(nodeMap, list);
+                           });
+}
+
+bool CCamera::isDefectPixelCorrectionSupported()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!m_pCamera || !m_pCamera->IsOpen())
+        throw Core::Exception::RuntimeException(QStringLiteral("Camera must not be closed."));
+    if (!m_ptrParameterCollection->isParameterAvailable(QStringLiteral("VrlStaticDefectPixelCorrectionMode")))
+        return false;
+    return m_ptrParameterCollection->isParameterAvailable(QStringLiteral("VrlStaticDefectPixelCorrectionReload"));
 }
 
 bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo&, GenApi::IFirmwareUpdateProgressObserver*, const QString&)

@@ -4,12 +4,17 @@
 #include <core/statistic/fpsstatistic.h>
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
+#include <plugins/optiroster/internal/seqlockedvalue.h>
+#include <plugins/optiroster/staticdefectpixellisttype.h>
+
+#include <tavix/defectpixelcorrection.h>
 
 #include <tavix/eventhandlers.h>
 
 #include <QTimer>
 #include <QVector>
 
+#include <atomic>
 #include <cstdint>
 
 namespace Tavix {
@@ -53,6 +58,14 @@ public:
     int getCompressionMode();
     size_t getImageSizeForDecompression();
 
+    // The static defect pixel lists of the open camera that isn't grabbing; false otherwise or
+    // on failure, which is reported.
+    bool getDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool setDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool normalizeDefectPixelList(Tavix::StaticDefectPixelList& list);
+    // Throws when the camera is closed.
+    bool isDefectPixelCorrectionSupported();
+
     // Called by the SDK.
     void OnImageGrabbed(Tavix::CInstantCamera& camera, const Tavix::CGrabResultPtr& result) override;
     void OnGrabStart(Tavix::CInstantCamera& camera) override;
@@ -84,9 +97,12 @@ private:
     void closeDevice();
     void readSettings();
     void writeSettings() const;
+    void setEnumParameter(const char* operation, const QString& path, const QString& value);
     CFailureReport failureReport(const QString& prefix) const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
+    template <typename Operation>
+    bool runOnIdleCamera(const QString& failurePrefix, Operation operation);
 
     Tavix::CInstantCamera* m_pCamera;
     CameraInfoPtr m_ptrInfo;
@@ -94,7 +110,10 @@ private:
     QSharedPointer<ParameterCollection::CObjectState> m_ptrObjectState;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrDeviceState;
     CChunkParsingEventHander* m_pChunkParsingHandler;
+    // Written by the grab thread alone (and by OnGrabStart before it runs); the timer on the
+    // owner's thread reads the published copy.
     CCompressionStatistic m_compressionStatistic;
+    CSeqLockedValue<CCompressionStatistic> m_publishedCompressionStatistic;
     FpsStatistic m_fpsStatistic;
     QTimer m_frameGrabberTimer;
     int m_frameGrabberTimeoutMs;
@@ -102,7 +121,7 @@ private:
     int m_minNumBuffers = 15;
     int m_maxNumBuffers = 450;
     unsigned int m_usedBufferMemory = 8388608;
-    int m_imagesFailedCount = 0;
+    std::atomic<int> m_imagesFailedCount{0};
 };
 
 } // namespace Plugin::OptiRoster::Internal

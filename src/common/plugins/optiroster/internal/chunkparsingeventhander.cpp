@@ -1,8 +1,23 @@
 #include "chunkparsingeventhander.h"
 
+#include <plugins/optiroster/internal/failurerule.h>
+
 #include <tavix/instantcamera.h>
 
 namespace Plugin::OptiRoster::Internal {
+
+namespace {
+
+// The handler belongs to its camera and reports under the camera's category.
+const CFailureReport& chunkFailureReport()
+{
+    static const CFailureReport report(onceCategoryId<LogCategories::Camera>(),
+                                       QStringLiteral("Couldn't parse the chunk data of an image. Reason: "),
+                                       CFailureReport::PrefixAndReason);
+    return report;
+}
+
+} // namespace
 
 CChunkParsingEventHander::CChunkParsingEventHander(QSharedPointer<ParameterCollection::CObjectState> objectState)
     : m_ptrObjectState(std::move(objectState))
@@ -75,11 +90,15 @@ void CChunkParsingEventHander::OnImageGrabbed(Tavix::CInstantCamera&, const Tavi
 {
     if (!m_pChunkParser || !m_chunkModeActive)
         return;
-    if (result.IsValid() && result->GrabSucceeded() && result->GetPayloadType() == Tavix::PayloadType_ChunkData) {
+    if (!result.IsValid() || !result->GrabSucceeded() || result->GetPayloadType() != Tavix::PayloadType_ChunkData)
+        return;
+    // Nothing may be thrown towards the grab loop: a buffer the parser refuses is reported, the
+    // values of the last good one stay readable, and the grab goes on.
+    reportFailures(chunkFailureReport(), [&] {
+        m_pChunkParser->AttachBuffer(result->GetBuffer(), result->GetPayloadSize(), nullptr);
         // Held until the next chunk image, so that the parser's view of the buffer stays valid.
         m_ptrHeldGrabResult = result;
-        m_pChunkParser->AttachBuffer(result->GetBuffer(), result->GetPayloadSize(), nullptr);
-    }
+    });
 }
 
 } // namespace Plugin::OptiRoster::Internal

@@ -5,6 +5,7 @@
 #include <tavix/runtime.h>
 
 #include <QMutexLocker>
+#include <QSet>
 
 namespace Plugin::OptiRoster::Internal {
 
@@ -26,25 +27,29 @@ ADevicePool::~ADevicePool()
     m_destroying = true;
     m_deviceInfos.clear();
     // Open devices close themselves in their destructors; the SDK must end after them.
-    m_devices.clear();
+    QVector<QSharedPointer<IDevice>> devices;
+    {
+        QMutexLocker locker(&m_devicesMutex);
+        devices.swap(m_devices);
+        m_camerasByFullName.clear();
+        m_interfacesById.clear();
+    }
+    devices.clear();
     Tavix::TavixTerminate(true);
 }
 
 QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
 {
+    // A camera is found by its full name, whatever the description object; an interface by its id.
+    if (!info)
+        return {};
+    const QString fullName = info->getFullName();
     const auto wantedInterface = info.objectCast<IInterfaceInfo>();
-    for (const auto& device : qAsConst(m_devices)) {
-        if (!device)
-            continue;
-        const DeviceBaseInfoPtr deviceInfo = device->getInfo();
-        if (deviceInfo->getDeviceType() == 0 && info->getFullName() == deviceInfo->getFullName())
-            return device;
-        const auto deviceInterface = deviceInfo.objectCast<IInterfaceInfo>();
-        if (wantedInterface && deviceInterface
-            && wantedInterface->getInterfaceId() == deviceInterface->getInterfaceId())
-            return device;
-    }
-    return {};
+    const QString interfaceId = wantedInterface ? wantedInterface->getInterfaceId() : QString();
+    QMutexLocker locker(&m_devicesMutex);
+    if (QSharedPointer<IDevice> camera = m_camerasByFullName.value(fullName))
+        return camera;
+    return wantedInterface ? m_interfacesById.value(interfaceId) : QSharedPointer<IDevice>();
 }
 
 bool ADevicePool::openActiveDevice(bool monitorMode)
@@ -92,9 +97,8 @@ void ADevicePool::closeDevice(const QSharedPointer<IDevice>& device)
 
 void ADevicePool::closeAllDevices()
 {
-    // A copy, since a receiver of the close signals may change the list.
-    const auto devices = m_devices;
-    for (const auto& device : devices) {
+    // A snapshot, since a receiver of the close signals may change the list.
+    for (const auto& device : devices()) {
         if (device && device->isOpen())
             device->close();
     }
@@ -123,18 +127,19 @@ void ADevicePool::clearDeviceInfos()
 
 void ADevicePool::removeVanishedDevices()
 {
-    QVector<QSharedPointer<IDevice>> vanished = m_devices;
+    QSet<IDevice*> reported;
+    reported.reserve(m_deviceInfos.size());
     for (const auto& info : qAsConst(m_deviceInfos)) {
         if (const QSharedPointer<IDevice> device = getDevice(info))
-            vanished.removeOne(device);
+            reported.insert(device.data());
     }
-    for (const auto& device : qAsConst(vanished)) {
-        if (!device)
+    for (const auto& device : devices()) {
+        if (!device || reported.contains(device.data()))
             continue;
         const DeviceBaseInfoPtr info = device->getInfo();
         if (!isDeviceExclusive(info) && !isDeviceOpen(info)) {
             emit deviceDisconnected(info);
-            m_devices.removeOne(device);
+            removeDevice(device);
         }
     }
 }
@@ -159,6 +164,47 @@ void ADevicePool::setActiveDevice(const DeviceBaseInfoPtr& info)
     if (m_activeDevice && m_activeDevice == info)
         return;
     m_activeDevice = info;
+}
+
+QVector<QSharedPointer<IDevice>> ADevicePool::devices() const
+{
+    QMutexLocker locker(&m_devicesMutex);
+    return m_devices;
+}
+
+void ADevicePool::appendDevice(const QSharedPointer<IDevice>& device)
+{
+    QMutexLocker locker(&m_devicesMutex);
+    m_devices.append(device);
+    indexDevice(device, true);
+}
+
+void ADevicePool::removeDevice(const QSharedPointer<IDevice>& device)
+{
+    // Declared before the locker: the device may die with this last reference, after the unlock.
+    QSharedPointer<IDevice> removed;
+    QMutexLocker locker(&m_devicesMutex);
+    const int index = m_devices.indexOf(device);
+    if (index >= 0) {
+        removed = m_devices.takeAt(index);
+        indexDevice(removed, false);
+    }
+}
+
+void ADevicePool::indexDevice(const QSharedPointer<IDevice>& device, bool add)
+{
+    const DeviceBaseInfoPtr info = device ? device->getInfo() : DeviceBaseInfoPtr();
+    if (!info)
+        return;
+    const auto interfaceInfo = info.objectCast<IInterfaceInfo>();
+    QHash<QString, QSharedPointer<IDevice>>& index = info->getDeviceType() == 0 ? m_camerasByFullName : m_interfacesById;
+    const QString key = info->getDeviceType() == 0 ? info->getFullName() : interfaceInfo ? interfaceInfo->getInterfaceId() : QString();
+    if (key.isNull() && info->getDeviceType() != 0)
+        return;
+    if (add)
+        index.insert(key, device);
+    else if (index.value(key) == device)
+        index.remove(key);
 }
 
 void ADevicePool::connectDeviceSignals(IDevice* device)

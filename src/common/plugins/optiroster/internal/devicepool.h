@@ -2,6 +2,7 @@
 
 #include <plugins/optiroster/idevice.h>
 
+#include <QHash>
 #include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
@@ -59,6 +60,13 @@ protected:
     // Connects the four relays of a new device; the derived class calls it from createDevice.
     void connectDeviceSignals(IDevice* device);
 
+    // The list changes on the pool's thread alone, but clients' threads read it: they walk a
+    // snapshot, and the list itself is touched only under m_devicesMutex, which no other lock
+    // is ever taken under.
+    QVector<QSharedPointer<IDevice>> devices() const;
+    void appendDevice(const QSharedPointer<IDevice>& device);
+    void removeDevice(const QSharedPointer<IDevice>& device);
+
     QMutex m_mutex;
     QVector<QSharedPointer<IDevice>> m_devices;
     QVector<DeviceBaseInfoPtr> m_deviceInfos;
@@ -66,6 +74,13 @@ protected:
 
 private:
     IDevice* senderDevice() const;
+    void indexDevice(const QSharedPointer<IDevice>& device, bool add);
+
+    mutable QMutex m_devicesMutex;
+    // The devices of m_devices by identity: a camera by its full name, an interface by its id.
+    // The lookup thus costs the same however many devices the pool holds.
+    QHash<QString, QSharedPointer<IDevice>> m_camerasByFullName;
+    QHash<QString, QSharedPointer<IDevice>> m_interfacesById;
 
     static DeviceBaseInfoPtr m_activeDevice;
 };

@@ -18,24 +18,24 @@ quint64 logCategoryId()
     return onceCategoryId<LogCategories::Interface>();
 }
 
-// The transport layer of an interface, for as long as one call on it takes.
-class CScopedTransportLayer
+} // namespace
+
+// Owns one transport layer given out by the factory and gives it back when it goes.
+class CInterface::CTransportLayerOwner
 {
 public:
-    explicit CScopedTransportLayer(const Tavix::CInterfaceInfo& info)
+    explicit CTransportLayerOwner(const Tavix::CInterfaceInfo& info)
         : m_pLayer(Tavix::CTlFactory::GetInstance().CreateTl(info.GetDeviceClass()))
     {
         if (!m_pLayer)
             throw GenICam::RuntimeException("The interface's transport layer is not available.", __FILE__, __LINE__);
     }
-    ~CScopedTransportLayer() { Tavix::CTlFactory::GetInstance().ReleaseTl(m_pLayer); }
+    ~CTransportLayerOwner() { Tavix::CTlFactory::GetInstance().ReleaseTl(m_pLayer); }
     Tavix::ITransportLayer* operator->() const { return m_pLayer; }
 
 private:
     Tavix::ITransportLayer* m_pLayer;
 };
-
-} // namespace
 
 CInterface::CInterface(QSharedPointer<Core::OptiRosterComponents::IInterfaceInfo> info, QObject* parent)
     : IInterface(parent)
@@ -50,6 +50,9 @@ CInterface::~CInterface()
 {
     if (m_pInterface && m_pInterface->IsOpen())
         close();
+    // An SDK interface that never opened, or whose close failed, still goes with this object.
+    if (m_pInterface)
+        releaseSdkInterface();
     if (m_ptrParameterCollection)
         m_ptrParameterCollection->detachNodeMap(InterfaceNodeMap);
     m_ptrObjectState->setState(ParameterCollection::ObjectStateFree);
@@ -80,8 +83,9 @@ QSharedPointer<ParameterCollection::CParameterCollection> CInterface::getParamet
 
 void CInterface::createSdkInterface()
 {
-    CScopedTransportLayer layer(m_ptrInfo->getInterfaceInfo());
-    m_pInterface = layer->CreateInterface(m_ptrInfo->getInterfaceInfo());
+    auto layer = std::make_unique<CTransportLayerOwner>(m_ptrInfo->getInterfaceInfo());
+    m_pInterface = (*layer)->CreateInterface(m_ptrInfo->getInterfaceInfo());
+    m_pTransportLayer = std::move(layer);
 }
 
 bool CInterface::open(bool /*monitorMode*/)
@@ -129,9 +133,10 @@ void CInterface::releaseSdkInterface()
             CFailureReport::SentenceAndReason, CFailureReport::lastErrorOf<CInterfaceInfo>(m_ptrInfo));
         reportFailures(report, [this] { m_ptrParameterCollection->detachAllNodeMaps(); });
     }
-    CScopedTransportLayer layer(m_ptrInfo->getInterfaceInfo());
-    layer->DestroyInterface(m_pInterface);
+    Tavix::IInterface* sdkInterface = m_pInterface;
     m_pInterface = nullptr;
+    const auto layer = std::move(m_pTransportLayer); // given back however the destruction ends
+    (*layer)->DestroyInterface(sdkInterface);
 }
 
 } // namespace Plugin::OptiRoster::Internal

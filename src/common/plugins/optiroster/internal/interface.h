@@ -3,6 +3,8 @@
 #include <core/optirostercomponents/iinterfaceinfo.h>
 #include <plugins/optiroster/iinterface.h>
 
+#include <memory>
+
 namespace Tavix {
 class IInterface;
 }
@@ -28,10 +30,15 @@ public slots:
     void close() override;
 
 private:
+    class CTransportLayerOwner;
+
     void createSdkInterface();
     void releaseSdkInterface();
 
     Tavix::IInterface* m_pInterface = nullptr;
+    // The layer that made m_pInterface, kept until the interface is destroyed through it, so
+    // that a close can't fail for want of a layer and no SDK object outlives this one.
+    std::unique_ptr<CTransportLayerOwner> m_pTransportLayer;
     QSharedPointer<Core::OptiRosterComponents::IInterfaceInfo> m_ptrInfo;
     QSharedPointer<ParameterCollection::CParameterCollection> m_ptrParameterCollection;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrObjectState;

@@ -26,7 +26,7 @@ QSharedPointer<IDevice> CInterfacePool::createDevice(const DeviceBaseInfoPtr& in
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
     QSharedPointer<IDevice> device(new CInterface(info.objectCast<Core::OptiRosterComponents::IInterfaceInfo>(), nullptr));
-    m_devices.append(device);
+    appendDevice(device);
     connect(device.data(), &IDevice::deviceOpened, this, &CInterfacePool::onDeviceOpened);
     connect(device.data(), &IDevice::deviceOpening, this, &CInterfacePool::onDeviceOpening);
     connect(device.data(), &IDevice::deviceClosed, this, &CInterfacePool::onDeviceClosed);

@@ -20,7 +20,19 @@ COptiRoster::COptiRoster(QSharedPointer<ImageGrabbedNotifierService> notifier, Q
     qRegisterMetaType<CameraInfoPtr>("Core::OptiRosterComponents::CameraInfoPtr");
 }
 
-COptiRoster::~COptiRoster() = default;
+COptiRoster::~COptiRoster()
+{
+    // The cameras outlive this part of the object (the base's destructor, or a client, ends
+    // them), so they are cut off while the roster is still whole: after the grab's stop has
+    // joined the grab thread, no image is in the roster's slot and no signal reaches it.
+    for (const auto& device : devices()) {
+        if (const auto camera = device.objectCast<ICamera>()) {
+            disconnect(camera.data(), nullptr, this, nullptr);
+            camera->stopGrabbing();
+        }
+    }
+    m_detachedCameras.clear();
+}
 
 QSharedPointer<ICamera> COptiRoster::findCamera(const DeviceBaseInfoPtr& info)
 {
@@ -48,7 +60,7 @@ QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
     QSharedPointer<IDevice> device(new CCamera(info.objectCast<ICameraInfo>(), nullptr));
-    m_devices.append(device);
+    appendDevice(device);
     connectCamera(qobject_cast<ICamera*>(device.data()), WithConnectionLost);
     return device;
 }
@@ -245,8 +257,7 @@ void COptiRoster::singleShot(const CameraInfoPtr& info, uint timeout)
 
 void COptiRoster::stopGrabbingAll()
 {
-    const auto devices = m_devices;
-    for (const auto& device : devices) {
+    for (const auto& device : devices()) {
         const auto camera = device.objectCast<ICamera>();
         if (camera && camera->isGrabbing() && !m_detachedCameras.contains(camera))
             camera->stopGrabbing();
@@ -256,7 +267,7 @@ void COptiRoster::stopGrabbingAll()
 size_t COptiRoster::getNumberOfGrabbingCameras()
 {
     size_t count = 0;
-    for (const auto& device : qAsConst(m_devices)) {
+    for (const auto& device : devices()) {
         const auto camera = device.objectCast<ICamera>();
         if (camera && camera->isGrabbing() && !m_detachedCameras.contains(camera))
             ++count;
@@ -267,7 +278,7 @@ size_t COptiRoster::getNumberOfGrabbingCameras()
 QVector<CameraInfoPtr> COptiRoster::getOpenCameras()
 {
     QVector<CameraInfoPtr> open;
-    for (const auto& device : qAsConst(m_devices)) {
+    for (const auto& device : devices()) {
         const auto camera = device.objectCast<ICamera>();
         if (camera && camera->isOpen() && !m_detachedCameras.contains(camera))
             open.append(camera->getInfo().objectCast<ICameraInfo>());
@@ -332,6 +343,26 @@ size_t COptiRoster::getImageSizeForDecompression()
 size_t COptiRoster::getImageSizeForDecompression(const CameraInfoPtr& info)
 {
     return guardedCamera(info)->getImageSizeForDecompression();
+}
+
+bool COptiRoster::isDefectPixelCorrectionSupported(const CameraInfoPtr& info)
+{
+    return guardedCamera(info)->isDefectPixelCorrectionSupported();
+}
+
+bool COptiRoster::getDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return guardedCamera(info)->getDefectPixelList(list, type);
+}
+
+bool COptiRoster::setDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return guardedCamera(info)->setDefectPixelList(list, type);
+}
+
+bool COptiRoster::normalizeDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list)
+{
+    return guardedCamera(info)->normalizeDefectPixelList(list);
 }
 
 void COptiRoster::addCamera(const CameraInfoPtr& info)
@@ -408,13 +439,20 @@ void COptiRoster::onCameraConnectionLost()
     if (!sender)
         return;
     const CameraInfoPtr info = sender->getInfo().objectCast<ICameraInfo>();
-    const QSharedPointer<ICamera> camera = info ? findCamera(info) : QSharedPointer<ICamera>();
-    if (camera) {
-        m_detachedCameras.removeOne(camera);
-        m_devices.removeOne(camera);
-    }
+    // A camera that no client holds is destroyed here, on this thread, and its own closing
+    // signals come before the loss is told.
+    dropLostCamera(info);
     emit cameraConnectionLost(info);
     emit deviceClosed(info);
+}
+
+void COptiRoster::dropLostCamera(const CameraInfoPtr& info)
+{
+    const QSharedPointer<ICamera> camera = info ? findCamera(info) : QSharedPointer<ICamera>();
+    if (!camera)
+        return;
+    m_detachedCameras.removeOne(camera);
+    removeDevice(camera);
 }
 
 } // namespace Plugin::OptiRoster::Internal

@@ -3,6 +3,9 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/devicepool.h>
+#include <plugins/optiroster/staticdefectpixellisttype.h>
+
+#include <tavix/defectpixelcorrection.h>
 
 #include <QList>
 #include <QMutex>
@@ -58,6 +61,11 @@ public:
     size_t getImageSizeForDecompression();
     size_t getImageSizeForDecompression(const CameraInfoPtr& info);
 
+    bool isDefectPixelCorrectionSupported(const CameraInfoPtr& info);
+    bool getDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool setDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool normalizeDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list);
+
     void addCamera(const CameraInfoPtr& info);
     void addCameras(const QVector<CameraInfoPtr>& infos);
 
@@ -93,6 +101,8 @@ private:
     enum EConnectionLost { WithConnectionLost, WithoutConnectionLost };
     void connectCamera(ICamera* camera, EConnectionLost connectionLost);
     void disconnectCamera(ICamera* camera);
+    // Takes a lost camera out of both lists; the pool's reference ends with this call.
+    void dropLostCamera(const CameraInfoPtr& info);
     // The frame of the guarded forwards: the camera, or the pool's refusal as an exception. The
     // caller holds the result for the length of its call, since the main thread may drop the
     // camera from the pool meanwhile.
