@@ -2,28 +2,30 @@
 #include "camerafixture.h"
 #include "testmain.h"
 
-#include <plugins/optiroster/icamera.h>
-#include <plugins/optiroster/internal/cameraenumerator.h>
-#include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
-#include <plugins/optiroster/internal/optiroster.h>
-#include <plugins/optiroster/transportlayerlist.h>
-
-#include <core/parametercollection/parameter.h>
-#include <core/parametercollection/parametercollection.h>
+#include <core/parametercollectionpool/iparameterservice.h>
+#include <core/plugin/cplugininitializer.h>
+#include <core/plugin/iplugininfoservice.h>
+#include <plugins/optiroster/icameracontrolservice.h>
+#include <plugins/optiroster/icameraenumerationservice.h>
+#include <plugins/optiroster/icamerastatusservice.h>
+#include <plugins/optiroster/icamerastreamcontrolservice.h>
+#include <plugins/optiroster/iimagegrabbednotifierservice.h>
+#include <plugins/optiroster/internal/servicelookup.h>
+#include <plugins/optiroster/optirosterplugin.h>
 
 #include <tavix/sim/simcontrol.h>
+
+#include <QElapsedTimer>
 
 #include <mutex>
 #include <set>
 
 using namespace Plugin::OptiRoster;
-using Internal::CCameraEnumerator;
-using Internal::COptiRoster;
-using Internal::ImageGrabbedNotifierService;
+using Internal::findService;
 
 namespace {
 
-// Keeps what an observer of the roster sees of each image.
+// Keeps what an observer of the plug-in sees of each image.
 class CImageLog : public IImageGrabbedObserver
 {
 public:
@@ -55,17 +57,6 @@ private:
     std::set<size_t> m_payloadSizes;
 };
 
-QVector<TransportLayerInfoPtr> enumerate()
-{
-    CCameraEnumerator enumerator;
-    CQueuedRecorder<QVector<TransportLayerInfoPtr>> results(&enumerator, &CCameraEnumerator::enumerationFinished,
-                                                           [](const QVector<TransportLayerInfoPtr>& layers) { return layers; });
-    enumerator.startEnumeration();
-    if (!QTest::qWaitFor([&] { return !results.values.isEmpty(); }, 30000))
-        return {};
-    return results.values.first();
-}
-
 CameraInfoPtr aravisCamera(const QVector<TransportLayerInfoPtr>& layers, const QString& tlType)
 {
     for (const auto& layer : layers) {
@@ -96,6 +87,7 @@ int liveSdkObjects()
 
 } // namespace
 
+// A client's view of Aravis's cameras: a host's registry with the plug-in, and its services.
 class TestAravisPlugin : public QObject
 {
     Q_OBJECT
@@ -104,29 +96,57 @@ private slots:
     void init();
     void cleanup();
     void cleanupTestCase();
-    void theInProcessFakeCameraThroughTheRoster();
+    void theInProcessFakeCameraThroughTheServices();
     void theFakeGigEVisionCameraIsFoundGrabbedAndLost();
     void bothWorldsInOneEnumeration();
 
 private:
+    void startAndWaitForTheFirstPass();
+    // Asks for passes until the enumeration's camera of the TL type is there (or gone).
+    CameraInfoPtr waitForCamera(const QString& tlType, bool present);
     void grab(const CameraInfoPtr& info, int images, CImageLog& log);
 
-    QSharedPointer<ImageGrabbedNotifierService> m_notifier;
-    std::unique_ptr<COptiRoster> m_pRoster;
+    QSharedPointer<Core::Plugin::CPluginInitializer> m_registry;
+    QSharedPointer<Core::Plugin::CPluginInfoService> m_infoService;
+    QSharedPointer<Plugin::ParameterCollectionPool::CParameterService> m_parameterService;
+    std::unique_ptr<COptiRosterPlugin> m_pPlugin;
+    QSharedPointer<ICameraEnumerationService> m_enumeration;
+    QSharedPointer<ICameraStatusService> m_status;
+    QSharedPointer<ICameraControlService> m_control;
+    QSharedPointer<ICameraStreamControlService> m_stream;
+    QSharedPointer<IImageGrabbedNotifierService> m_notifier;
     QProcess m_fakeGvCamera;
 };
 
 void TestAravisPlugin::init()
 {
     TavixSim::reset();
-    m_notifier.reset(new ImageGrabbedNotifierService(nullptr));
-    m_pRoster = std::make_unique<COptiRoster>(m_notifier, nullptr);
+    m_registry.reset(new Core::Plugin::CPluginInitializer);
+    m_infoService.reset(new Core::Plugin::CPluginInfoService);
+    m_parameterService.reset(new Plugin::ParameterCollectionPool::CParameterService);
+    m_registry->registerService(m_infoService);
+    m_registry->registerService(m_parameterService);
+    m_pPlugin = std::make_unique<COptiRosterPlugin>();
+    QVERIFY(m_pPlugin->initialize(m_registry));
+    QVERIFY(m_pPlugin->postInitialize());
+    m_enumeration = findService<ICameraEnumerationService>(m_registry);
+    m_status = findService<ICameraStatusService>(m_registry);
+    m_control = findService<ICameraControlService>(m_registry);
+    m_stream = findService<ICameraStreamControlService>(m_registry);
+    m_notifier = findService<IImageGrabbedNotifierService>(m_registry);
+    QVERIFY(m_enumeration && m_status && m_control && m_stream && m_notifier);
 }
 
 void TestAravisPlugin::cleanup()
 {
-    m_pRoster.reset();
+    m_infoService->announceUninitialization();
+    QVERIFY(m_pPlugin->uninitialize(m_registry));
+    m_enumeration.reset();
+    m_status.reset();
+    m_control.reset();
+    m_stream.reset();
     m_notifier.reset();
+    m_pPlugin.reset();
     AravisFixture::stopFakeGvCamera(m_fakeGvCamera);
     QCOMPARE(liveSdkObjects(), 0);
     QCOMPARE(TavixSim::runtimeCounters().users, 0);
@@ -137,43 +157,61 @@ void TestAravisPlugin::cleanupTestCase()
     TavixBackends::setActiveBackends("sim");
 }
 
+void TestAravisPlugin::startAndWaitForTheFirstPass()
+{
+    QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    m_registry->announceInitializationDone();
+    QVERIFY(changed.wait(30000));
+}
+
+CameraInfoPtr TestAravisPlugin::waitForCamera(const QString& tlType, bool present)
+{
+    QElapsedTimer clock;
+    clock.start();
+    CameraInfoPtr camera = aravisCamera(m_enumeration->getTransportLayers(), tlType);
+    while (bool(camera) != present && clock.elapsed() < 30000) {
+        // A request during a running pass is dropped; the next round asks again.
+        QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+        m_enumeration->requestEnumeration();
+        changed.wait(1500);
+        camera = aravisCamera(m_enumeration->getTransportLayers(), tlType);
+    }
+    return camera;
+}
+
 void TestAravisPlugin::grab(const CameraInfoPtr& info, int images, CImageLog& log)
 {
     m_notifier->addObserver(&log);
-    m_pRoster->startGrabbing(info);
+    m_stream->startGrabbing(info);
     QTRY_VERIFY_WITH_TIMEOUT(log.count() >= images, 20000);
-    m_pRoster->stopGrabbing(info);
-    QVERIFY(!m_pRoster->isCameraGrabbing(info));
+    m_stream->stopGrabbing(info);
+    QVERIFY(!m_status->isCameraGrabbing(info));
     m_notifier->removeObserver(&log);
 }
 
-void TestAravisPlugin::theInProcessFakeCameraThroughTheRoster()
+void TestAravisPlugin::theInProcessFakeCameraThroughTheServices()
 {
     AravisFixture::useBackends("aravis", {"Fake"});
-    const CameraInfoPtr info = aravisCamera(enumerate(), QStringLiteral("Custom"));
+    startAndWaitForTheFirstPass();
+    const CameraInfoPtr info = aravisCamera(m_enumeration->getTransportLayers(), QStringLiteral("Custom"));
     QVERIFY(info);
+    QCOMPARE(info->getVendorName(), QStringLiteral("Aravis"));
     QCOMPARE(info->getModelName(), QStringLiteral("Fake"));
     QVERIFY(!info->getSerialNumber().isEmpty());
 
-    m_pRoster->addDevice(info);
-    QVERIFY(m_pRoster->openDevice(info, false));
-    const auto camera = m_pRoster->getDevice(info).objectCast<ICamera>();
-    QVERIFY(camera);
-    const auto parameters = camera->getParameterCollection();
-    const auto width = parameters->getIntegerParameter(QStringLiteral("Width"));
-    QVERIFY(width);
-    width->setValue(320);
-    QCOMPARE(width->getValue(), qint64(320));
-    const qint64 height = parameters->getIntegerParameter(QStringLiteral("Height"))->getValue();
-    QCOMPARE(parameters->getEnumParameter(QStringLiteral("PixelFormat"))->getValue(), QStringLiteral("Mono8"));
+    QVERIFY(m_control->open(info, false));
+    m_parameterService->setParameterText(info, QStringLiteral("@CameraDevice/Width"), QStringLiteral("320"));
+    QCOMPARE(m_parameterService->getParameterText(info, QStringLiteral("@CameraDevice/Width")), QStringLiteral("320"));
+    QCOMPARE(m_parameterService->getParameterText(info, QStringLiteral("PixelFormat")), QStringLiteral("Mono8"));
+    const size_t height = m_parameterService->getParameterText(info, QStringLiteral("Height")).toULongLong();
 
     CImageLog log;
     grab(info, 8, log);
     verifyGaplessFromOne(log.numbers());
-    QCOMPARE(log.payloadSizes(), (std::set<size_t>{size_t(320 * height)}));
+    QCOMPARE(log.payloadSizes(), (std::set<size_t>{320 * height}));
 
-    m_pRoster->closeDevice(DeviceBaseInfoPtr(info));
-    QVERIFY(!camera->isOpen());
+    m_control->close(DeviceBaseInfoPtr(info));
+    QVERIFY(!m_status->isDeviceOpen(info));
 }
 
 void TestAravisPlugin::theFakeGigEVisionCameraIsFoundGrabbedAndLost()
@@ -182,36 +220,36 @@ void TestAravisPlugin::theFakeGigEVisionCameraIsFoundGrabbedAndLost()
     if (!notStarted.isEmpty())
         QSKIP(qPrintable(notStarted));
     AravisFixture::useBackends("aravis", {"GigEVision"});
-    // The fake answers discovery once it has set up; a pass or two may go by before that.
-    CameraInfoPtr info;
-    for (int pass = 0; pass < 5 && !info; ++pass)
-        info = aravisCamera(enumerate(), QStringLiteral("GEV"));
+    startAndWaitForTheFirstPass();
+    const CameraInfoPtr info = waitForCamera(QStringLiteral("GEV"), true);
     QVERIFY2(info, "discovery found no fake GigE Vision camera on 127.0.0.1");
     QCOMPARE(QString::fromUtf8(info->getDeviceInfo().GetIpAddress().c_str()), QStringLiteral("127.0.0.1"));
 
-    m_pRoster->addDevice(info);
-    QVERIFY(m_pRoster->openDevice(info, false));
+    QVERIFY(m_control->open(info, false));
     CImageLog log;
     grab(info, 5, log);
     verifyGaplessFromOne(log.numbers());
 
-    // The camera goes away mid-grab: Aravis misses its heartbeat and the roster lets it go.
-    QSignalSpy lost(m_pRoster.get(), &COptiRoster::cameraConnectionLost);
+    // The camera goes away mid-grab: Aravis misses its heartbeats and the roster lets it go.
+    QSignalSpy lost(m_status.data(), &ICameraStatusService::cameraConnectionLost);
     m_notifier->addObserver(&log);
-    m_pRoster->startGrabbing(info);
+    m_stream->startGrabbing(info);
     const int before = log.count();
     QTRY_VERIFY_WITH_TIMEOUT(log.count() > before, 20000);
     AravisFixture::stopFakeGvCamera(m_fakeGvCamera);
     QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 30000);
-    QVERIFY(!m_pRoster->getDevice(info));
     m_notifier->removeObserver(&log);
+    QVERIFY(!m_status->isDeviceOpen(info));
+    QVERIFY(m_enumeration->getOpenCameras().isEmpty());
+    QVERIFY(!waitForCamera(QStringLiteral("GEV"), false));
 }
 
 void TestAravisPlugin::bothWorldsInOneEnumeration()
 {
     AravisFixture::useBackends("sim,aravis", {"Fake"});
+    startAndWaitForTheFirstPass();
+    const QVector<TransportLayerInfoPtr> layers = m_enumeration->getTransportLayers();
     QSet<QString> tlTypes;
-    const QVector<TransportLayerInfoPtr> layers = enumerate();
     for (const auto& layer : layers) {
         if (!layer->getCameraInfoList().isEmpty())
             tlTypes.insert(layer->getTlType());

@@ -1,6 +1,7 @@
 #include "aravisfixture.h"
 #include "testmain.h"
 
+#include <tavix/defectpixelcorrection.h>
 #include <tavix/instantcamera.h>
 #include <tavix/sim/simcontrol.h>
 
@@ -264,6 +265,12 @@ void TestAravis::nodeMapReadsWritesAndRefuses()
     nodeMap.GetNodes(nodes);
     QVERIFY(std::any_of(nodes.begin(), nodes.end(), [](GenApi::INode* node) { return node->GetName() == "Width"; }));
 
+    StaticDefectPixelList pixels;
+    QCOMPARE(descriptionOf<GenICam::LogicalErrorException>([&] {
+                 CStaticDefectPixelCorrection::GetDefectPixelList(&nodeMap, pixels, CStaticDefectPixelCorrection::ListType_Factory);
+             }),
+             QStringLiteral("The camera doesn't support static defect pixel correction."));
+
     // Closed, the handles stay and refuse.
     camera->Close();
     QVERIFY(!width.IsReadable());
@@ -306,6 +313,12 @@ void TestAravis::layersAndInterfacesOfAravis()
     arvInterface->Open();
     QVERIFY(arvInterface->GetNodeMap());
     gige->DestroyInterface(arvInterface);
+    // What Aravis can't do is refused, never pretended.
+    uint32_t results = 0;
+    QCOMPARE(descriptionOf<GenICam::LogicalErrorException>([&] {
+                 dynamic_cast<IGigETransportLayer*>(gige)->IssueActionCommand(1, 1, 1, "127.255.255.255", 100, &results, nullptr);
+             }),
+             QStringLiteral("Sending action commands is not supported by this transport layer."));
     // The fake camera is listed, but it isn't the GigE layer's to create.
     QVERIFY(!AravisFixture::firstDevice("Custom").GetFullName().empty());
     QCOMPARE(descriptionOf<GenICam::RuntimeException>([&] { gige->CreateDevice(CDeviceInfo()); }),
