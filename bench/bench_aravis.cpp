@@ -2,7 +2,8 @@
 // notifier to one counting observer, against Aravis's own stream callback on the same camera
 // with the same settings and the same number of buffers. Runs on the in-process fake camera
 // and, where arv-fake-gv-camera-0.8 can serve on 127.0.0.1, on the fake GigE Vision camera over
-// loopback. Usage: bench_aravis [seconds per run, default 3] [frame rate, default the fake's maximum]
+// loopback. A rate runs from the first image to the last, so the start of each way is left out.
+// Usage: bench_aravis [seconds per run, default 3] [frame rate, default the fake's maximum]
 #include <arv.h> // before Qt: Aravis uses "signals" as a name
 
 #include <plugins/optiroster/internal/camerainfo.h>
@@ -26,6 +27,7 @@
 #include <QThread>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <thread>
 
@@ -48,20 +50,48 @@ struct Figures
     qint64 lost = 0;
 };
 
+qint64 nowNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// The arrival times of the first and the last image, so that a rate is the stream's steady
+// rate and leaves out how long each way takes to start.
+struct Arrivals
+{
+    void note()
+    {
+        const qint64 now = nowNs();
+        qint64 unset = 0;
+        first.compare_exchange_strong(unset, now, std::memory_order_relaxed);
+        last.store(now, std::memory_order_relaxed);
+    }
+    double imagesPerSecond(qint64 images) const
+    {
+        const qint64 span = last.load() - first.load();
+        return images > 1 && span > 0 ? double(images - 1) * 1e9 / double(span) : 0.0;
+    }
+    std::atomic<qint64> first{0};
+    std::atomic<qint64> last{0};
+};
+
 class CCountingObserver : public IImageGrabbedObserver
 {
 public:
     void onImageGrabbed(const CameraInfoPtr&, const Tavix::CGrabResultPtr& result) override
     {
-        if (!result->GrabSucceeded())
+        if (!result->GrabSucceeded()) {
             failed.fetch_add(1, std::memory_order_relaxed);
-        else
+        } else {
             images.fetch_add(1, std::memory_order_relaxed);
+            arrivals.note();
+        }
         lastNumber.store(result->GetImageNumber(), std::memory_order_relaxed);
     }
     std::atomic<qint64> images{0};
     std::atomic<qint64> failed{0};
     std::atomic<qint64> lastNumber{0};
+    Arrivals arrivals;
 };
 
 void runEventLoopFor(qint64 ms)
@@ -93,12 +123,16 @@ void configure(ArvDevice* device, const Settings& settings, double frameRate)
 struct CallbackCounts
 {
     std::atomic<qint64> done{0};
+    Arrivals arrivals;
 };
 
 void onStreamEvent(void* userData, ArvStreamCallbackType type, ArvBuffer* buffer)
 {
-    if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer && arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS)
-        static_cast<CallbackCounts*>(userData)->done.fetch_add(1, std::memory_order_relaxed);
+    if (type != ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE || !buffer || arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS)
+        return;
+    auto* counts = static_cast<CallbackCounts*>(userData);
+    counts->done.fetch_add(1, std::memory_order_relaxed);
+    counts->arrivals.note();
 }
 
 // Aravis alone: its stream callback counts, one thread gives each buffer straight back.
@@ -131,22 +165,20 @@ Figures aravisOwn(const char* deviceId, const Settings& settings, double frameRa
     });
     guint64 completed0 = 0, failures0 = 0, underruns0 = 0;
     arv_stream_get_statistics(stream, &completed0, &failures0, &underruns0);
-    const qint64 before = counts.done.load();
-    QElapsedTimer timer;
-    timer.start();
+    counts.done.store(0);
+    counts.arrivals.first.store(0);
     arv_device_execute_command(device, "AcquisitionStart", nullptr);
     runEventLoopFor(settings.runMs);
-    const qint64 images = counts.done.load() - before;
-    const qint64 elapsed = timer.elapsed();
+    arv_device_execute_command(device, "AcquisitionStop", nullptr);
+    const qint64 images = counts.done.load();
     guint64 completed = 0, failures = 0, underruns = 0;
     arv_stream_get_statistics(stream, &completed, &failures, &underruns);
-    arv_device_execute_command(device, "AcquisitionStop", nullptr);
     stop.store(true);
     recycler.join();
     g_object_unref(stream);
     g_object_unref(device);
     figures.images = images;
-    figures.imagesPerSecond = double(images) * 1000.0 / double(elapsed);
+    figures.imagesPerSecond = counts.arrivals.imagesPerSecond(images);
     figures.lost = qint64(failures - failures0 + underruns - underruns0);
     return figures;
 }
@@ -169,16 +201,13 @@ Figures throughThePlugin(const Tavix::CDeviceInfo& device, const Settings& setti
         parameters->getParameter(QStringLiteral("Width"))->fromString(QString::number(settings.width));
         parameters->getParameter(QStringLiteral("Height"))->fromString(QString::number(settings.height));
         parameters->getParameter(QStringLiteral("AcquisitionFrameRate"))->fromString(QString::number(frameRate, 'f', 3));
-        QElapsedTimer timer;
-        timer.start();
         roster.startGrabbing(info);
         runEventLoopFor(settings.runMs);
-        const qint64 elapsed = timer.elapsed();
-        figures.imagesPerSecond = double(observer.images.load()) * 1000.0 / double(elapsed);
         roster.stopGrabbing(info);
         // Image numbers count every frame, failed and skipped ones included; read once the grab
         // has ended, so that the two counts belong to the same last image.
         figures.images = observer.images.load();
+        figures.imagesPerSecond = observer.arrivals.imagesPerSecond(figures.images);
         figures.lost = observer.lastNumber.load() - figures.images;
         bufferCount = TavixSim::lastGrab(device.GetFullName().toStdString()).bufferCount;
         roster.closeDevice(DeviceBaseInfoPtr(info));
