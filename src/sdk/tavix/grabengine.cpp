@@ -1,5 +1,6 @@
 #include <tavix/bufferpool.h>
 #include <tavix/grabengine.h>
+#include <tavix/sim/world.h>
 
 #include <QtGlobal>
 
@@ -84,12 +85,13 @@ void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
         m_releasedChanged.wait(lock, [this] { return m_released; });
     }
     IStreamGrabber& grabber = m_camera.m_pDevice->GetStreamGrabber();
-    if (grabber.QueuesBuffers())
-        receiveQueuedBuffers(grabber, maxImages);
-    else
-        fillBuffers(grabber, maxImages);
+    const size_t delivered = grabber.QueuesBuffers() ? receiveQueuedBuffers(grabber, maxImages)
+                                                     : fillBuffers(grabber, maxImages);
     grabber.FinishGrab();
     giveBackQueued();
+    // Counted once a grab, for tools that check that every image reached its receivers.
+    if (const ITavixDevice* device = m_camera.m_pDevice)
+        TavixSim::CWorld::instance().countCall("Delivered:" + device->GetDeviceInfo().GetFullName().toStdString(), int(delivered));
     // A grab that ends by itself, after its last image, reports its stop on this thread.
     if (m_grabbing.exchange(false, std::memory_order_acq_rel)) {
         m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStop(m_camera); });
@@ -97,7 +99,7 @@ void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
     }
 }
 
-void CGrabEngine::fillBuffers(IStreamGrabber& grabber, size_t maxImages)
+size_t CGrabEngine::fillBuffers(IStreamGrabber& grabber, size_t maxImages)
 {
     size_t delivered = 0;
     while (!m_stop.load(std::memory_order_acquire)) {
@@ -114,12 +116,13 @@ void CGrabEngine::fillBuffers(IStreamGrabber& grabber, size_t maxImages)
             continue;
         }
         deliver(data, frame);
-        if (maxImages != 0 && ++delivered >= maxImages)
+        if (++delivered == maxImages)
             break;
     }
+    return delivered;
 }
 
-void CGrabEngine::receiveQueuedBuffers(IStreamGrabber& grabber, size_t maxImages)
+size_t CGrabEngine::receiveQueuedBuffers(IStreamGrabber& grabber, size_t maxImages)
 {
     m_queued.reserve(m_pPool->bufferCount());
     size_t delivered = 0;
@@ -139,9 +142,10 @@ void CGrabEngine::receiveQueuedBuffers(IStreamGrabber& grabber, size_t maxImages
             continue;
         }
         deliver(data, frame);
-        if (maxImages != 0 && ++delivered >= maxImages)
+        if (++delivered == maxImages)
             break;
     }
+    return delivered;
 }
 
 // Hands the grabber every free buffer; when the application holds all of them, waits for one.

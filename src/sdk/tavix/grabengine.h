@@ -32,8 +32,9 @@ public:
 
 private:
     void run(size_t maxImages, bool overridePriority, int priority);
-    void fillBuffers(IStreamGrabber& grabber, size_t maxImages);
-    void receiveQueuedBuffers(IStreamGrabber& grabber, size_t maxImages);
+    // Both return the number of images delivered.
+    size_t fillBuffers(IStreamGrabber& grabber, size_t maxImages);
+    size_t receiveQueuedBuffers(IStreamGrabber& grabber, size_t maxImages);
     bool queueFreeBuffers(IStreamGrabber& grabber);
     CGrabResultData* takeQueued(void* buffer);
     void giveBackQueued();

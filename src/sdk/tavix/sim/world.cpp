@@ -436,10 +436,10 @@ int CWorld::liveObjects(LiveObject kind) const
     return m_live[kind].load(std::memory_order_relaxed);
 }
 
-void CWorld::countCall(const std::string& what)
+void CWorld::countCall(const std::string& what, int times)
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    ++m_calls[what];
+    m_calls[what] += times;
 }
 
 int CWorld::callCount(const std::string& what) const

@@ -117,7 +117,7 @@ public:
     void objectCreated(LiveObject kind);
     void objectDestroyed(LiveObject kind);
     int liveObjects(LiveObject kind) const;
-    void countCall(const std::string& what);
+    void countCall(const std::string& what, int times = 1);
     int callCount(const std::string& what) const;
     void recordGrabStart(const std::string& deviceFullName, size_t bufferCount, size_t queuedBufferCount, size_t payloadSize);
     GrabRecord lastGrab(const std::string& deviceFullName) const;

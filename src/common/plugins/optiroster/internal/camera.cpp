@@ -9,6 +9,7 @@
 #include <tavix/runtime.h>
 #include <tavix/tlfactory.h>
 
+#include <QMutexLocker>
 #include <QSettings>
 
 namespace Plugin::OptiRoster::Internal {
@@ -85,7 +86,9 @@ CCamera::CCamera(CameraInfoPtr ptrInfo, QObject* parent)
     , m_ptrInfo(std::move(ptrInfo))
     , m_ptrObjectState(new ParameterCollection::CObjectState(this))
     , m_ptrDeviceState(new ParameterCollection::CObjectState(this))
+    , m_operationMutex(QMutex::Recursive)
     , m_pChunkParsingHandler(new CChunkParsingEventHander(m_ptrObjectState))
+    , m_frameGrabberTimer(this) // a child, so that it moves with the camera to its pool's thread
     , m_frameGrabberTimeoutMs(500)
 {
     initialize();
@@ -236,6 +239,7 @@ void CCamera::createDevice()
 
 bool CCamera::open(bool monitorMode)
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (m_pCamera->IsOpen())
         return true;
@@ -286,6 +290,7 @@ void CCamera::close()
 
 void CCamera::closeDevice()
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (!m_pCamera->IsOpen())
         return;
@@ -295,8 +300,11 @@ void CCamera::closeDevice()
     CScopedObjectStateLock deviceLock(m_ptrDeviceState);
     m_ptrDeviceState->setState(ParameterCollection::ObjectStateClosing);
     detachNodeMaps();
-    m_pCamera->Close();
-    m_pCamera->DestroyDevice();
+    // Nothing that goes wrong in a close leaves the object: the failure is stored and logged, the
+    // device goes all the same, and clients hear that the camera is closed.
+    reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")), [this] { m_pCamera->Close(); });
+    reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")),
+                   [this] { m_pCamera->DestroyDevice(); });
     emit deviceClosed();
 }
 
@@ -316,6 +324,7 @@ bool CCamera::refusesGrab(const char* operation)
 
 void CCamera::startGrabbing()
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("startGrabbing"))
         return;
@@ -383,6 +392,7 @@ void CCamera::prepareGrabbing()
 
 void CCamera::singleShot(uint timeout)
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("singleShot"))
         return;
@@ -398,6 +408,7 @@ void CCamera::singleShot(uint timeout)
 
 void CCamera::stopGrabbing()
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (m_pCamera->IsOpen() && m_pCamera->IsGrabbing())
         m_pCamera->StopGrabbing();
@@ -518,6 +529,7 @@ size_t CCamera::getImageSizeForDecompression()
 template <typename Operation>
 bool CCamera::runOnIdleCamera(const QString& failurePrefix, Operation operation)
 {
+    QMutexLocker serialised(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (!m_pCamera || !m_pCamera->IsOpen() || m_pCamera->IsGrabbing())
         return false;

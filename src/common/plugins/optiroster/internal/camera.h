@@ -11,6 +11,7 @@
 
 #include <tavix/eventhandlers.h>
 
+#include <QMutex>
 #include <QTimer>
 #include <QVector>
 
@@ -109,6 +110,10 @@ private:
     QSharedPointer<ParameterCollection::CParameterCollection> m_ptrParameterCollection;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrObjectState;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrDeviceState;
+    // The instant camera wants its open, close, start and stop serialised, and clients call them
+    // from several threads: they hold this, never the grab thread. Recursive, since a receiver of
+    // a signal emitted meanwhile may come back on the same thread.
+    QMutex m_operationMutex;
     CChunkParsingEventHander* m_pChunkParsingHandler;
     // Written by the grab thread alone (and by OnGrabStart before it runs); the timer on the
     // owner's thread reads the published copy.

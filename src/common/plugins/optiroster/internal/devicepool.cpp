@@ -6,6 +6,7 @@
 
 #include <QMutexLocker>
 #include <QSet>
+#include <QThread>
 
 namespace Plugin::OptiRoster::Internal {
 
@@ -164,6 +165,17 @@ void ADevicePool::setActiveDevice(const DeviceBaseInfoPtr& info)
     if (m_activeDevice && m_activeDevice == info)
         return;
     m_activeDevice = info;
+}
+
+QSharedPointer<IDevice> ADevicePool::own(IDevice* device) const
+{
+    device->moveToThread(thread());
+    return QSharedPointer<IDevice>(device, [](IDevice* owned) {
+        if (owned->thread() == QThread::currentThread())
+            delete owned;
+        else
+            owned->deleteLater();
+    });
 }
 
 QVector<QSharedPointer<IDevice>> ADevicePool::devices() const

@@ -64,6 +64,11 @@ protected:
     // snapshot, and the list itself is touched only under m_devicesMutex, which no other lock
     // is ever taken under.
     QVector<QSharedPointer<IDevice>> devices() const;
+    // Owns a new device and moves it to the pool's thread, where its timers and queued signals
+    // run whichever thread created it. Its last reference may drop on a client's thread while the
+    // pool has let go meanwhile: it is destroyed on its own thread, at once when that is the
+    // current one.
+    QSharedPointer<IDevice> own(IDevice* device) const;
     void appendDevice(const QSharedPointer<IDevice>& device);
     void removeDevice(const QSharedPointer<IDevice>& device);
 

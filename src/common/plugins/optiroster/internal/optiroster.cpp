@@ -59,7 +59,7 @@ QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
 {
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
-    QSharedPointer<IDevice> device(new CCamera(info.objectCast<ICameraInfo>(), nullptr));
+    const QSharedPointer<IDevice> device = own(new CCamera(info.objectCast<ICameraInfo>(), nullptr));
     appendDevice(device);
     connectCamera(qobject_cast<ICamera*>(device.data()), WithConnectionLost);
     return device;
