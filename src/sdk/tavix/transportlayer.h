@@ -30,7 +30,8 @@ public:
 // One frame as a stream grabber delivers it into a buffer.
 struct FrameResult
 {
-    enum EStatus { Frame, Error, Stopped };
+    // Idle: no frame within the grabber's short wait; the loop goes round and asks again.
+    enum EStatus { Frame, Error, Stopped, Idle };
 
     EStatus status = Stopped;
     bool succeeded = true;
@@ -43,6 +44,7 @@ struct FrameResult
     uint64_t skippedImages = 0; // frames lost before this one for want of a buffer
     bool hasCompressionInfo = false;
     CompressionInfo_t compressionInfo;
+    void* filledBuffer = nullptr; // the queued buffer that holds the frame, for a queueing grabber
 };
 
 class IStreamGrabber
@@ -57,6 +59,14 @@ public:
     virtual FrameResult AcquireFrame(void* buffer, size_t bufferSize, const std::atomic<bool>& stop) = 0;
     // Wakes a blocked AcquireFrame after stop has been set.
     virtual void CancelWait() = 0;
+
+    // A driver that fills buffers of its own choosing from a queue takes each free buffer ahead
+    // with QueueBuffer; its AcquireFrame then ignores its buffer argument and names the filled
+    // one in FrameResult::filledBuffer, so that no image is copied.
+    virtual bool QueuesBuffers() const { return false; }
+    virtual void QueueBuffer(void* /*buffer*/, size_t /*bufferSize*/) {}
+    // The grab has ended: the driver stops and gives up every queued buffer before it returns.
+    virtual void FinishGrab() {}
 };
 
 class ITavixDevice
