@@ -9,7 +9,8 @@ shift || true
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${TAVIX_BUILD_DIR:-$root/build}"
 
-packages=(cmake g++ make qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev)
+packages=(cmake g++ make pkg-config qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev
+          libaravis-dev libusb-1.0-0-dev aravis-tools)
 
 install_missing() {
     local missing=()
