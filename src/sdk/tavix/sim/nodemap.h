@@ -58,6 +58,8 @@ public:
     void addFeature(const FeatureDesc& feature);
     // A read-only integer whose value is computed at each read, under the map's mutex.
     void addComputedInteger(const std::string& name, std::function<int64_t()> compute);
+    // A write-only command that runs action after each execution.
+    void addCommand(const std::string& name, std::function<void()> action);
     void setAccessHook(AccessHook hook);
 
     // Writes that bypass access modes, for the device's own updates (chunk values, ...).

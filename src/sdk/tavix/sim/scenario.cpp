@@ -254,7 +254,7 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     checkKeys(object, path, {"fullName", "friendlyName", "vendorName", "modelName", "serialNumber", "userDefinedName",
                              "deviceVersion", "deviceFactory", "manufacturerInfo", "deviceClass", "tlType", "ipAddress",
                              "reachable", "plugged", "model", "features", "tlFeatures", "streamFeatures",
-                             "eventFeatures", "stream", "compression"});
+                             "eventFeatures", "stream", "compression", "resettable", "rebootTime"});
     DeviceDesc device;
     auto set = [&](const char* key, const char* property, bool required = false, const QString& fallback = QString()) {
         const QJsonValue value = object.value(QLatin1String(key));
@@ -288,6 +288,10 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     if (object.contains(QStringLiteral("compression")))
         device.compression = parseCompression(objectAt(object.value(QStringLiteral("compression")), path + QStringLiteral(".compression")),
                                               path + QStringLiteral(".compression"));
+    device.resettable = boolAt(object, "resettable", path, true);
+    device.rebootTime = integerAt(object, "rebootTime", path, 4000);
+    if (device.rebootTime < -1)
+        fail(path + QStringLiteral(".rebootTime"), QStringLiteral("milliseconds or -1 for never are expected"));
     return device;
 }
 

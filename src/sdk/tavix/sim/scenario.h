@@ -59,6 +59,8 @@ struct DeviceDesc
     NodeMapDescription eventFeatures;
     StreamDesc stream;
     CompressionDesc compression;
+    bool resettable = true;   // the camera has the command "DeviceReset", which reboots it
+    int64_t rebootTime = 4000; // milliseconds of the simulator's clock until a reset device is back; -1: never
 };
 
 struct InterfaceDesc

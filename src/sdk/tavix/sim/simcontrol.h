@@ -80,6 +80,20 @@ int liveObjects(LiveObject kind);
 int callCount(const std::string& what); // e.g. "CreateTl:<layer full name>", "ParseModel:<model>"
 GrabRecord lastGrab(const std::string& deviceFullName);
 
+// Firmware update. A device that executes "DeviceReset" vanishes from every listing until its
+// reboot time has passed on the simulator's clock, which advances by the time each
+// WaitObject::Sleep asks for (not by its scaled real time), so that a reboot takes the same
+// number of waits on any machine. The reboot time starts as the scenario's "rebootTime".
+// -1: the device never comes back.
+void setRebootTime(const std::string& deviceFullName, long long milliseconds);
+// The device comes back from its next reset under this address, its full name following it.
+void setRebootAddress(const std::string& deviceFullName, const std::string& ipAddress);
+// A flash write fails half-way through: inject the fault operation "FirmwareWrite" on the device.
+// The firmware version text the device reports now (its node map's "DeviceFirmwareVersion").
+std::string firmwareVersion(const std::string& deviceFullName);
+// The device's full name now; it changes when the device returns under another address.
+std::string currentFullName(const std::string& serialNumber);
+
 // Back to the default scenario (or that of TAVIX_SIM_SCENARIO), no faults, normal clock,
 // counters of calls and sleeps emptied. Live objects are left alone.
 void reset();

@@ -102,7 +102,14 @@ public:
     int64_t imageSize() const;
     void checkFault(const std::string& operation);
 
+    // Firmware update: the updater writes an image in chunks from offset 0 on, has it verified
+    // and executes "DeviceReset"; the device comes back with the verified version. A write
+    // that fails, or a reset before the verification, leaves the old firmware in place.
+    void writeFirmware(size_t offset, const char* data, size_t size, size_t totalSize);
+    bool verifyFirmware(const std::string& sha256, const std::string& newVersion);
+
 private:
+    void reset();
     std::unique_ptr<CNodeMap> makeNodeMap(const char* role, const NodeMapDescription& features);
 
     DeviceDesc m_desc;
@@ -115,6 +122,9 @@ private:
     std::mutex m_callbackMutex;
     std::map<int, std::function<void()>> m_removalCallbacks;
     int m_nextCallbackId = 1;
+    std::mutex m_flashMutex;
+    std::string m_flash;
+    std::string m_verifiedVersion;
 };
 
 } // namespace TavixSim
