@@ -53,7 +53,6 @@ namespace {
 // The simulated flash takes this long for each chunk, on the simulator's clock.
 constexpr size_t ChunkSize = 4096;
 constexpr unsigned long ChunkWriteMs = 20;
-constexpr uint32_t LeastRebootWaitMs = 1000;
 
 [[noreturn]] void failUpdate(const char* type, const std::string& text)
 {
@@ -104,6 +103,7 @@ public:
                 failUpdate("RuntimeException", "The written firmware does not verify; the device keeps its firmware.");
         });
         step(FirmwareUpdateProgressStepType_DeviceReset, rebootWait(), "Restarting the device.", [&] {
+            m_needsRecovery = false; // the reset cycle is the recovery: it ends with the device found or lost
             m_device.resetAndReconnect(m_pNodeMap, rebootWait());
         });
         m_device.finish();
@@ -119,7 +119,8 @@ public:
             m_device.resetAndReconnect(m_pNodeMap, rebootWait());
     }
 
-    bool wroteToDevice() const { return m_wroteToDevice; }
+    // The device's flash was touched and the device hasn't been reset since.
+    bool needsRecovery() const { return m_needsRecovery; }
 
 private:
     template <typename Body>
@@ -176,10 +177,11 @@ private:
     {
         for (size_t i = 0; i < chunks; ++i) {
             const size_t offset = i * ChunkSize;
-            m_wroteToDevice = true;
+            m_needsRecovery = true;
             flash.writeFirmware(offset, payload.data() + offset, std::min(ChunkSize, payload.size() - offset), payload.size());
             Tavix::WaitObject::Sleep(ChunkWriteMs);
-            if (m_pObserver)
+            // The step's end reports the last 100 percent.
+            if (m_pObserver && i + 1 < chunks)
                 m_pObserver->OnFirmwareUpdateProgressStepPartialProgress(FirmwareUpdateProgressStepType_FileUpload,
                                                                          100.0 * double(i + 1) / double(chunks));
         }
@@ -190,7 +192,7 @@ private:
     const CFirmwareUpdateInfo::Data& m_data;
     IFirmwareUpdateProgressObserver* m_pObserver;
     INodeMap* m_pNodeMap = nullptr;
-    bool m_wroteToDevice = false;
+    bool m_needsRecovery = false;
 };
 
 // The filter is a wildcard pattern that one of the update's model names must match.
@@ -225,7 +227,7 @@ void CFirmwareUpdater::ApplyUpdate(IFirmwareUpdatableDevice* device, const CFirm
     } catch (const GenICam::GenericException& e) {
         if (observer)
             observer->OnFirmwareUpdateError(e);
-        if (run.wroteToDevice())
+        if (run.needsRecovery())
             run.recover();
         throw;
     }
