@@ -119,6 +119,9 @@ private slots:
     void injectedFaultsEndCleanly();
     void theResetCycleWaitsAsTheSdkAsks_data();
     void theResetCycleWaitsAsTheSdkAsks();
+    void aFailedTryIsLoggedAndItsDeviceNotTriedAgain_data();
+    void aFailedTryIsLoggedAndItsDeviceNotTriedAgain();
+    void aDeviceWithoutResetCommandEndsTheUpdate();
 
 private:
     QString examplePath() const { return QFINDTESTDATA("../data/firmware/updates.json"); }
@@ -530,6 +533,65 @@ void TestFirmwareUpdate::theResetCycleWaitsAsTheSdkAsks()
     QCOMPARE(*cycle, firstSleep);
     QVERIFY(std::all_of(cycle + 1, sleeps.end(), [](unsigned long ms) { return ms == 500; }));
     QCOMPARE(update->getDeviceVersionRaw(), QStringLiteral("2.1.9"));
+}
+
+void TestFirmwareUpdate::aFailedTryIsLoggedAndItsDeviceNotTriedAgain_data()
+{
+    QTest::addColumn<int>("attempt");
+    QTest::addColumn<int>("level");
+
+    QTest::newRow("try 28") << 28 << 0;
+    QTest::newRow("the last try") << 29 << 3;
+}
+
+void TestFirmwareUpdate::aFailedTryIsLoggedAndItsDeviceNotTriedAgain()
+{
+    QFETCH(int, attempt);
+    QFETCH(int, level);
+    TavixSim::setRebootTime(FirmwareScenario::OrvikName, 2000 + attempt * 500);
+    QSharedPointer<IDeviceFirmwareUpdate> update = m_pService->update(m_orvik, exampleUpdate(QStringLiteral("2.1.8")));
+    QVERIFY(update);
+    // The device fails to open once, from below the SDK's exception family: the cycle goes on.
+    TavixSim::injectFault({FirmwareScenario::OrvikName, "Open", "std::runtime_error", "Link down.", 1});
+    CLogRecorder log;
+    QVERIFY(!applyOnClientThread(update));
+
+    QVector<CLogRecorder::Entry> failures;
+    for (const auto& entry : log.entries()) {
+        if (entry.message == QStringLiteral("Failed to re-open device '41000011'"))
+            failures.append(entry);
+    }
+    QCOMPARE(failures.size(), 1);
+    QCOMPARE(failures[0].level, level);
+    QCOMPARE(failures[0].category, QLatin1String(UpdatableDeviceCategory));
+    // Found again on later tries, the device stands twice in the list and is not opened again.
+    const QStringList lines = log.messages(QLatin1String(UpdatableDeviceCategory));
+    QCOMPARE(lines.filter(QStringLiteral("Trying to re-create the device")).size(), 1);
+    QCOMPARE(m_orvik->getLastError(), QStringLiteral("Could not rediscover device after reset."));
+    update.reset();
+    QVERIFY(!m_pRoster->isExclusive(m_orvik));
+}
+
+void TestFirmwareUpdate::aDeviceWithoutResetCommandEndsTheUpdate()
+{
+    m_pRoster.reset();
+    QJsonObject orvik = FirmwareScenario::orvik();
+    orvik.insert("resettable", false);
+    QCOMPARE(FirmwareScenario::load({orvik}), QString());
+    m_pRoster = std::make_unique<COptiRoster>(m_notifier, nullptr);
+    m_pService = std::make_unique<CDeviceFirmwareUpdateService>(m_pRoster.get(), nullptr);
+    m_pRoster->addDevice(m_orvik);
+
+    QSharedPointer<IDeviceFirmwareUpdate> update = m_pService->update(m_orvik, exampleUpdate(QStringLiteral("2.1.8")));
+    QVERIFY(update);
+    QSignalSpy errors(update.data(), &IDeviceFirmwareUpdate::firmwareUpdateError);
+    CLogRecorder log;
+    QVERIFY(!applyOnClientThread(update));
+    QCOMPARE(errors.count(), 1);
+    QCOMPARE(errors.at(0).at(0).toString(), QStringLiteral("NULL pointer dereferenced"));
+    QVERIFY(!log.messages(QLatin1String(UpdatableDeviceCategory)).contains(QStringLiteral("Trying to rediscover the device.")));
+    update.reset();
+    QCOMPARE(openAndReadFirmware(), QLatin1String(FirmwareScenario::OrvikFirmware)); // the old firmware, never reset
 }
 
 TAVIX_TEST_MAIN(TestFirmwareUpdate)

@@ -20,11 +20,12 @@ struct RuntimeCounters
 
 enum LiveObject { LiveDevice, LiveTransportLayer, LiveInstantCamera, LiveChunkParser, LiveInterface, LiveObjectKinds };
 
-// A fault: the operation of the target throws the GenICam type with the description.
+// A fault: the operation of the target throws the GenICam type with the description, or, for the
+// type "std::runtime_error", that standard exception.
 // target is a device's or layer's full name, an interface id, or "*" for any.
 // Operations: EnumerateTls, CreateTl, EnumerateInterfaces, EnumerateDevices, EnumerateAllDevices,
 // AnnounceRemoteDevice, CreateDevice, Open, Close, StartGrabbing, CreateInterface, InterfaceOpen,
-// InterfaceClose, GetCompressionInfo, "Read:<feature>", "Write:<feature>".
+// InterfaceClose, GetCompressionInfo, "Read:<feature>", "Write:<feature>", FirmwareWrite.
 struct Fault
 {
     std::string target = "*";
@@ -88,7 +89,8 @@ GrabRecord lastGrab(const std::string& deviceFullName);
 void setRebootTime(const std::string& deviceFullName, long long milliseconds);
 // The device comes back from its next reset under this address, its full name following it.
 void setRebootAddress(const std::string& deviceFullName, const std::string& ipAddress);
-// A flash write fails half-way through: inject the fault operation "FirmwareWrite" on the device.
+// A fault on "FirmwareWrite" hits when the flash write is half done; the device keeps its old
+// firmware.
 // The firmware version text the device reports now (its node map's "DeviceFirmwareVersion").
 std::string firmwareVersion(const std::string& deviceFullName);
 // The device's full name now; it changes when the device returns under another address.

@@ -5,6 +5,7 @@
 #include <QtGlobal>
 
 #include <chrono>
+#include <stdexcept>
 
 namespace TavixSim {
 
@@ -523,6 +524,9 @@ void CWorld::checkFault(std::initializer_list<std::string> targets, const std::s
         if (it->count > 0 && --it->count == 0)
             m_faults.erase(it);
     }
+    // A failure from below the SDK, outside its exception family.
+    if (hit.exceptionType == "std::runtime_error")
+        throw std::runtime_error(hit.description);
     GenICam::throwException(hit.exceptionType, hit.description, __FILE__, __LINE__);
 }
 
