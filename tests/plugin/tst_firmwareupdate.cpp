@@ -404,6 +404,11 @@ void TestFirmwareUpdate::aWholeRunFromAClientThreadWhileEnumerationRuns()
     connect(update.data(), &IDeviceFirmwareUpdate::firmwareUpdateDone, this, [&] { signalLog.append(QStringLiteral("end")); },
             Qt::DirectConnection);
     QSignalSpy errors(update.data(), &IDeviceFirmwareUpdate::firmwareUpdateError);
+    // A client on the main thread gets the signals queued, the update record and steps with them.
+    CQueuedRecorder<int> queuedSteps(update.data(), &IDeviceFirmwareUpdate::firmwareUpdateProgressStepDone,
+                                     [](EFirmwareUpdateStep step, uint) { return int(step); });
+    CQueuedRecorder<QSharedPointer<IFirmwareUpdateInfo>> queuedBegin(
+        update.data(), &IDeviceFirmwareUpdate::firmwareUpdateBegin, [](QSharedPointer<IFirmwareUpdateInfo> info, uint) { return info; });
 
     QFuture<bool> applied = QtConcurrent::run([update] { return update->apply(); });
     // The device reboots: enumeration no longer lists it, and the roster keeps the camera in use.
@@ -420,6 +425,8 @@ void TestFirmwareUpdate::aWholeRunFromAClientThreadWhileEnumerationRuns()
                                                "step 5", "5 33%", "5 66%", "5 100%", "done 5", "step 4", "4 100%", "done 4",
                                                "step 6", "6 100%", "done 6", "end"}));
     QCOMPARE(errors.count(), 0);
+    QTRY_COMPARE(queuedSteps.values, (QVector<int>{CheckPreconditions, AcquireUpdateData, FileUpload, FeatureAssert, DeviceReset}));
+    QCOMPARE(queuedBegin.values, QVector<QSharedPointer<IFirmwareUpdateInfo>>{update->getFirmwareUpdateInfoToApply()});
     QCOMPARE(update->getDeviceVersionRaw(), QStringLiteral("OVK2310-V02.01.008-build4502"));
     QCOMPARE(update->getDeviceVersion(), QStringLiteral("02.01.008"));
     QCOMPARE(update->getFirmwareUpdateDirection(), Sidegrade);

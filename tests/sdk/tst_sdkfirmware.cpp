@@ -49,6 +49,7 @@ private slots:
     void init();
     void readsEveryUpdateOfAFileInItsOrder();
     void theFilterSelectsByModelName();
+    void theDocumentedExampleReads();
     void aBadFileGivesAClearErrorAndNoRecords_data();
     void aBadFileGivesAClearErrorAndNoRecords();
     void versionsAreExtractedFromRealisticTexts_data();
@@ -94,6 +95,26 @@ void TestSdkFirmware::theFilterSelectsByModelName()
     CRecordingCollector none;
     GenApi::CFirmwareUpdater().ReadFirmwareUpdateInfos(examplePath().toUtf8().constData(), none, "QRX-*");
     QVERIFY(none.records.empty());
+}
+
+void TestSdkFirmware::theDocumentedExampleReads()
+{
+    QFile doc(QFINDTESTDATA("../../docs/firmware.md"));
+    QVERIFY(doc.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(doc.readAll());
+    const int start = text.indexOf(QStringLiteral("```json\n"));
+    const int end = text.indexOf(QStringLiteral("```"), start + 8);
+    QVERIFY(start >= 0 && end > start);
+    QTemporaryDir dir;
+    QFile file(dir.filePath(QStringLiteral("example.json")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(text.mid(start + 8, end - start - 8).toUtf8());
+    file.close();
+
+    CRecordingCollector collector;
+    GenApi::CFirmwareUpdater().ReadFirmwareUpdateInfos(file.fileName().toUtf8().constData(), collector, nullptr);
+    QCOMPARE(collector.records.size(), size_t(2));
+    QCOMPARE(versionOf(collector.records[0]), QStringLiteral("2.1.8"));
 }
 
 void TestSdkFirmware::aBadFileGivesAClearErrorAndNoRecords_data()
