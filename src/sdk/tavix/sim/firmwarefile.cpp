@@ -68,6 +68,10 @@ public:
         if (format.toInt(-1) != FormatVersion)
             failFile("FormatException", QStringLiteral("'%1' must be %2; this is no update file of a known version")
                                             .arg(QLatin1String(FormatKey)).arg(FormatVersion));
+        for (auto it = root.begin(); it != root.end(); ++it) {
+            if (it.key() != QLatin1String(FormatKey) && it.key() != QLatin1String("updates"))
+                failFile("FormatException", QStringLiteral("unknown key '%1'").arg(it.key()));
+        }
         const QJsonValue updates = root.value(QStringLiteral("updates"));
         if (!updates.isArray() || updates.toArray().isEmpty())
             failFile("FormatException", QStringLiteral("'updates' must be an array of at least one update"));
