@@ -180,7 +180,7 @@ void TestPluginLifecycle::initializeWiresTheNotifierAndThePools()
     // Clients that look services up by interface see them in this order.
     QCOMPARE(classesOf(), (QStringList{"ImageGrabbedNotifierService", "CCameraEnumerationService", "CStatusService",
                                        "CControlService", "CCameraStreamControlService", "CCameraActionCommandsService",
-                                       "CImageDecompressorService", "CStaticDefectPixelCorrectionService"}));
+                                       "CDeviceFirmwareUpdateService", "CImageDecompressorService", "CStaticDefectPixelCorrectionService"}));
     const QObjectList children = plugin->children();
     QCOMPARE(children.size(), 2);
     QVERIFY(qobject_cast<Plugin::OptiRoster::Internal::COptiRoster*>(children[0]));

@@ -6,6 +6,7 @@
 #include <plugins/optiroster/internal/cameraparameterprovider.h>
 #include <plugins/optiroster/internal/camerastreamcontrolservice.h>
 #include <plugins/optiroster/internal/controlservice.h>
+#include <plugins/optiroster/internal/devicefirmwareupdateservice.h>
 #include <plugins/optiroster/internal/imagedecompressorservice.h>
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/interfacepool.h>
@@ -53,6 +54,7 @@ bool COptiRosterPlugin::initialize(QWeakPointer<Core::Plugin::IPluginInitializer
     keepAndRegister(m_controlService, new Internal::CControlService(m_optiRoster, m_interfacePool, nullptr), registry);
     keepAndRegister(m_streamControlService, new Internal::CCameraStreamControlService(m_optiRoster, nullptr), registry);
     keepAndRegister(m_actionCommandsService, new Internal::CCameraActionCommandsService(m_optiRoster, nullptr), registry);
+    keepAndRegister(m_firmwareUpdateService, new Internal::CDeviceFirmwareUpdateService(m_optiRoster, nullptr), registry);
     keepAndRegister(m_imageDecompressorService, new Internal::CImageDecompressorService(m_optiRoster, nullptr), registry);
     keepAndRegister(m_staticDefectPixelCorrectionService, new Internal::CStaticDefectPixelCorrectionService(m_optiRoster, nullptr),
                     registry);
@@ -93,7 +95,7 @@ bool COptiRosterPlugin::uninitialize(QWeakPointer<Core::Plugin::IPluginInitializ
     if (const auto registry = initializer.toStrongRef()) {
         const QList<QSharedPointer<Core::Service::IService>> services{
             m_enumerationService, m_statusService, m_controlService, m_streamControlService, m_actionCommandsService,
-            m_imageDecompressorService, m_staticDefectPixelCorrectionService};
+            m_firmwareUpdateService, m_imageDecompressorService, m_staticDefectPixelCorrectionService};
         for (const auto& service : services)
             registry->unregisterService(service);
     }

@@ -15,6 +15,7 @@ class ICameraStatusService;
 class ICameraControlService;
 class ICameraStreamControlService;
 class ICameraActionCommandsService;
+class IDeviceFirmwareUpdateService;
 class IImageDecompressorService;
 class IStaticDefectPixelCorrectionService;
 
@@ -51,6 +52,7 @@ private:
     QSharedPointer<ICameraControlService> m_controlService;
     QSharedPointer<ICameraStreamControlService> m_streamControlService;
     QSharedPointer<ICameraActionCommandsService> m_actionCommandsService;
+    QSharedPointer<IDeviceFirmwareUpdateService> m_firmwareUpdateService;
     QSharedPointer<IImageDecompressorService> m_imageDecompressorService;
     QSharedPointer<IStaticDefectPixelCorrectionService> m_staticDefectPixelCorrectionService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> m_parameterService;

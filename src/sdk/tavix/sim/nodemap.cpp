@@ -178,6 +178,26 @@ public:
     void FromString(const gcstring&) override { Execute(); }
 };
 
+// A command that acts when executed; the action runs outside the map's mutex, since it may
+// reach beyond the map.
+class CActionCommandNode : public CCommandNode
+{
+public:
+    CActionCommandNode(const CNodeMap* map, const FeatureDesc& desc, std::function<void()> action)
+        : CCommandNode(map, desc)
+        , m_action(std::move(action))
+    {
+    }
+    void Execute() override
+    {
+        CCommandNode::Execute();
+        m_action();
+    }
+
+private:
+    std::function<void()> m_action;
+};
+
 class CStringNode : public CNodeBase, public GenApi::IString
 {
 public:
@@ -385,6 +405,18 @@ void CNodeMap::addComputedString(const std::string& name, std::function<std::str
     desc.type = GenApi::intfIString;
     desc.access = write ? GenApi::RW : GenApi::RO;
     auto node = std::make_unique<CComputedStringNode>(this, desc, std::move(read), std::move(write));
+    m_byName[name] = node.get();
+    m_nodes.push_back(std::move(node));
+}
+
+void CNodeMap::addCommand(const std::string& name, std::function<void()> action)
+{
+    Lock lock(m_mutex);
+    FeatureDesc desc;
+    desc.name = name;
+    desc.type = GenApi::intfICommand;
+    desc.access = GenApi::WO;
+    auto node = std::make_unique<CActionCommandNode>(this, desc, std::move(action));
     m_byName[name] = node.get();
     m_nodes.push_back(std::move(node));
 }

@@ -61,6 +61,8 @@ public:
     // A string read, and written if write is given, through the callbacks at each access.
     void addComputedString(const std::string& name, std::function<std::string()> read,
                            std::function<void(const std::string&)> write = {});
+    // A write-only command that runs action after each execution.
+    void addCommand(const std::string& name, std::function<void()> action);
     void setAccessHook(AccessHook hook);
 
     // Writes that bypass access modes, for the device's own updates (chunk values, ...).

@@ -278,7 +278,7 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     checkKeys(object, path, {"fullName", "friendlyName", "vendorName", "modelName", "serialNumber", "userDefinedName",
                              "deviceVersion", "deviceFactory", "manufacturerInfo", "deviceClass", "tlType", "ipAddress",
                              "reachable", "plugged", "model", "features", "tlFeatures", "streamFeatures",
-                             "eventFeatures", "stream", "compression", "defectPixels"});
+                             "eventFeatures", "stream", "compression", "defectPixels", "resettable", "rebootTime"});
     DeviceDesc device;
     auto set = [&](const char* key, const char* property, bool required = false, const QString& fallback = QString()) {
         const QJsonValue value = object.value(QLatin1String(key));
@@ -315,6 +315,10 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     if (object.contains(QStringLiteral("defectPixels")))
         device.defectPixels = parseDefectPixels(objectAt(object.value(QStringLiteral("defectPixels")), path + QStringLiteral(".defectPixels")),
                                                 path + QStringLiteral(".defectPixels"));
+    device.resettable = boolAt(object, "resettable", path, true);
+    device.rebootTime = integerAt(object, "rebootTime", path, 4000);
+    if (device.rebootTime < -1)
+        fail(path + QStringLiteral(".rebootTime"), QStringLiteral("milliseconds or -1 for never are expected"));
     return device;
 }
 

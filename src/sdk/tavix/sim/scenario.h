@@ -68,6 +68,8 @@ struct DeviceDesc
     StreamDesc stream;
     CompressionDesc compression;
     DefectPixelsDesc defectPixels;
+    bool resettable = true;   // the camera has the command "DeviceReset", which reboots it
+    int64_t rebootTime = 4000; // milliseconds of the simulator's clock until a reset device is back; -1: never
 };
 
 struct InterfaceDesc

@@ -21,12 +21,13 @@ struct RuntimeCounters
 
 enum LiveObject { LiveDevice, LiveTransportLayer, LiveInstantCamera, LiveChunkParser, LiveInterface, LiveObjectKinds };
 
-// A fault: the operation of the target throws the GenICam type with the description.
+// A fault: the operation of the target throws the GenICam type with the description, or, for the
+// type "std::runtime_error", that standard exception.
 // target is a device's or layer's full name, an interface id, or "*" for any.
 // Operations: EnumerateTls, CreateTl, EnumerateInterfaces, EnumerateDevices, EnumerateAllDevices,
 // AnnounceRemoteDevice, CreateDevice, Open, Close, StartGrabbing, CreateInterface, InterfaceOpen,
 // InterfaceClose, GetCompressionInfo, IssueActionCommand, IssueScheduledActionCommand (target: the
-// layer), "Read:<feature>", "Write:<feature>".
+// layer), "Read:<feature>", "Write:<feature>", FirmwareWrite.
 struct Fault
 {
     std::string target = "*";
@@ -86,6 +87,21 @@ int liveObjects(LiveObject kind);
 // signals that a grabbing device took)
 int callCount(const std::string& what);
 GrabRecord lastGrab(const std::string& deviceFullName);
+
+// Firmware update. A device that executes "DeviceReset" vanishes from every listing until its
+// reboot time has passed on the simulator's clock, which advances by the time each
+// WaitObject::Sleep asks for (not by its scaled real time), so that a reboot takes the same
+// number of waits on any machine. The reboot time starts as the scenario's "rebootTime".
+// -1: the device never comes back.
+void setRebootTime(const std::string& deviceFullName, long long milliseconds);
+// The device comes back from its next reset under this address, its full name following it.
+void setRebootAddress(const std::string& deviceFullName, const std::string& ipAddress);
+// A fault on "FirmwareWrite" hits when the flash write is half done; the device keeps its old
+// firmware.
+// The firmware version text the device reports now (its node map's "DeviceFirmwareVersion").
+std::string firmwareVersion(const std::string& deviceFullName);
+// The device's full name now; it changes when the device returns under another address.
+std::string currentFullName(const std::string& serialNumber);
 
 // Back to the default scenario (or that of TAVIX_SIM_SCENARIO), no faults, normal clock,
 // counters of calls and sleeps emptied. Live objects are left alone.

@@ -1,6 +1,8 @@
 #include <tavix/sim/simdevice.h>
 #include <tavix/sim/world.h>
 
+#include <QCryptographicHash>
+
 #include <algorithm>
 #include <cstring>
 
@@ -17,6 +19,16 @@ FeatureDesc integer(const char* name, int64_t value, GenApi::EAccessMode access 
     feature.intValue = value;
     feature.intMin = 0;
     feature.access = access;
+    return feature;
+}
+
+FeatureDesc text(const char* name, const std::string& value)
+{
+    FeatureDesc feature;
+    feature.name = name;
+    feature.type = GenApi::intfIString;
+    feature.access = GenApi::RO;
+    feature.stringValue = value;
     return feature;
 }
 
@@ -74,7 +86,13 @@ CSimDevice::CSimDevice(const DeviceDesc& desc)
         camera.push_back(integer("ChunkTimestamp", 0, GenApi::RO));
     addCompressionFeatures(camera);
     addDefectPixelFeatures(camera);
+    if (!hasFeature(camera, "DeviceModelName") && m_desc.info.IsPropertyAvailable("ModelName"))
+        camera.push_back(text("DeviceModelName", m_desc.info.GetModelName().toStdString()));
+    if (!hasFeature(camera, "DeviceVersion") && m_desc.info.IsPropertyAvailable("DeviceVersion"))
+        camera.push_back(text("DeviceVersion", m_desc.info.GetDeviceVersion().toStdString()));
     m_pCameraNodeMap = makeNodeMap("Camera", camera);
+    if (m_desc.resettable && !hasFeature(camera, "DeviceReset"))
+        m_pCameraNodeMap->addCommand("DeviceReset", [this] { reset(); });
     addComputedFeatures(camera);
 
     m_pTlNodeMap = makeNodeMap("TransportLayer", m_desc.tlFeatures);
@@ -243,6 +261,49 @@ void CSimDevice::Close()
 {
     m_open.store(false, std::memory_order_release);
     checkFault("Close");
+}
+
+void CSimDevice::writeFirmware(size_t offset, const char* data, size_t size, size_t totalSize)
+{
+    std::lock_guard<std::mutex> lock(m_flashMutex);
+    if (IsRemoved() || !IsOpen())
+        throw GenICam::RuntimeException("The device doesn't answer. It may have been removed.", __FILE__, __LINE__);
+    if (offset == 0) {
+        m_flash.clear();
+        m_verifiedVersion.clear();
+    }
+    if (offset != m_flash.size())
+        throw GenICam::InvalidArgumentException("Firmware chunks must be written in order.", __FILE__, __LINE__);
+    // A write that fails does so half-way through, the case a device must survive.
+    if (offset < totalSize / 2 && offset + size >= totalSize / 2) {
+        try {
+            checkFault("FirmwareWrite");
+        } catch (...) {
+            m_flash.clear();
+            throw;
+        }
+    }
+    m_flash.append(data, size);
+}
+
+bool CSimDevice::verifyFirmware(const std::string& sha256, const std::string& newVersion)
+{
+    std::lock_guard<std::mutex> lock(m_flashMutex);
+    const QByteArray flash = QByteArray::fromRawData(m_flash.data(), int(m_flash.size()));
+    const bool good = QCryptographicHash::hash(flash, QCryptographicHash::Sha256).toHex().toStdString() == sha256;
+    m_verifiedVersion = good ? newVersion : std::string();
+    return good;
+}
+
+void CSimDevice::reset()
+{
+    std::string version;
+    {
+        std::lock_guard<std::mutex> lock(m_flashMutex);
+        version.swap(m_verifiedVersion);
+        m_flash.clear();
+    }
+    CWorld::instance().resetDevice(m_desc.info.GetFullName().toStdString(), version);
 }
 
 int64_t CSimDevice::bytesPerPixel() const

@@ -135,8 +135,14 @@ public:
     bool waitsForActionSignal() const;
     // Passes an action signal to the stream if the trigger waits for one.
     void fireAction(uint64_t dueNs);
+    // Firmware update: the updater writes an image in chunks from offset 0 on, has it verified
+    // and executes "DeviceReset"; the device comes back with the verified version. A write
+    // that fails, or a reset before the verification, leaves the old firmware in place.
+    void writeFirmware(size_t offset, const char* data, size_t size, size_t totalSize);
+    bool verifyFirmware(const std::string& sha256, const std::string& newVersion);
 
 private:
+    void reset();
     std::unique_ptr<CNodeMap> makeNodeMap(const char* role, const NodeMapDescription& features);
     void addCompressionFeatures(NodeMapDescription& camera);
     void addDefectPixelFeatures(NodeMapDescription& camera);
@@ -152,6 +158,9 @@ private:
     std::mutex m_callbackMutex;
     std::map<int, std::function<void()>> m_removalCallbacks;
     int m_nextCallbackId = 1;
+    std::mutex m_flashMutex;
+    std::string m_flash;
+    std::string m_verifiedVersion;
 };
 
 } // namespace TavixSim

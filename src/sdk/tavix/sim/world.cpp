@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <stdexcept>
 
 namespace TavixSim {
 
@@ -121,6 +122,17 @@ const DeviceDesc* CWorld::deviceNamed(const std::string& fullName) const
     return nullptr;
 }
 
+DeviceDesc* CWorld::deviceNamed(const std::string& fullName)
+{
+    return const_cast<DeviceDesc*>(static_cast<const CWorld*>(this)->deviceNamed(fullName));
+}
+
+bool CWorld::isRebooting(const std::string& deviceFullName) const
+{
+    const auto state = m_deviceStates.find(deviceFullName);
+    return state != m_deviceStates.end() && state->second.rebooting && simulatedTimeMs() < state->second.rebootUntil;
+}
+
 std::vector<Tavix::CTlInfo> CWorld::layerInfos() const
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
@@ -194,7 +206,7 @@ std::vector<Tavix::CDeviceInfo> CWorld::listDevices(const std::string& layerFull
             const auto state = m_deviceStates.find(name);
             const bool plugged = state == m_deviceStates.end() ? device.plugged : state->second.plugged;
             const bool announced = state != m_deviceStates.end() && state->second.announced;
-            if (plugged && (device.reachable || announced || allSubnets))
+            if (plugged && !isRebooting(name) && (device.reachable || announced || allSubnets))
                 devices.push_back(device.info);
         }
     }
@@ -223,6 +235,8 @@ bool CWorld::announce(const std::string& layerFullName, const std::string& ipAdd
 bool CWorld::isPresent(const std::string& deviceFullName) const
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    if (isRebooting(deviceFullName))
+        return false;
     const auto state = m_deviceStates.find(deviceFullName);
     if (state != m_deviceStates.end())
         return state->second.plugged;
@@ -315,6 +329,133 @@ void CWorld::waitForRemovalThreads()
     }
 }
 
+namespace {
+
+void setFirmwareVersionFeature(DeviceDesc& device, const std::string& version)
+{
+    for (auto& feature : device.features) {
+        if (feature.name == "DeviceFirmwareVersion") {
+            feature.stringValue = version;
+            return;
+        }
+    }
+    FeatureDesc feature;
+    feature.name = "DeviceFirmwareVersion";
+    feature.type = GenApi::intfIString;
+    feature.access = GenApi::RO;
+    feature.stringValue = version;
+    device.features.push_back(feature);
+}
+
+// Gives the device a new address; its full name, which holds the address, follows. Returns the
+// new full name.
+std::string readdress(DeviceDesc& device, const std::string& ipAddress)
+{
+    const std::string oldAddress = device.info.GetIpAddress().toStdString();
+    std::string fullName = device.info.GetFullName().toStdString();
+    const size_t at = oldAddress.empty() ? std::string::npos : fullName.find(oldAddress);
+    if (at != std::string::npos)
+        fullName.replace(at, oldAddress.size(), ipAddress);
+    else
+        fullName += "#" + ipAddress;
+    device.info.SetPropertyValue("IpAddress", ipAddress.c_str());
+    device.info.SetFullName(fullName.c_str());
+    return fullName;
+}
+
+} // namespace
+
+void CWorld::resetDevice(const std::string& deviceFullName, const std::string& newFirmwareVersion)
+{
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_mutex);
+        DeviceDesc* device = deviceNamed(deviceFullName);
+        if (!device)
+            return;
+        DeviceState state = m_deviceStates[deviceFullName];
+        if (!newFirmwareVersion.empty())
+            setFirmwareVersionFeature(*device, newFirmwareVersion);
+        const int64_t rebootTime = state.rebootTimeSet ? state.rebootTime : device->rebootTime;
+        std::string fullName = deviceFullName;
+        if (!state.returnAddress.empty()) {
+            fullName = readdress(*device, state.returnAddress);
+            state.returnAddress.clear();
+            m_deviceStates.erase(deviceFullName);
+        }
+        state.rebooting = true;
+        state.rebootUntil = rebootTime < 0 ? UINT64_MAX : simulatedTimeMs() + uint64_t(rebootTime);
+        m_deviceStates[fullName] = state;
+        ++m_calls["DeviceReset:" + deviceFullName];
+    }
+    // The device objects of before the reset talk to nothing any more.
+    std::lock_guard<std::mutex> lock(m_devicesMutex);
+    const auto range = m_liveDevices.equal_range(deviceFullName);
+    for (auto it = range.first; it != range.second; ++it)
+        it->second->markRemoved();
+}
+
+void CWorld::setRebootTime(const std::string& deviceFullName, int64_t milliseconds)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    DeviceState& state = m_deviceStates[deviceFullName];
+    state.rebootTimeSet = true;
+    state.rebootTime = milliseconds;
+}
+
+void CWorld::setRebootAddress(const std::string& deviceFullName, const std::string& ipAddress)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    m_deviceStates[deviceFullName].returnAddress = ipAddress;
+}
+
+std::string CWorld::firmwareVersion(const std::string& deviceFullName) const
+{
+    std::shared_ptr<const NodeMapDescription> model;
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_mutex);
+        const DeviceDesc* device = deviceNamed(deviceFullName);
+        if (!device)
+            return std::string();
+        for (const auto& feature : device->features) {
+            if (feature.name == "DeviceFirmwareVersion")
+                return feature.stringValue;
+        }
+        if (device->model.empty())
+            return std::string();
+        model = const_cast<CWorld*>(this)->modelFeatures(device->model);
+    }
+    for (const auto& feature : *model) {
+        if (feature.name == "DeviceFirmwareVersion")
+            return feature.stringValue;
+    }
+    return std::string();
+}
+
+std::string CWorld::currentFullName(const std::string& serialNumber) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    ensureLoaded();
+    for (const auto& layer : m_scenario.layers) {
+        for (const auto& device : layer.devices) {
+            if (device.info.GetSerialNumber() == serialNumber.c_str())
+                return device.info.GetFullName().toStdString();
+        }
+    }
+    return std::string();
+}
+
+CSimDevice* CWorld::liveDeviceOf(const GenApi::INodeMap* nodeMap)
+{
+    std::lock_guard<std::mutex> lock(m_devicesMutex);
+    for (const auto& live : m_liveDevices) {
+        if (&live.second->cameraNodeMap() == nodeMap)
+            return live.second;
+    }
+    return nullptr;
+}
+
 void CWorld::injectFault(const Fault& fault)
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
@@ -386,11 +527,21 @@ void CWorld::checkFault(std::initializer_list<std::string> targets, const std::s
         if (it->count > 0 && --it->count == 0)
             m_faults.erase(it);
     }
+    // A failure from below the SDK, outside its exception family.
+    if (hit.exceptionType == "std::runtime_error")
+        throw std::runtime_error(hit.description);
     GenICam::throwException(hit.exceptionType, hit.description, __FILE__, __LINE__);
 }
 
 void CWorld::sleep(unsigned long milliseconds)
 {
+    // The simulator's clock has passed the time asked for once the wait is over, however it was scaled.
+    struct AdvanceClock
+    {
+        std::atomic<uint64_t>& clock;
+        unsigned long milliseconds;
+        ~AdvanceClock() { clock.fetch_add(milliseconds, std::memory_order_acq_rel); }
+    } advance{m_simulatedMs, milliseconds};
     std::unique_lock<std::mutex> lock(m_sleepMutex);
     m_sleeps.push_back(milliseconds);
     m_thawed.wait(lock, [this] { return !m_sleepFrozen; });
@@ -621,6 +772,10 @@ uint64_t deviceClockNs() { return CWorld::deviceClockNs(); }
 int liveObjects(LiveObject kind) { return CWorld::instance().liveObjects(kind); }
 int callCount(const std::string& what) { return CWorld::instance().callCount(what); }
 GrabRecord lastGrab(const std::string& name) { return CWorld::instance().lastGrab(name); }
+void setRebootTime(const std::string& name, long long ms) { CWorld::instance().setRebootTime(name, ms); }
+void setRebootAddress(const std::string& name, const std::string& ip) { CWorld::instance().setRebootAddress(name, ip); }
+std::string firmwareVersion(const std::string& name) { return CWorld::instance().firmwareVersion(name); }
+std::string currentFullName(const std::string& serial) { return CWorld::instance().currentFullName(serial); }
 void reset() { CWorld::instance().reset(); }
 
 } // namespace TavixSim

@@ -82,6 +82,16 @@ public:
     void unregisterDevice(CSimDevice* device);
     void waitForRemovalThreads();
 
+    // Firmware update and reboot
+    void resetDevice(const std::string& deviceFullName, const std::string& newFirmwareVersion);
+    void setRebootTime(const std::string& deviceFullName, int64_t milliseconds);
+    void setRebootAddress(const std::string& deviceFullName, const std::string& ipAddress);
+    std::string firmwareVersion(const std::string& deviceFullName) const;
+    std::string currentFullName(const std::string& serialNumber) const;
+    // The live device whose camera node map this is; null when there is none.
+    CSimDevice* liveDeviceOf(const GenApi::INodeMap* nodeMap);
+    uint64_t simulatedTimeMs() const { return m_simulatedMs.load(std::memory_order_acquire); }
+
     // Faults
     void injectFault(const Fault& fault);
     void clearFaults();
@@ -131,6 +141,8 @@ private:
     // Under m_mutex; null when there is none.
     const LayerDesc* layerNamed(const std::string& fullName) const;
     const DeviceDesc* deviceNamed(const std::string& fullName) const;
+    DeviceDesc* deviceNamed(const std::string& fullName);
+    bool isRebooting(const std::string& deviceFullName) const;
 
     // A device that hears an action command, with its action settings as the scenario starts them.
     struct ActionTarget
@@ -145,6 +157,13 @@ private:
     {
         bool plugged = true;
         bool announced = false;
+        // Firmware update: the reset device is back when the simulator's clock reaches
+        // rebootUntil; rebootTime overrides the scenario's, returnAddress changes the address.
+        bool rebooting = false;
+        uint64_t rebootUntil = 0;
+        bool rebootTimeSet = false;
+        int64_t rebootTime = 0;
+        std::string returnAddress;
     };
 
     mutable std::recursive_mutex m_mutex;
@@ -170,6 +189,7 @@ private:
     double m_sleepScale = 1.0;
     bool m_sleepFrozen = false;
     std::vector<unsigned long> m_sleeps;
+    std::atomic<uint64_t> m_simulatedMs{0};
 
     std::array<std::atomic<int>, LiveObjectKinds> m_live{};
 };

@@ -3,7 +3,9 @@
 #include <plugins/optiroster/internal/camerainfo.h>
 #include <plugins/optiroster/internal/chunkparsingeventhander.h>
 #include <plugins/optiroster/internal/failurerule.h>
+#include <plugins/optiroster/internal/updatabledevice.h>
 
+#include <tavix/firmware.h>
 #include <tavix/imagedecompressor.h>
 #include <tavix/instantcamera.h>
 #include <tavix/runtime.h>
@@ -574,15 +576,48 @@ bool CCamera::isDefectPixelCorrectionSupported()
     return m_ptrParameterCollection->isParameterAvailable(QStringLiteral("VrlStaticDefectPixelCorrectionReload"));
 }
 
-bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo&, GenApi::IFirmwareUpdateProgressObserver*, const QString&)
+bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo& info, GenApi::IFirmwareUpdateProgressObserver* observer,
+                             const QString& path)
 {
-    return false; // firmware updates come with the updatable device
+    QMutexLocker operation(&m_operationMutex);
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!isOpen() || isGrabbing())
+        return false;
+    bool updated = false;
+    reportFailures(failureReport(QStringLiteral("Failure while updating the firmware. Reason: ")), [&] {
+        GenApi::CFirmwareUpdater updater;
+        // Owns the SDK device from here on; a device that doesn't come back dies with it.
+        CUpdatableDevice device;
+        detachNodeMaps();
+        device.attachDevice(m_pCamera->DetachDevice());
+        const QByteArray utf8Path = path.toUtf8();
+        updater.ApplyUpdate(&device, info, observer, path.isEmpty() ? nullptr : utf8Path.constData());
+        if (!device.isCameraOpen())
+            return;
+        m_pCamera->Attach(device.detachDevice(), Tavix::Cleanup_Delete);
+        // The device may have come back with another identity, and has a new firmware version.
+        if (const auto concreteInfo = m_ptrInfo.objectCast<CCameraInfo>())
+            concreteInfo->setDeviceInfo(m_pCamera->GetDeviceInfo());
+        attachNodeMaps();
+        updated = true;
+    });
+    return updated;
 }
 
-bool CCamera::firmwareUpdateMatchesDevice(const GenApi::CFirmwareUpdateInfo&, bool& matches)
+bool CCamera::firmwareUpdateMatchesDevice(const GenApi::CFirmwareUpdateInfo& info, bool& matches)
 {
     matches = false;
-    return false;
+    QMutexLocker operation(&m_operationMutex);
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    bool answered = false;
+    reportFailures(failureReport(QStringLiteral("Failure when checking if firmware update matches. Reason: ")), [&] {
+        if (!isOpen() || isGrabbing())
+            return;
+        GenApi::CFirmwareUpdater updater;
+        matches = updater.FirmwareUpdateMatchesDevice(&m_pCamera->GetNodeMap(), info);
+        answered = true;
+    });
+    return answered;
 }
 
 void CCamera::ensureNotDisposed() const

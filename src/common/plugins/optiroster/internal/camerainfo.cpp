@@ -1,6 +1,17 @@
 #include "camerainfo.h"
 
+#include <atomic>
+
 namespace Plugin::OptiRoster::Internal {
+
+namespace {
+std::atomic<quint64> identityChangeCount{0};
+} // namespace
+
+quint64 CCameraInfo::identityChanges()
+{
+    return identityChangeCount.load(std::memory_order_acquire);
+}
 
 namespace {
 QString text(const GenICam::gcstring& value)
@@ -63,8 +74,11 @@ const Tavix::CDeviceInfo& CCameraInfo::getDeviceInfo() const { return m_deviceIn
 
 void CCameraInfo::setDeviceInfo(const Tavix::CDeviceInfo& info)
 {
+    const QString fullName = m_fullName;
     m_deviceInfo = info;
     deriveFields();
+    if (m_fullName != fullName)
+        identityChangeCount.fetch_add(1, std::memory_order_acq_rel);
 }
 
 void CCameraInfo::setLastError(QString message)

@@ -32,6 +32,10 @@ public:
 
     // Takes a new record and derives the fields again; the last error and the context stay.
     void setDeviceInfo(const Tavix::CDeviceInfo& info);
+    // How often, in this process, a description took a record of another full name (a device
+    // that came back from a firmware update under another address): indexes by full name are
+    // stale when this has moved.
+    static quint64 identityChanges();
     void setLastError(QString message);
 
 private:

@@ -2,6 +2,7 @@
 
 #include <core/optirostercomponents/icamerainfo.h>
 #include <core/optirostercomponents/iinterfaceinfo.h>
+#include <plugins/optiroster/internal/camerainfo.h>
 
 #include <tavix/runtime.h>
 
@@ -49,6 +50,7 @@ QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
     const auto wantedInterface = info.objectCast<IInterfaceInfo>();
     const QString interfaceId = wantedInterface ? wantedInterface->getInterfaceId() : QString();
     QMutexLocker locker(&m_devicesMutex);
+    reindexIfIdentitiesChanged();
     if (QSharedPointer<IDevice> camera = m_camerasByFullName.value(fullName))
         return camera;
     return wantedInterface ? m_interfacesById.value(interfaceId) : QSharedPointer<IDevice>();
@@ -211,6 +213,20 @@ void ADevicePool::removeDevice(const QSharedPointer<IDevice>& device)
         removed = m_devices.takeAt(index);
         indexDevice(removed, false);
     }
+}
+
+// Under m_devicesMutex. A camera's full name changes only when a device returns from a firmware
+// update under another address: then the whole index is made again.
+void ADevicePool::reindexIfIdentitiesChanged()
+{
+    const quint64 changes = CCameraInfo::identityChanges();
+    if (changes == m_indexedIdentityChanges)
+        return;
+    m_indexedIdentityChanges = changes;
+    m_camerasByFullName.clear();
+    m_interfacesById.clear();
+    for (const auto& device : qAsConst(m_devices))
+        indexDevice(device, true);
 }
 
 void ADevicePool::indexDevice(const QSharedPointer<IDevice>& device, bool add)

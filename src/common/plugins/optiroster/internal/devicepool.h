@@ -84,12 +84,14 @@ protected:
 private:
     IDevice* senderDevice() const;
     void indexDevice(const QSharedPointer<IDevice>& device, bool add);
+    void reindexIfIdentitiesChanged();
 
     mutable QMutex m_devicesMutex;
     // The devices of m_devices by identity: a camera by its full name, an interface by its id.
     // The lookup thus costs the same however many devices the pool holds.
     QHash<QString, QSharedPointer<IDevice>> m_camerasByFullName;
     QHash<QString, QSharedPointer<IDevice>> m_interfacesById;
+    quint64 m_indexedIdentityChanges = 0;
 
     static DeviceBaseInfoPtr m_activeDevice;
 };

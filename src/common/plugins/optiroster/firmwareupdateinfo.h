@@ -1,0 +1,30 @@
+#pragma once
+
+#include <plugins/optiroster/ifirmwareupdateinfo.h>
+
+#include <tavix/firmware.h>
+
+namespace Plugin::OptiRoster {
+
+// The plug-in's own update object: a wrapper of the SDK's record, so that the record travels as
+// a shared pointer while the SDK gets the record itself back.
+class CFirmwareUpdateInfo : public IFirmwareUpdateInfo
+{
+    Q_OBJECT
+public:
+    CFirmwareUpdateInfo(GenApi::CFirmwareUpdateInfo info, QObject* parent);
+
+    QString getVersion() const override;
+    QString getDescription() const override;
+    QString getReleaseNotes() const override;
+    QString getUpdateFilename() const override;
+
+    const GenApi::CFirmwareUpdateInfo& getGenApiInfo() const { return m_info; }
+
+private:
+    QString infoText(const char* key) const;
+
+    GenApi::CFirmwareUpdateInfo m_info;
+};
+
+} // namespace Plugin::OptiRoster
