@@ -295,7 +295,10 @@ void TestPluginLifecycle::hundredLoadAndUnloadCyclesStayStable()
     const long threadsAfter = procStatus("Threads");
     qInfo("100 load and unload cycles: resident memory %ld kB before, %ld kB after; threads %ld before, %ld after",
           rssBefore, rssAfter, threadsBefore, threadsAfter);
+#if !defined(__SANITIZE_ADDRESS__)
+    // AddressSanitizer holds freed memory back on purpose; elsewhere the plug-in must give it back.
     QVERIFY2(rssAfter - rssBefore < 16 * 1024, "resident memory grew by more than 16 MB over 100 cycles");
+#endif
     // The global thread pool keeps its idle workers for a while; no other thread may stay.
     QVERIFY(threadsAfter <= threadsBefore + QThreadPool::globalInstance()->maxThreadCount());
 }

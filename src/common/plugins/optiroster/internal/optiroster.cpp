@@ -255,11 +255,28 @@ void COptiRoster::singleShot(const CameraInfoPtr& info, uint timeout)
     commandSharedCamera(info, [timeout](ICamera& camera) { camera.singleShot(timeout); });
 }
 
-void COptiRoster::stopGrabbingAll()
+QVector<QSharedPointer<ICamera>> COptiRoster::sharedCameras()
 {
+    // The detached list changes under the pool's mutex on clients' threads: it is copied under
+    // it, and the walk itself takes no lock.
+    QList<QSharedPointer<ICamera>> detached;
+    {
+        QMutexLocker locker(&m_mutex);
+        detached = m_detachedCameras;
+    }
+    QVector<QSharedPointer<ICamera>> cameras;
     for (const auto& device : devices()) {
         const auto camera = device.objectCast<ICamera>();
-        if (camera && camera->isGrabbing() && !m_detachedCameras.contains(camera))
+        if (camera && !detached.contains(camera))
+            cameras.append(camera);
+    }
+    return cameras;
+}
+
+void COptiRoster::stopGrabbingAll()
+{
+    for (const auto& camera : sharedCameras()) {
+        if (camera->isGrabbing())
             camera->stopGrabbing();
     }
 }
@@ -267,20 +284,16 @@ void COptiRoster::stopGrabbingAll()
 size_t COptiRoster::getNumberOfGrabbingCameras()
 {
     size_t count = 0;
-    for (const auto& device : devices()) {
-        const auto camera = device.objectCast<ICamera>();
-        if (camera && camera->isGrabbing() && !m_detachedCameras.contains(camera))
-            ++count;
-    }
+    for (const auto& camera : sharedCameras())
+        count += camera->isGrabbing() ? 1 : 0;
     return count;
 }
 
 QVector<CameraInfoPtr> COptiRoster::getOpenCameras()
 {
     QVector<CameraInfoPtr> open;
-    for (const auto& device : devices()) {
-        const auto camera = device.objectCast<ICamera>();
-        if (camera && camera->isOpen() && !m_detachedCameras.contains(camera))
+    for (const auto& camera : sharedCameras()) {
+        if (camera->isOpen())
             open.append(camera->getInfo().objectCast<ICameraInfo>());
     }
     return open;
@@ -451,7 +464,10 @@ void COptiRoster::dropLostCamera(const CameraInfoPtr& info)
     const QSharedPointer<ICamera> camera = info ? findCamera(info) : QSharedPointer<ICamera>();
     if (!camera)
         return;
-    m_detachedCameras.removeOne(camera);
+    {
+        QMutexLocker locker(&m_mutex);
+        m_detachedCameras.removeOne(camera);
+    }
     removeDevice(camera);
 }
 

@@ -93,6 +93,8 @@ private slots:
 
 private:
     QSharedPointer<ICamera> findCamera(const DeviceBaseInfoPtr& info);
+    // The cameras of the pool, in list order, that are not in exclusive use.
+    QVector<QSharedPointer<ICamera>> sharedCameras();
     template <typename Command>
     void commandSharedCamera(const CameraInfoPtr& info, Command command);
     ICamera* senderCamera() const;
