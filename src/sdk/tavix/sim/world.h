@@ -2,6 +2,7 @@
 
 #include <tavix/sim/scenario.h>
 #include <tavix/sim/simcontrol.h>
+#include <tavix/sim/timeline.h>
 
 #include <array>
 #include <atomic>
@@ -119,6 +120,12 @@ private:
     std::vector<unsigned long> m_sleeps;
 
     std::array<std::atomic<int>, LiveObjectKinds> m_live{};
+
+    // Timeline
+    void applyTimelineEvent(const TimelineEvent& event);
+    double sleepScale() const;
+    mutable CTimeline m_timeline{[this](const TimelineEvent& event) { applyTimelineEvent(event); },
+                                 [this] { return sleepScale(); }};
 };
 
 } // namespace TavixSim
