@@ -104,7 +104,7 @@ const QVector<CCommand>& commandTable()
         {QStringLiteral("list"), QStringLiteral("list [--json]"),
          QStringLiteral("The transport layers, interfaces and cameras with their state."), &runList},
         {QStringLiteral("watch"), QStringLiteral("watch [--json] [--seconds N]"),
-         QStringLiteral("One line for each device event until Ctrl-C or the time is up."), &runWatch},
+         QStringLiteral("One line for each device event until Ctrl-C or the time is up."), &runWatch, false},
         {QStringLiteral("grab"), QStringLiteral("grab --camera NAME [--count N] [--png DIR] [--every N] [--monitor] [--exclusive]"),
          QStringLiteral("Grabs images, optionally writes PNG snapshots, and prints the camera's figures."), &runGrab},
         {QStringLiteral("params"), QStringLiteral("params --camera NAME [--json] [PATH...]"),
@@ -195,10 +195,10 @@ int runWatch(CCommandContext& context)
     const int interval = integerOption(context, context.options.interval, status);
     if (status != ExitSuccess)
         return status;
+    if (!context.parser.isSet(context.options.json))
+        context.err << "Watching; Ctrl-C stops." << Qt::endl;
     CEventWatcher watcher(context.services, context.out, context.parser.isSet(context.options.json));
     watcher.startPolling(interval);
-    if (!context.parser.isSet(context.options.json))
-        context.err << "Watching; Ctrl-C stops.\n";
     QEventLoop loop;
     QObject::connect(&context.interrupt, &CInterruptWatcher::interrupted, &loop, &QEventLoop::quit);
     if (seconds > 0)

@@ -60,6 +60,8 @@ struct CCommand
     QString synopsis;
     QString summary;
     CommandFunction run;
+    // Runs once the first enumeration pass is in; a watch starts before it so as to show it.
+    bool needsDeviceList = true;
 };
 
 // Every command of the program; a command joins by one entry here and one function.

@@ -90,9 +90,9 @@ void CEventWatcher::print(const QString& event, const DeviceBaseInfoPtr& info, c
         }
         m_out << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
     } else {
-        m_out << QStringLiteral("%1  ").arg(seconds, 8, 'f', 3) << event.leftJustified(24);
+        m_out << QStringLiteral("%1  ").arg(seconds, 8, 'f', 3) << event;
         if (info)
-            m_out << "  " << info->getDisplayName();
+            m_out << QString(qMax(1, 24 - event.size()), QLatin1Char(' ')) << info->getDisplayName();
         if (!details.isEmpty())
             m_out << "  " << describe(details);
         m_out << '\n';

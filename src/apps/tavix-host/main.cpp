@@ -98,10 +98,24 @@ int runCommand(const CCommand& command, const QCommandLineParser& parser, const 
         err << "The plug-in registered no " << missing.join(QStringLiteral(", ")) << ".\n";
         return ExitFailure;
     }
-    waitForEnumeration(context);
+    if (command.needsDeviceList)
+        waitForEnumeration(context);
     if (interrupt.isInterrupted())
         return ExitSuccess;
     return command.run(context);
+}
+
+// Once the plug-in is gone, every initialisation of the SDK must have been matched and every
+// camera object released; anything else is a fault of the plug-in or of this program.
+bool checkSdkBalance(QTextStream& err)
+{
+    const int users = TavixSim::runtimeCounters().users;
+    const int cameras = TavixSim::liveObjects(TavixSim::LiveInstantCamera);
+    if (users == 0 && cameras == 0)
+        return true;
+    err << "The SDK's counters are not balanced after unloading: " << users << " initialisations unmatched, " << cameras
+        << " camera objects alive.\n";
+    return false;
 }
 
 } // namespace
@@ -131,16 +145,19 @@ int main(int argc, char* argv[])
         return ExitUsage;
 
     CInterruptWatcher interrupt;
-    CHost host;
-    if (!loadPlugin(host, parser, hostOptions, err))
-        return ExitFailure;
-    if (!host.start()) {
-        err << "The plug-in failed to initialise.\n";
-        return ExitFailure;
+    int status = ExitSuccess;
+    {
+        CHost host;
+        if (!loadPlugin(host, parser, hostOptions, err))
+            return ExitFailure;
+        if (!host.start()) {
+            err << "The plug-in failed to initialise.\n";
+            return ExitFailure;
+        }
+        // The services are released before the plug-in goes: their code is in its library.
+        status = runCommand(*command, parser, commandOptions, host, interrupt, out, err);
+        out.flush();
+        host.stop();
     }
-    // The services are released before the plug-in goes: their code is in its library.
-    const int status = runCommand(*command, parser, commandOptions, host, interrupt, out, err);
-    out.flush();
-    host.stop();
-    return status;
+    return checkSdkBalance(err) ? status : ExitFailure;
 }
