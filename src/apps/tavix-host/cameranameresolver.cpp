@@ -10,7 +10,7 @@ CCameraNameResolver::Result CCameraNameResolver::resolve(const QString& name) co
     QVector<CameraInfoPtr> exact;
     QVector<CameraInfoPtr> prefixed;
     for (const auto& camera : m_cameras) {
-        if (camera->getDisplayName() == name || camera->getFullName() == name)
+        if (camera->getDisplayName() == name || camera->getFullName() == name || camera->getSerialNumber() == name)
             exact.append(camera);
         else if (!name.isEmpty() && (camera->getDisplayName().startsWith(name) || camera->getFullName().startsWith(name)))
             prefixed.append(camera);

@@ -6,8 +6,8 @@
 #include <QStringList>
 #include <QVector>
 
-// Finds a camera by what a person types: its display name, its full name, or a prefix of either
-// that only one camera has. An exact name wins over prefixes.
+// Finds a camera by what a person types: its display name, its full name, its serial number, or
+// a prefix of the display or full name that only one camera has. An exact name wins over prefixes.
 class CCameraNameResolver
 {
 public:

@@ -103,7 +103,7 @@ const QVector<CCommand>& commandTable()
          &runDefault},
         {QStringLiteral("list"), QStringLiteral("list [--json]"),
          QStringLiteral("The transport layers, interfaces and cameras with their state."), &runList},
-        {QStringLiteral("watch"), QStringLiteral("watch [--json] [--seconds N]"),
+        {QStringLiteral("watch"), QStringLiteral("watch [--json] [--seconds N] [--interval MS]"),
          QStringLiteral("One line for each device event until Ctrl-C or the time is up."), &runWatch, false},
         {QStringLiteral("grab"), QStringLiteral("grab --camera NAME [--count N] [--png DIR] [--every N] [--monitor] [--exclusive]"),
          QStringLiteral("Grabs images, optionally writes PNG snapshots, and prints the camera's figures."), &runGrab},

@@ -18,7 +18,7 @@ struct CCommandOptions
 {
     QCommandLineOption json{QStringLiteral("json"), QStringLiteral("list, watch, params: JSON output (JSON Lines for watch).")};
     QCommandLineOption camera{QStringLiteral("camera"),
-                              QStringLiteral("The camera: its display name, full name, or a prefix of one that only it has."),
+                              QStringLiteral("The camera: its display name, full name, serial number, or a prefix of a name that only it has."),
                               QStringLiteral("name")};
     QCommandLineOption count{QStringLiteral("count"), QStringLiteral("grab: the number of images (0: until Ctrl-C)."),
                              QStringLiteral("n"), QStringLiteral("10")};
