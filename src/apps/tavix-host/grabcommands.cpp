@@ -109,7 +109,8 @@ int runDefault(CCommandContext& context)
     options.count = DefaultRunImages;
     options.maxSnapshots = 1;
     options.pngDirectory = context.parser.value(context.options.png);
-    if (options.pngDirectory.isEmpty()) {
+    const bool temporaryFolder = options.pngDirectory.isEmpty();
+    if (temporaryFolder) {
         QTemporaryDir folder(QDir::temp().absoluteFilePath(QStringLiteral("tavix-host-XXXXXX")));
         folder.setAutoRemove(false); // the snapshot is the run's result
         options.pngDirectory = folder.path();
@@ -119,9 +120,14 @@ int runDefault(CCommandContext& context)
     const auto session = openSnapshotCamera(context, cameras, options, camera);
     if (!session) {
         context.err << "No camera could be opened.\n";
+        if (temporaryFolder)
+            QDir().rmdir(options.pngDirectory);
         return ExitFailure;
     }
-    return grabAndReport(context, *session, camera, options);
+    const int status = grabAndReport(context, *session, camera, options);
+    if (temporaryFolder)
+        QDir().rmdir(options.pngDirectory); // only when no snapshot went there
+    return status;
 }
 
 int runGrab(CCommandContext& context)

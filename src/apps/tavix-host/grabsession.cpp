@@ -176,8 +176,11 @@ void CGrabSession::onStopped(const CameraInfoPtr& info)
 
 void CGrabSession::onLost(const CameraInfoPtr& info)
 {
-    if (info == m_ptrCamera && !m_stopping)
-        end(QStringLiteral("The connection to %1 was lost.").arg(m_ptrCamera->getDisplayName()));
+    if (info != m_ptrCamera)
+        return;
+    // The loss says more than the stop that it causes, whichever of the two arrives first.
+    m_endReason = QStringLiteral("The connection to %1 was lost.").arg(m_ptrCamera->getDisplayName());
+    end(m_endReason);
 }
 
 void CGrabSession::checkProgress()

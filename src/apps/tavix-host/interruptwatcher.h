@@ -26,6 +26,9 @@ private slots:
 private:
     static void handle(int signalNumber);
 
+    // The handler's end and the event loop's end of the socket pair.
+    static int m_sockets[2];
+
     std::unique_ptr<QSocketNotifier> m_pNotifier;
     bool m_interrupted = false;
 };

@@ -24,7 +24,7 @@ struct TimelineEvent
 };
 
 // Plays the timelines of scenarios, one thread for each loaded scenario that has one. Loading
-// another scenario cancels the running timeline: an event that is due then is dropped.
+// another scenario cancels the running timeline: the events that are not yet due are dropped.
 class CTimeline
 {
 public:
