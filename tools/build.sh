@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # Installs what the build needs on Debian 12, builds, and runs the host program ("run"), every
-# test ("test"), or the benchmarks ("bench").
+# test ("test"), the benchmarks ("bench"), every test in a sanitizer build ("asan": address and
+# undefined behaviour, halting on the first report; "tsan": threads), or the fuzzers ("fuzz").
 set -euo pipefail
 
 mode="${1:-run}"
+shift || true
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${TAVIX_BUILD_DIR:-$root/build}"
 
-packages=(cmake g++ make qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev)
+packages=(cmake g++ make pkg-config qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev
+          libaravis-dev libusb-1.0-0-dev aravis-tools)
 
 install_missing() {
     local missing=()
@@ -22,16 +25,44 @@ install_missing() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-build_all() {
-    cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE="${TAVIX_BUILD_TYPE:-RelWithDebInfo}" ${TAVIX_CMAKE_ARGS:-} >/dev/null
-    cmake --build "$build" -j"$(nproc)"
+# build_in FOLDER [cmake arguments...]
+build_in() {
+    local folder="$1"
+    shift
+    cmake -S "$root" -B "$folder" -DCMAKE_BUILD_TYPE="${TAVIX_BUILD_TYPE:-RelWithDebInfo}" "$@" ${TAVIX_CMAKE_ARGS:-} >/dev/null
+    cmake --build "$folder" -j"$(nproc)"
+}
+
+run_tests_in() {
+    (cd "$1" && ctest --output-on-failure -j"$(nproc)")
 }
 
 install_missing
-build_all
 case "$mode" in
-    run)   "$build/bin/tavix-host" ;;
-    test)  cd "$build" && ctest --output-on-failure -j"$(nproc)" ;;
-    bench) for b in "$build"/bin/bench_*; do "$b"; done ;;
-    *)     echo "usage: $0 run|test|bench" >&2; exit 2 ;;
+    run)   build_in "$build" && "$build/bin/tavix-host" "$@" ;;
+    test)  build_in "$build" && run_tests_in "$build" ;;
+    bench) build_in "$build" && for b in "$build"/bin/bench_*; do "$b"; done ;;
+    asan)
+        build_in "$build-asan" -DTAVIX_SANITIZE=ON -DTAVIX_BUILD_BENCHMARKS=OFF
+        ASAN_OPTIONS="halt_on_error=1:detect_leaks=0" UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1" \
+            run_tests_in "$build-asan" ;;
+    tsan)
+        build_in "$build-tsan" -DTAVIX_TSAN=ON -DTAVIX_BUILD_BENCHMARKS=OFF
+        TSAN_OPTIONS="suppressions=$root/tools/tsan.supp halt_on_error=0 report_signal_unsafe=0" \
+            run_tests_in "$build-tsan" ;;
+    fuzz)
+        CC=clang CXX=clang++ cmake -S "$root" -B "$build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVIX_FUZZ=ON \
+            -DTAVIX_BUILD_BENCHMARKS=OFF >/dev/null
+        cmake --build "$build-fuzz" --target fuzzers -j"$(nproc)"
+        seconds="${1:-30}"
+        for fuzzer in "$build-fuzz"/bin/fuzz_*; do
+            name="$(basename "$fuzzer")"
+            corpus="$root/tests/fuzz/corpus/${name#fuzz_}"
+            echo "== $name for ${seconds}s"
+            work="$(mktemp -d)"
+            cp -r "$corpus"/. "$work"/ 2>/dev/null || true
+            "$fuzzer" -max_total_time="$seconds" -print_final_stats=1 "$work" 2>&1 | tail -8
+            rm -rf "$work"
+        done ;;
+    *)     echo "usage: $0 run|test|bench|asan|tsan|fuzz [seconds]" >&2; exit 2 ;;
 esac

@@ -6,6 +6,8 @@
 #include <plugins/optiroster/internal/camera.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
 
+#include <tavix/imagedecompressor.h>
+
 #include <QSettings>
 
 #include <atomic>
@@ -104,15 +106,15 @@ void TestCamera::init()
 {
     TavixSim::reset();
     QSettings().clear();
-    const QJsonObject compressed{{"descriptor", "0a0b0c0d"}, {"ratios", QJsonArray{40, 60}}, {"statusErrorFrames", QJsonArray{3}}};
+    const QJsonObject compressed{{"statusErrorFrames", QJsonArray{3}}};
     QJsonObject compressedCamera = TestScenario::camera(QStringLiteral("401"),
         QJsonObject{{"failures", QJsonArray{QJsonObject{{"frame", 2}, {"text", "incomplete"}}}},
-                    {"firstImageNumber", "2147483647"}, {"frameLimit", 4}}, size(100, 1));
+                    {"firstImageNumber", "2147483647"}, {"frameLimit", 4}}, size(1000, 10));
     compressedCamera.insert("compression", compressed);
     QJsonObject oddCompression = TestScenario::camera(QStringLiteral("409"), stream(), size(100, 1, {QJsonObject{
         {"name", "ImageCompressionMode"}, {"type", "enumeration"}, {"value", "Weird"},
         {"entries", QJsonArray{QJsonObject{{"name", "Off"}, {"value", 0}}, QJsonObject{{"name", "Weird"}, {"value", 7}}}}}}));
-    oddCompression.insert("compression", QJsonObject{{"descriptor", "01"}, {"imageSize", 0}});
+    oddCompression.insert("compression", QJsonObject{{"imageSize", 0}});
 
     const QJsonArray cameras{
         TestScenario::camera(QStringLiteral("400"), stream(), size(64, 1, {AcquisitionMode, TransmissionType})),
@@ -307,15 +309,16 @@ void TestCamera::statisticsOfACompressedStreamWithFailures()
     QCOMPARE(s[0].failed, 0);
     QCOMPARE(s[1].failed, 1);
     QVERIFY(s[1].fps > 0.0); // the failed image counts in the rate
+    // The ratios are the real ones of the simulator's codec on the moving pattern.
     QVERIFY(s[0].compression.hasCompressionInfo);
-    QCOMPARE(s[0].compression.currentRatio, 40.0);
-    QCOMPARE(s[0].compression.minRatio, 40.0);
-    QCOMPARE(s[0].compression.maxRatio, 40.0);
-    QCOMPARE(s[1].compression.minRatio, 40.0);
-    QCOMPARE(s[1].compression.maxRatio, 60.0);
+    QVERIFY(s[0].compression.currentRatio > 0.0 && s[0].compression.currentRatio < 50.0);
+    QCOMPARE(s[0].compression.minRatio, s[0].compression.currentRatio);
+    QCOMPARE(s[0].compression.maxRatio, s[0].compression.currentRatio);
+    QCOMPARE(s[1].compression.minRatio, std::min(s[0].compression.currentRatio, s[1].compression.currentRatio));
+    QCOMPARE(s[1].compression.maxRatio, std::max(s[0].compression.currentRatio, s[1].compression.currentRatio));
     QCOMPARE(s[1].compression.losslessCount, 2);
     QCOMPARE(s[2].compression.errorCount, 1); // status not 0: only the error count moves
-    QCOMPARE(s[2].compression.currentRatio, 60.0);
+    QCOMPARE(s[2].compression.currentRatio, s[1].compression.currentRatio);
     QCOMPARE(s[2].compression.losslessCount, 2);
     QCOMPARE(s[3].compression.lossyCount, 0);
 }
@@ -405,10 +408,12 @@ void TestCamera::compressionDataIsReadAndChecked()
     CCamera compressed(cameraInfo(QStringLiteral("401")), nullptr);
     QVERIFY_EXCEPTION_THROWN(compressed.getCompressionMode(), Core::Exception::InvalidOperationException); // closed
     QVERIFY(compressed.open(false));
-    QCOMPARE(compressed.getCompressionDescriptor(), (QVector<unsigned char>{0x0a, 0x0b, 0x0c, 0x0d}));
+    const QVector<unsigned char> descriptor = compressed.getCompressionDescriptor();
+    QCOMPARE(Tavix::CImageDecompressor(descriptor.constData(), size_t(descriptor.size())).GetImageSizeForDecompression(),
+             size_t(10000));
     QCOMPARE(compressed.getCompressionDescriptorHash().size(), 20);
     QCOMPARE(compressed.getCompressionMode(), 1);
-    QCOMPARE(compressed.getImageSizeForDecompression(), size_t(100));
+    QCOMPARE(compressed.getImageSizeForDecompression(), size_t(10000));
 
     CCamera plain(cameraInfo(QStringLiteral("400")), nullptr);
     QVERIFY(plain.open(false));

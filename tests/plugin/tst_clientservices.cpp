@@ -1,16 +1,20 @@
 #include "camerafixture.h"
 #include "logrecorder.h"
+#include "exceptiontext.h"
 #include "testmain.h"
 
 #include <core/exception/exceptions.h>
 #include <core/parametercollectionpool/iparameterservice.h>
 #include <core/plugin/cplugininitializer.h>
 #include <core/plugin/iplugininfoservice.h>
+#include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
 #include <plugins/optiroster/icamerastatusservice.h>
 #include <plugins/optiroster/icamerastreamcontrolservice.h>
+#include <plugins/optiroster/iimagedecompressorservice.h>
 #include <plugins/optiroster/iimagegrabbednotifierservice.h>
+#include <plugins/optiroster/istaticdefectpixelcorrectionservice.h>
 #include <plugins/optiroster/internal/servicelookup.h>
 #include <plugins/optiroster/optirosterplugin.h>
 
@@ -32,17 +36,6 @@ public:
     void onImageGrabbed(const CameraInfoPtr&, const Tavix::CGrabResultPtr&) override { ++images; }
     std::atomic<int> images{0};
 };
-
-template <typename Exception>
-QString messageOf(const std::function<void()>& fn)
-{
-    try {
-        fn();
-    } catch (const Exception& e) {
-        return e.getMessage();
-    }
-    return QStringLiteral("nothing thrown");
-}
 
 QStringList serials(const QVector<TransportLayerInfoPtr>& layers)
 {
@@ -94,6 +87,8 @@ private slots:
     void parametersAreReachedByDescription();
 
     void servicesDegradeOnceThePoolsAreGone();
+    void everyCameraOperationAnswersBadInput_data();
+    void everyCameraOperationAnswersBadInput();
 
 private:
     QSharedPointer<Core::OptiRosterComponents::ICameraInfo> enumeratedCamera(const QString& serial);
@@ -520,6 +515,117 @@ void TestClientServices::servicesDegradeOnceThePoolsAreGone()
     QVERIFY(!m_status->getActiveDevice());
     m_pPlugin = std::make_unique<COptiRosterPlugin>(); // for cleanup
     QVERIFY(m_pPlugin->initialize(m_registry));
+}
+
+namespace {
+
+enum EBadInput { EmptyDescription, UnknownCamera, LostCamera, PoolsGone };
+
+// What an operation answered, as one text.
+template <typename Fn>
+QString outcomeOf(Fn fn)
+{
+    try {
+        return fn();
+    } catch (const Core::Exception::BaseException& e) {
+        return QStringLiteral("throws: ") + e.getMessage();
+    }
+}
+
+QString answer(bool value)
+{
+    return value ? QStringLiteral("true") : QStringLiteral("false");
+}
+
+} // namespace
+
+void TestClientServices::everyCameraOperationAnswersBadInput_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<int>("input");
+    QTest::addColumn<QString>("expected");
+
+    const QString noCamera = QStringLiteral("throws: No camera found for the provided camera info.");
+    const QString noParameters = QStringLiteral("throws: No parameters are known for this object.");
+    // operation, then the answers for an empty, an unknown and a lost description, and after the pools are gone
+    const QList<QStringList> table{
+        {"open", "false", "false", "false", "false"},
+        {"close", "done", "done", "done", "done"},
+        {"openExclusive", "empty", "empty", "empty", "empty"},
+        {"takeExclusive", "empty", "empty", "empty", "empty"},
+        {"startGrabbing", "done", "done", "done", "done"},
+        {"singleShot", "done", "done", "done", "done"},
+        {"isDeviceOpen", "false", "false", "false", "false"},
+        {"isExclusive", "false", "false", "false", "false"},
+        {"isCameraGrabbing", "false", "false", "false", "false"},
+        {"getImageDecompressor", "empty", "empty", "empty", "empty"},
+        {"getCompressionDescriptor", "throws: CameraInfo must not be nullptr", noCamera, noCamera,
+         "throws: The camera roster is no longer available."},
+        {"getDefectPixelList", "false", "false", "false", "false"},
+        {"isDefectPixelCorrectionSupported", noCamera, noCamera, noCamera, "throws: The camera roster is no longer available."},
+        {"supportsActionCommands", "false", "false", "false", "false"},
+        {"getParameterText", noParameters, noParameters, noParameters, noParameters},
+    };
+    const char* inputs[] = {"empty", "unknown", "lost", "pools gone"};
+    for (const QStringList& row : table) {
+        for (int input = EmptyDescription; input <= PoolsGone; ++input)
+            QTest::addRow("%s, %s", qPrintable(row[0]), inputs[input]) << row[0] << input << row[input + 1];
+    }
+}
+
+void TestClientServices::everyCameraOperationAnswersBadInput()
+{
+    QFETCH(QString, operation);
+    QFETCH(int, input);
+    QFETCH(QString, expected);
+
+    startAndWaitForTheFirstPass();
+    CameraInfoPtr camera;
+    if (input == UnknownCamera)
+        camera = unknownCamera();
+    if (input == LostCamera) { // a description a client still holds after its camera was lost
+        camera = enumeratedCamera(QStringLiteral("810"));
+        QVERIFY(m_control->open(camera, false));
+        QSignalSpy lost(m_status.data(), &ICameraStatusService::cameraConnectionLost);
+        TavixSim::loseDevice("SimGigE#810");
+        QVERIFY(lost.wait(10000));
+    }
+    const auto decompressor = findService<IImageDecompressorService>(m_registry);
+    const auto defects = findService<IStaticDefectPixelCorrectionService>(m_registry);
+    const auto actions = findService<ICameraActionCommandsService>(m_registry);
+    if (input == PoolsGone) {
+        camera = enumeratedCamera(QStringLiteral("811"));
+        m_infoService->announceUninitialization();
+        QVERIFY(m_pPlugin->uninitialize(m_registry));
+        m_pPlugin.reset();
+    }
+
+    const std::map<QString, std::function<QString()>> operations{
+        {"open", [&] { return answer(m_control->open(camera, false)); }},
+        {"close", [&] { m_control->close(camera); return QStringLiteral("done"); }},
+        {"openExclusive", [&] { return m_control->openExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
+        {"takeExclusive", [&] { return m_control->takeExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
+        {"startGrabbing", [&] { m_stream->startGrabbing(camera); m_stream->stopGrabbing(camera); return QStringLiteral("done"); }},
+        {"singleShot", [&] { m_stream->singleShot(camera, 100); return QStringLiteral("done"); }},
+        {"isDeviceOpen", [&] { return answer(m_status->isDeviceOpen(camera)); }},
+        {"isExclusive", [&] { return answer(m_status->isExclusive(camera)); }},
+        {"isCameraGrabbing", [&] { return answer(m_status->isCameraGrabbing(camera)); }},
+        {"getImageDecompressor", [&] { return decompressor->getImageDecompressor(camera) ? QStringLiteral("a decompressor") : QStringLiteral("empty"); }},
+        {"getCompressionDescriptor", [&] { return QString::number(decompressor->getCompressionDescriptor(camera).size()); }},
+        {"getDefectPixelList", [&] {
+             Tavix::StaticDefectPixelList list;
+             return answer(defects->getDefectPixelList(camera, list, ListType_User));
+         }},
+        {"isDefectPixelCorrectionSupported", [&] { return answer(defects->isDefectPixelCorrectionSupported(camera)); }},
+        {"supportsActionCommands", [&] { return answer(actions->supportsActionCommands(camera)); }},
+        {"getParameterText", [&] { return m_parameterService->getParameterText(camera, QStringLiteral("Width")); }},
+    };
+    QCOMPARE(outcomeOf(operations.at(operation)), expected);
+
+    if (input == PoolsGone) { // for cleanup
+        m_pPlugin = std::make_unique<COptiRosterPlugin>();
+        QVERIFY(m_pPlugin->initialize(m_registry));
+    }
 }
 
 TAVIX_TEST_MAIN(TestClientServices)

@@ -12,8 +12,17 @@
 
 #include "camerafixture.h"
 
+#include <plugins/optiroster/icameracontrolservice.h>
+#include <plugins/optiroster/icameraenumerationservice.h>
+#include <plugins/optiroster/icamerastreamcontrolservice.h>
+#include <plugins/optiroster/iimagegrabbednotifierservice.h>
+
+#include <QFile>
 #include <QJsonArray>
 #include <QPluginLoader>
+#include <QThreadPool>
+
+#include <atomic>
 
 using Core::Plugin::CPluginInitializer;
 using Plugin::OptiRoster::COptiRosterPlugin;
@@ -62,6 +71,7 @@ private slots:
     void missingServicesAreNoError();
     void initializeWiresTheNotifierAndThePools();
     void unloadingLeavesTheSdkBalanced();
+    void hundredLoadAndUnloadCyclesStayStable();
     void shutdownClosesEveryDevice();
     void catalogues_data();
     void catalogues();
@@ -169,7 +179,8 @@ void TestPluginLifecycle::initializeWiresTheNotifierAndThePools()
     };
     // Clients that look services up by interface see them in this order.
     QCOMPARE(classesOf(), (QStringList{"ImageGrabbedNotifierService", "CCameraEnumerationService", "CStatusService",
-                                       "CControlService", "CCameraStreamControlService"}));
+                                       "CControlService", "CCameraStreamControlService", "CCameraActionCommandsService",
+                                       "CImageDecompressorService", "CStaticDefectPixelCorrectionService"}));
     const QObjectList children = plugin->children();
     QCOMPARE(children.size(), 2);
     QVERIFY(qobject_cast<Plugin::OptiRoster::Internal::COptiRoster*>(children[0]));
@@ -200,6 +211,93 @@ void TestPluginLifecycle::unloadingLeavesTheSdkBalanced()
     QCOMPARE(after.initializeCalls - before.initializeCalls, after.terminateCalls - before.terminateCalls);
     for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind)
         QCOMPARE(TavixSim::liveObjects(TavixSim::LiveObject(kind)), 0);
+}
+
+namespace {
+
+// A figure of this process from /proc/self/status, such as "VmRSS" (kB) or "Threads".
+long procStatus(const char* key)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith(QByteArray(key) + ':'))
+            return line.mid(int(qstrlen(key)) + 1).trimmed().split(' ').first().toLong();
+    }
+    return -1;
+}
+
+template <typename Service>
+QSharedPointer<Service> serviceOf(const QSharedPointer<CPluginInitializer>& registry)
+{
+    return findService<Service>(registry);
+}
+
+class CCountingObserver : public Plugin::OptiRoster::IImageGrabbedObserver
+{
+public:
+    void onImageGrabbed(const Plugin::OptiRoster::CameraInfoPtr&, const Tavix::CGrabResultPtr&) override { ++images; }
+    std::atomic<int> images{0};
+};
+
+// One life of the plug-in as a host runs it: load, first enumeration, open and grab from one
+// camera, unload.
+void runOneLife()
+{
+    using namespace Plugin::OptiRoster;
+    const TavixSim::RuntimeCounters before = TavixSim::runtimeCounters();
+    {
+        CHost host;
+        QVERIFY2(host.load(pluginPath()), qPrintable(host.errorString()));
+        QVERIFY(host.start());
+        const auto enumeration = serviceOf<ICameraEnumerationService>(host.registry());
+        QTRY_VERIFY_WITH_TIMEOUT(!enumeration->getTransportLayers().isEmpty(), 10000);
+        const CameraInfoPtr camera = enumeration->getTransportLayers().at(0)->getCameraInfoList().value(0);
+        QVERIFY(camera);
+        CCountingObserver observer;
+        const auto notifier = serviceOf<IImageGrabbedNotifierService>(host.registry());
+        notifier->addObserver(&observer);
+        QVERIFY(serviceOf<ICameraControlService>(host.registry())->open(camera, false));
+        serviceOf<ICameraStreamControlService>(host.registry())->startGrabbing(camera);
+        QTRY_VERIFY_WITH_TIMEOUT(observer.images.load() >= 3, 10000);
+        serviceOf<ICameraStreamControlService>(host.registry())->stopGrabbing(camera);
+        notifier->removeObserver(&observer);
+        QVERIFY(host.stop());
+    }
+    const TavixSim::RuntimeCounters after = TavixSim::runtimeCounters();
+    QCOMPARE(after.users, before.users);
+    QCOMPARE(after.initializeCalls - before.initializeCalls, after.terminateCalls - before.terminateCalls);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
+    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveDevice), 0);
+}
+
+} // namespace
+
+void TestPluginLifecycle::hundredLoadAndUnloadCyclesStayStable()
+{
+    TavixSim::reset();
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer({TestScenario::camera(QStringLiteral("750"), QJsonObject{{"frameRate", 500}})})}),
+             QString());
+    for (int warmUp = 0; warmUp < 5; ++warmUp) {
+        runOneLife();
+        if (QTest::currentTestFailed())
+            return;
+    }
+    const long rssBefore = procStatus("VmRSS");
+    const long threadsBefore = procStatus("Threads");
+    for (int cycle = 0; cycle < 100; ++cycle) {
+        runOneLife();
+        if (QTest::currentTestFailed())
+            return;
+    }
+    const long rssAfter = procStatus("VmRSS");
+    const long threadsAfter = procStatus("Threads");
+    qInfo("100 load and unload cycles: resident memory %ld kB before, %ld kB after; threads %ld before, %ld after",
+          rssBefore, rssAfter, threadsBefore, threadsAfter);
+    QVERIFY2(rssAfter - rssBefore < 16 * 1024, "resident memory grew by more than 16 MB over 100 cycles");
+    // The global thread pool keeps its idle workers for a while; no other thread may stay.
+    QVERIFY(threadsAfter <= threadsBefore + QThreadPool::globalInstance()->maxThreadCount());
 }
 
 void TestPluginLifecycle::shutdownClosesEveryDevice()

@@ -1,5 +1,6 @@
 #include "camerafixture.h"
 #include "logrecorder.h"
+#include "exceptiontext.h"
 #include "testmain.h"
 
 #include <core/exception/exceptions.h>
@@ -46,17 +47,6 @@ public:
     std::set<const void*> buffers;
     QStringList failures;
 };
-
-template <typename Exception>
-QString messageOf(const std::function<void()>& fn)
-{
-    try {
-        fn();
-    } catch (const Exception& e) {
-        return e.getMessage();
-    }
-    return QStringLiteral("nothing thrown");
-}
 
 const QJsonObject SlowStream{{"frameRate", 200}};
 

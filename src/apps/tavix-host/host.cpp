@@ -1,5 +1,6 @@
 #include "host.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QLibrary>
@@ -18,8 +19,12 @@ CHost::CHost()
 CHost::~CHost()
 {
     stop();
+    // Objects of the plug-in that were handed to this thread for deletion go while its code is
+    // still loaded, before and after the plug-in object itself.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     delete m_pPlugin;
     m_pPlugin = nullptr;
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     if (m_loader.isLoaded())
         m_loader.unload();
 }

@@ -29,6 +29,17 @@ CGrabResultData* CBufferPool::acquire(const std::atomic<bool>& stop)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_freed.wait(lock, [&] { return !m_free.empty() || stop.load(std::memory_order_acquire); });
+    return takeFree();
+}
+
+CGrabResultData* CBufferPool::tryAcquire()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return takeFree();
+}
+
+CGrabResultData* CBufferPool::takeFree()
+{
     if (m_free.empty())
         return nullptr;
     CGrabResultData* result = m_free.back();

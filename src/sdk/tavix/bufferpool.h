@@ -19,6 +19,8 @@ public:
 
     // Blocks until a buffer is free or the pool is woken; null when woken without a buffer.
     CGrabResultData* acquire(const std::atomic<bool>& stop);
+    // A free buffer, or null at once when none is free.
+    CGrabResultData* tryAcquire();
     void wake();
     // The owner lets go; the pool deletes itself once every result is back.
     void release();
@@ -32,6 +34,8 @@ private:
     CBufferPool(size_t bufferCount, size_t bufferSize);
     ~CBufferPool();
     void giveBack(CGrabResultData* result);
+    // Under m_mutex.
+    CGrabResultData* takeFree();
     void unref();
 
     const size_t m_bufferSize;

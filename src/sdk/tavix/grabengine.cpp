@@ -1,5 +1,8 @@
 #include <tavix/bufferpool.h>
 #include <tavix/grabengine.h>
+#include <tavix/sim/world.h>
+
+#include <QtGlobal>
 
 #include <pthread.h>
 #include <sched.h>
@@ -82,6 +85,22 @@ void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
         m_releasedChanged.wait(lock, [this] { return m_released; });
     }
     IStreamGrabber& grabber = m_camera.m_pDevice->GetStreamGrabber();
+    const size_t delivered = grabber.QueuesBuffers() ? receiveQueuedBuffers(grabber, maxImages)
+                                                     : fillBuffers(grabber, maxImages);
+    grabber.FinishGrab();
+    giveBackQueued();
+    // Counted once a grab, for tools that check that every image reached its receivers.
+    if (const ITavixDevice* device = m_camera.m_pDevice)
+        TavixSim::CWorld::instance().countCall("Delivered:" + device->GetDeviceInfo().GetFullName().toStdString(), int(delivered));
+    // A grab that ends by itself, after its last image, reports its stop on this thread.
+    if (m_grabbing.exchange(false, std::memory_order_acq_rel)) {
+        m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStop(m_camera); });
+        m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStopped(m_camera); });
+    }
+}
+
+size_t CGrabEngine::fillBuffers(IStreamGrabber& grabber, size_t maxImages)
+{
     size_t delivered = 0;
     while (!m_stop.load(std::memory_order_acquire)) {
         CGrabResultData* data = m_pPool->acquire(m_stop);
@@ -92,20 +111,82 @@ void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
             CGrabResultPtr unused(data); // gives the buffer back
             if (frame.status == FrameResult::Stopped)
                 break;
-            m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) {
-                h->OnGrabError(m_camera, frame.errorDescription.c_str());
-            });
+            if (frame.status == FrameResult::Error)
+                reportGrabError(frame);
             continue;
         }
         deliver(data, frame);
-        if (maxImages != 0 && ++delivered >= maxImages)
+        if (++delivered == maxImages)
             break;
     }
-    // A grab that ends by itself, after its last image, reports its stop on this thread.
-    if (m_grabbing.exchange(false, std::memory_order_acq_rel)) {
-        m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStop(m_camera); });
-        m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStopped(m_camera); });
+    return delivered;
+}
+
+size_t CGrabEngine::receiveQueuedBuffers(IStreamGrabber& grabber, size_t maxImages)
+{
+    m_queued.reserve(m_pPool->bufferCount());
+    size_t delivered = 0;
+    while (!m_stop.load(std::memory_order_acquire)) {
+        if (!queueFreeBuffers(grabber))
+            break;
+        const FrameResult frame = grabber.AcquireFrame(nullptr, 0, m_stop);
+        if (frame.status == FrameResult::Stopped)
+            break;
+        if (frame.status == FrameResult::Error)
+            reportGrabError(frame);
+        if (frame.status != FrameResult::Frame)
+            continue;
+        CGrabResultData* data = takeQueued(frame.filledBuffer);
+        if (!data) {
+            qWarning("Tavix: the stream grabber returned a buffer that was not queued");
+            continue;
+        }
+        deliver(data, frame);
+        if (++delivered == maxImages)
+            break;
     }
+    return delivered;
+}
+
+// Hands the grabber every free buffer; when the application holds all of them, waits for one.
+bool CGrabEngine::queueFreeBuffers(IStreamGrabber& grabber)
+{
+    CGrabResultData* data = m_pPool->tryAcquire();
+    if (!data && m_queued.empty())
+        data = m_pPool->acquire(m_stop);
+    if (!data)
+        return !m_queued.empty();
+    do {
+        m_queued.push_back(data);
+        grabber.QueueBuffer(data->GetBuffer(), data->GetBufferSize());
+    } while ((data = m_pPool->tryAcquire()));
+    return true;
+}
+
+CGrabResultData* CGrabEngine::takeQueued(void* buffer)
+{
+    for (auto it = m_queued.begin(); it != m_queued.end(); ++it) {
+        if ((*it)->GetBuffer() == buffer) {
+            CGrabResultData* data = *it;
+            m_queued.erase(it);
+            return data;
+        }
+    }
+    return nullptr;
+}
+
+void CGrabEngine::giveBackQueued()
+{
+    for (CGrabResultData* data : m_queued)
+        CGrabResultPtr unused(data);
+    m_queued.clear();
+}
+
+void CGrabEngine::reportGrabError(const FrameResult& frame)
+{
+    m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) {
+        h->OnGrabError(m_camera, frame.errorDescription.c_str());
+    });
 }
 
 void CGrabEngine::deliver(CGrabResultData* data, const FrameResult& frame)

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace Tavix {
 
@@ -31,6 +32,13 @@ public:
 
 private:
     void run(size_t maxImages, bool overridePriority, int priority);
+    // Both return the number of images delivered.
+    size_t fillBuffers(IStreamGrabber& grabber, size_t maxImages);
+    size_t receiveQueuedBuffers(IStreamGrabber& grabber, size_t maxImages);
+    bool queueFreeBuffers(IStreamGrabber& grabber);
+    CGrabResultData* takeQueued(void* buffer);
+    void giveBackQueued();
+    void reportGrabError(const FrameResult& frame);
     void deliver(CGrabResultData* data, const FrameResult& frame);
     void join();
     void releasePool();
@@ -38,6 +46,7 @@ private:
     CInstantCamera& m_camera;
     std::thread m_thread;
     CBufferPool* m_pPool = nullptr;
+    std::vector<CGrabResultData*> m_queued; // buffers a queueing grabber holds; loop thread only
     std::atomic<bool> m_grabbing{false};
     std::atomic<bool> m_stop{false};
     std::mutex m_releaseMutex;

@@ -40,7 +40,11 @@ CImageDecompressor::CImageDecompressor(const void* descriptor, size_t size)
     if (!descriptor || size == 0)
         throw GenICam::InvalidArgumentException("The compression descriptor is empty.", __FILE__, __LINE__);
     const auto* bytes = static_cast<const unsigned char*>(descriptor);
+    if (!Codec::decode(bytes, size, m_format))
+        throw GenICam::InvalidArgumentException("The compression descriptor is not one this decompressor knows.", __FILE__,
+                                                __LINE__);
     m_descriptor.assign(bytes, bytes + size);
+    m_descriptorChecksum = Codec::checksum(bytes, size);
 }
 
 CImageDecompressor::~CImageDecompressor() = default;
@@ -48,16 +52,17 @@ CImageDecompressor::~CImageDecompressor() = default;
 size_t CImageDecompressor::DecompressImage(void* output, size_t outputSize, const CGrabResultPtr& result) const
 {
     CompressionInfo_t info;
-    if (!GetCompressionInfo(info, result) || info.compressionStatus != CompressionStatus_Ok)
-        throw GenICam::RuntimeException("The image holds no valid compressed data.", __FILE__, __LINE__);
-    if (outputSize < info.decompressedPayloadSize)
-        throw GenICam::InvalidArgumentException("The output buffer is too small.", __FILE__, __LINE__);
-    // The simulated cameras send the leading part of the image; the rest is the pattern's
-    // continuation, which decompression restores as zeros.
-    const size_t payload = std::min(result->GetPayloadSize(), info.decompressedPayloadSize);
-    std::memcpy(output, result->GetBuffer(), payload);
-    std::memset(static_cast<unsigned char*>(output) + payload, 0, info.decompressedPayloadSize - payload);
-    return info.decompressedPayloadSize;
+    if (!GetCompressionInfo(info, result) || !info.hasCompressedImage)
+        throw GenICam::InvalidArgumentException("The image is not compressed.", __FILE__, __LINE__);
+    if (info.compressionStatus != CompressionStatus_Ok)
+        throw GenICam::RuntimeException("The camera reported a failure while compressing the image.", __FILE__, __LINE__);
+    return DecompressImage(output, outputSize, result->GetBuffer(), result->GetPayloadSize());
+}
+
+size_t CImageDecompressor::DecompressImage(void* output, size_t outputSize, const void* compressed, size_t compressedSize) const
+{
+    return Codec::decompress(m_descriptorChecksum, m_format, static_cast<const unsigned char*>(compressed), compressedSize,
+                             static_cast<unsigned char*>(output), outputSize);
 }
 
 bool CImageDecompressor::GetCompressionInfo(CompressionInfo_t& info, const CGrabResultPtr& result, EEndianness)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tavix/compression.h>
+#include <tavix/compressioncodec.h>
 #include <tavix/genapi.h>
 #include <tavix/grabresult.h>
 
@@ -12,12 +13,18 @@ namespace Tavix {
 class CImageDecompressor
 {
 public:
+    // Throws InvalidArgumentException for bytes that are no compression descriptor.
     CImageDecompressor(const void* descriptor, size_t size);
     ~CImageDecompressor();
 
     bool HasCompressionDescriptor() const { return !m_descriptor.empty(); }
-    // Writes the decompressed image into the buffer; returns the bytes written.
+    // The bytes a decompressed image takes.
+    size_t GetImageSizeForDecompression() const { return m_format.imageSize; }
+    // Writes the decompressed image into the buffer and returns the bytes written. A result
+    // that isn't compressed, was compressed with other settings or is damaged is refused with
+    // a GenICam exception. May be called from several threads at once.
     size_t DecompressImage(void* output, size_t outputSize, const CGrabResultPtr& result) const;
+    size_t DecompressImage(void* output, size_t outputSize, const void* compressed, size_t compressedSize) const;
 
     static bool GetCompressionInfo(CompressionInfo_t& info, const CGrabResultPtr& result, EEndianness endianness = Endianness_Auto);
     // With a null buffer, gives the size; otherwise fills the buffer and sets the size.
@@ -28,6 +35,8 @@ public:
 
 private:
     std::vector<unsigned char> m_descriptor;
+    Codec::Descriptor m_format;
+    uint32_t m_descriptorChecksum = 0;
 };
 
 } // namespace Tavix

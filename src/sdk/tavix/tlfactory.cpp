@@ -1,5 +1,4 @@
-#include <tavix/sim/simdevice.h>
-#include <tavix/sim/simtransportlayer.h>
+#include <tavix/backend.h>
 #include <tavix/sim/world.h>
 #include <tavix/tlfactory.h>
 
@@ -17,12 +16,12 @@ struct LayerTable
     // Layers that an application never gave back end with the process.
     ~LayerTable()
     {
-        for (TavixSim::CSimTransportLayer* layer : layers)
+        for (ITransportLayer* layer : layers)
             delete layer;
     }
 
     std::mutex mutex;
-    std::set<TavixSim::CSimTransportLayer*> layers;
+    std::set<ITransportLayer*> layers;
 };
 
 LayerTable& layerTable()
@@ -67,33 +66,33 @@ int CTlFactory::EnumerateTls(TlInfoList& list)
     CWorld::instance().checkFault({"factory"}, "EnumerateTls");
     CWorld::instance().countCall("EnumerateTls");
     list.clear();
-    for (const auto& layer : CWorld::instance().layerInfos())
-        list.push_back(layer);
+    for (ABackend* backend : activeBackends()) {
+        for (const auto& layer : backend->layerInfos())
+            list.push_back(layer);
+    }
     return int(list.size());
 }
 
 ITransportLayer* CTlFactory::CreateTl(const CTlInfo& info)
 {
-    const std::string fullName = info.GetFullName().toStdString();
-    CWorld::instance().checkFault({fullName, info.GetDeviceClass().toStdString()}, "CreateTl");
-    CTlInfo known;
-    bool gige = false;
-    if (!CWorld::instance().layerInfo(fullName, known, gige))
-        return nullptr;
-    CWorld::instance().countCall("CreateTl:" + fullName);
-    TavixSim::CSimTransportLayer* layer = gige ? new TavixSim::CSimGigETransportLayer(known)
-                                               : new TavixSim::CSimTransportLayer(known);
-    LayerTable& table = layerTable();
-    std::lock_guard<std::mutex> lock(table.mutex);
-    table.layers.insert(layer);
-    return layer;
+    for (ABackend* backend : activeBackends()) {
+        if (ITransportLayer* layer = backend->createLayer(info)) {
+            LayerTable& table = layerTable();
+            std::lock_guard<std::mutex> lock(table.mutex);
+            table.layers.insert(layer);
+            return layer;
+        }
+    }
+    return nullptr;
 }
 
 ITransportLayer* CTlFactory::CreateTl(const GenICam::gcstring& deviceClass)
 {
-    for (const auto& layer : CWorld::instance().layerInfos()) {
-        if (layer.GetDeviceClass() == deviceClass)
-            return CreateTl(layer);
+    for (ABackend* backend : activeBackends()) {
+        for (const auto& layer : backend->layerInfos()) {
+            if (layer.GetDeviceClass() == deviceClass)
+                return CreateTl(layer);
+        }
     }
     return nullptr;
 }
@@ -105,7 +104,7 @@ void CTlFactory::ReleaseTl(const ITransportLayer* layer)
     LayerTable& table = layerTable();
     std::lock_guard<std::mutex> lock(table.mutex);
     for (auto it = table.layers.begin(); it != table.layers.end(); ++it) {
-        if (static_cast<const ITransportLayer*>(*it) == layer) {
+        if (*it == layer) {
             delete *it;
             table.layers.erase(it);
             return;
@@ -119,12 +118,8 @@ int CTlFactory::EnumerateDevices(DeviceInfoList& list, const DeviceInfoList& fil
     CWorld::instance().checkFault({"factory"}, "EnumerateDevices");
     if (!addToList)
         list.clear();
-    for (const auto& layer : CWorld::instance().layerInfos()) {
-        for (const auto& device : CWorld::instance().listDevices(layer.GetFullName().toStdString(), false)) {
-            if (matchesAny(device, filter))
-                list.push_back(device);
-        }
-    }
+    for (ABackend* backend : activeBackends())
+        backend->listDevices(list, [&filter](const CDeviceInfo& device) { return matchesAny(device, filter); });
     return int(list.size());
 }
 
@@ -136,12 +131,9 @@ int CTlFactory::EnumerateDevices(DeviceInfoList& list, bool addToList)
 ITavixDevice* CTlFactory::CreateDevice(const CDeviceInfo& info)
 {
     const std::string fullName = info.GetFullName().toStdString();
-    TavixSim::DeviceDesc device;
-    std::string layerFullName;
-    if (CWorld::instance().firstPresentDevice([&info](const CDeviceInfo& candidate) { return matches(candidate, info); },
-                                              device, layerFullName)) {
-        CWorld::instance().checkFault({device.info.GetFullName().toStdString(), layerFullName}, "CreateDevice");
-        return new TavixSim::CSimDevice(device);
+    for (ABackend* backend : activeBackends()) {
+        if (ITavixDevice* device = backend->createDevice([&info](const CDeviceInfo& candidate) { return matches(candidate, info); }))
+            return device;
     }
     const std::string text = fullName.empty()
                                  ? std::string("No device is available or no device contains the provided device info properties.")

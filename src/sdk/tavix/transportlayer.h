@@ -30,7 +30,8 @@ public:
 // One frame as a stream grabber delivers it into a buffer.
 struct FrameResult
 {
-    enum EStatus { Frame, Error, Stopped };
+    // Idle: no frame within the grabber's short wait; the loop goes round and asks again.
+    enum EStatus { Frame, Error, Stopped, Idle };
 
     EStatus status = Stopped;
     bool succeeded = true;
@@ -43,6 +44,7 @@ struct FrameResult
     uint64_t skippedImages = 0; // frames lost before this one for want of a buffer
     bool hasCompressionInfo = false;
     CompressionInfo_t compressionInfo;
+    void* filledBuffer = nullptr; // the queued buffer that holds the frame, for a queueing grabber
 };
 
 class IStreamGrabber
@@ -57,6 +59,14 @@ public:
     virtual FrameResult AcquireFrame(void* buffer, size_t bufferSize, const std::atomic<bool>& stop) = 0;
     // Wakes a blocked AcquireFrame after stop has been set.
     virtual void CancelWait() = 0;
+
+    // A driver that fills buffers of its own choosing from a queue takes each free buffer ahead
+    // with QueueBuffer; its AcquireFrame then ignores its buffer argument and names the filled
+    // one in FrameResult::filledBuffer, so that no image is copied.
+    virtual bool QueuesBuffers() const { return false; }
+    virtual void QueueBuffer(void* /*buffer*/, size_t /*bufferSize*/) {}
+    // The grab has ended: the driver stops and gives up every queued buffer before it returns.
+    virtual void FinishGrab() {}
 };
 
 class ITavixDevice
@@ -105,6 +115,21 @@ public:
     virtual void DestroyDevice(ITavixDevice* device) = 0;
 };
 
+// One device's answer to an action command.
+struct ActionCommandResult
+{
+    char DeviceAddress[16]; // the device's address as text, zero-terminated
+    int32_t Status;         // 0: success; otherwise one of EActionCommandStatus or the device's own code
+};
+
+enum EActionCommandStatus : int32_t {
+    ActionCommandStatus_Success = 0,
+    // The device key matched, but neither the group key nor the group mask did.
+    ActionCommandStatus_AccessDenied = int32_t(0x8006),
+    // A scheduled command reached a device whose clock is not synchronised.
+    ActionCommandStatus_NoReferenceTime = int32_t(0x8013),
+};
+
 // A GigE Vision layer, reached from ITransportLayer by dynamic_cast.
 class IGigETransportLayer : public virtual ITransportLayer
 {
@@ -113,6 +138,19 @@ public:
     virtual int EnumerateAllDevices(DeviceInfoList& list, bool addToList = false) = 0;
     // Makes a device known by its address; true when a device answered there.
     virtual bool AnnounceRemoteDevice(const GenICam::gcstring& ipAddress, CDeviceInfo* pInfo = nullptr) = 0;
+    // Sends an action command to the devices of the subnet that broadcastAddress names and
+    // collects their answers for up to timeoutMs: *pNumResults says on entry how many records
+    // results has room for and on return how many answers came. With a null pNumResults or a
+    // time-out of 0 no answers are collected. Throws InvalidArgumentException for an address
+    // that is no IPv4 address.
+    virtual bool IssueActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask,
+                                    const GenICam::gcstring& broadcastAddress, uint32_t timeoutMs,
+                                    uint32_t* pNumResults, ActionCommandResult* results) = 0;
+    // The same for a command that the devices carry out at actionTimeNs of their synchronised
+    // clocks.
+    virtual bool IssueScheduledActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask, uint64_t actionTimeNs,
+                                             const GenICam::gcstring& broadcastAddress, uint32_t timeoutMs,
+                                             uint32_t* pNumResults, ActionCommandResult* results) = 0;
 };
 
 } // namespace Tavix

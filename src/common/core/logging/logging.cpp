@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <thread>
 
 namespace Core::Logging {
 namespace {
@@ -34,6 +35,8 @@ struct Registry
     std::array<std::atomic<Category*>, MaxCategories> categories{};
     std::atomic<std::size_t> count{0};
     std::atomic<ILogSink*> sink{nullptr};
+    // Entries being handed to a sink now: a sink is replaced only once none holds the old one.
+    std::atomic<int> sinkWriters{0};
 };
 
 Registry& registry()
@@ -92,8 +95,11 @@ void createLogEntry(ELogLevel level, quint64 categoryId, const QString& message)
 {
     Category* category = categoryOf(categoryId);
     const QByteArray categoryName = category ? category->name : QByteArray("default");
-    if (ILogSink* sink = registry().sink.load(std::memory_order_acquire))
+    Registry& r = registry();
+    r.sinkWriters.fetch_add(1, std::memory_order_seq_cst);
+    if (ILogSink* sink = r.sink.load(std::memory_order_seq_cst))
         sink->write(int(level), QString::fromUtf8(categoryName), message);
+    r.sinkWriters.fetch_sub(1, std::memory_order_seq_cst);
 
     if (!category)
         return;
@@ -116,7 +122,13 @@ void createLogEntry(ELogLevel level, quint64 categoryId, const QString& message)
 
 ILogSink* setLogSink(ILogSink* sink)
 {
-    return registry().sink.exchange(sink, std::memory_order_acq_rel);
+    Registry& r = registry();
+    ILogSink* previous = r.sink.exchange(sink, std::memory_order_seq_cst);
+    // A writer that took the old sink counted itself before it did: once none is counted, the
+    // old sink may go. Writers never wait.
+    while (r.sinkWriters.load(std::memory_order_seq_cst) != 0)
+        std::this_thread::yield();
+    return previous;
 }
 
 } // namespace Core::Logging

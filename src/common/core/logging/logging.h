@@ -31,8 +31,8 @@ public:
     virtual void write(int level, const QString& category, const QString& message) = 0;
 };
 
-// Installs a sink (null removes it) and returns the one it replaces. The sink must outlive
-// its installation; it may be called from any thread.
+// Installs a sink (null removes it) and returns the one it replaces, once no entry is being
+// written to that one any more. A sink may be called from any thread.
 ILogSink* setLogSink(ILogSink* sink);
 
 } // namespace Core::Logging

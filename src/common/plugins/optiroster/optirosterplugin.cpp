@@ -1,14 +1,17 @@
 #include "optirosterplugin.h"
 
 #include <core/plugin/iplugininfoservice.h>
+#include <plugins/optiroster/internal/cameraactioncommandsservice.h>
 #include <plugins/optiroster/internal/cameraenumerationservice.h>
 #include <plugins/optiroster/internal/cameraparameterprovider.h>
 #include <plugins/optiroster/internal/camerastreamcontrolservice.h>
 #include <plugins/optiroster/internal/controlservice.h>
+#include <plugins/optiroster/internal/imagedecompressorservice.h>
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/interfacepool.h>
 #include <plugins/optiroster/internal/optiroster.h>
 #include <plugins/optiroster/internal/servicelookup.h>
+#include <plugins/optiroster/internal/staticdefectpixelcorrectionservice.h>
 #include <plugins/optiroster/internal/statusservice.h>
 
 namespace Plugin::OptiRoster {
@@ -49,6 +52,10 @@ bool COptiRosterPlugin::initialize(QWeakPointer<Core::Plugin::IPluginInitializer
     keepAndRegister(m_statusService, new Internal::CStatusService(m_optiRoster, m_interfacePool, nullptr), registry);
     keepAndRegister(m_controlService, new Internal::CControlService(m_optiRoster, m_interfacePool, nullptr), registry);
     keepAndRegister(m_streamControlService, new Internal::CCameraStreamControlService(m_optiRoster, nullptr), registry);
+    keepAndRegister(m_actionCommandsService, new Internal::CCameraActionCommandsService(m_optiRoster, nullptr), registry);
+    keepAndRegister(m_imageDecompressorService, new Internal::CImageDecompressorService(m_optiRoster, nullptr), registry);
+    keepAndRegister(m_staticDefectPixelCorrectionService, new Internal::CStaticDefectPixelCorrectionService(m_optiRoster, nullptr),
+                    registry);
 
     // The one connection made here: no camera is searched for until the host has finished its start.
     if (const auto enumeration = m_enumerationService.objectCast<Internal::CCameraEnumerationService>(); enumeration && registry) {
@@ -84,9 +91,10 @@ bool COptiRosterPlugin::uninitialize(QWeakPointer<Core::Plugin::IPluginInitializ
     // The image-grabbed notifier stays registered: clients that hold it may rely on finding it
     // until the host's registry goes.
     if (const auto registry = initializer.toStrongRef()) {
-        for (const QSharedPointer<Core::Service::IService>& service :
-             {m_enumerationService.staticCast<Core::Service::IService>(), m_statusService.staticCast<Core::Service::IService>(),
-              m_controlService.staticCast<Core::Service::IService>(), m_streamControlService.staticCast<Core::Service::IService>()})
+        const QList<QSharedPointer<Core::Service::IService>> services{
+            m_enumerationService, m_statusService, m_controlService, m_streamControlService, m_actionCommandsService,
+            m_imageDecompressorService, m_staticDefectPixelCorrectionService};
+        for (const auto& service : services)
             registry->unregisterService(service);
     }
     return true;

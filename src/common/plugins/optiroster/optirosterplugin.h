@@ -14,6 +14,9 @@ class ICameraEnumerationService;
 class ICameraStatusService;
 class ICameraControlService;
 class ICameraStreamControlService;
+class ICameraActionCommandsService;
+class IImageDecompressorService;
+class IStaticDefectPixelCorrectionService;
 
 namespace Internal {
 class COptiRoster;
@@ -47,6 +50,9 @@ private:
     QSharedPointer<IImageGrabbedNotifierService> m_imageGrabbedNotifierService;
     QSharedPointer<ICameraControlService> m_controlService;
     QSharedPointer<ICameraStreamControlService> m_streamControlService;
+    QSharedPointer<ICameraActionCommandsService> m_actionCommandsService;
+    QSharedPointer<IImageDecompressorService> m_imageDecompressorService;
+    QSharedPointer<IStaticDefectPixelCorrectionService> m_staticDefectPixelCorrectionService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> m_parameterService;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterProvider> m_parameterProvider;
     QWeakPointer<Core::Plugin::IPluginInitializer> m_pluginInitializer;

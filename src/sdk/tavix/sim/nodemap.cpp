@@ -199,6 +199,39 @@ public:
     void FromString(const gcstring& value) override { SetValue(value); }
 };
 
+// A string whose value belongs to someone else: read and written through callbacks, under the
+// map's mutex, so that it can show the device's current state or keep what outlives the map.
+class CComputedStringNode : public CNodeBase, public GenApi::IString
+{
+public:
+    CComputedStringNode(const CNodeMap* map, const FeatureDesc& desc, std::function<std::string()> read,
+                        std::function<void(const std::string&)> write)
+        : CNodeBase(map, desc)
+        , m_read(std::move(read))
+        , m_write(std::move(write))
+    {
+    }
+    GenApi::EInterfaceType GetPrincipalInterfaceType() const override { return GenApi::intfIString; }
+    gcstring GetValue() const override
+    {
+        Lock lock(m_pMap->mutex());
+        checkReadable();
+        return m_read();
+    }
+    void SetValue(const gcstring& value) override
+    {
+        Lock lock(m_pMap->mutex());
+        checkWritable();
+        m_write(value.toStdString());
+    }
+    gcstring ToString() const override { return GetValue(); }
+    void FromString(const gcstring& value) override { SetValue(value); }
+
+private:
+    std::function<std::string()> m_read;
+    std::function<void(const std::string&)> m_write;
+};
+
 class CEnumerationNode : public CNodeBase, public GenApi::IEnumeration
 {
 public:
@@ -339,6 +372,19 @@ void CNodeMap::addComputedInteger(const std::string& name, std::function<int64_t
     desc.name = name;
     desc.access = GenApi::RO;
     auto node = std::make_unique<CComputedIntegerNode>(this, desc, std::move(compute));
+    m_byName[name] = node.get();
+    m_nodes.push_back(std::move(node));
+}
+
+void CNodeMap::addComputedString(const std::string& name, std::function<std::string()> read,
+                                 std::function<void(const std::string&)> write)
+{
+    Lock lock(m_mutex);
+    FeatureDesc desc;
+    desc.name = name;
+    desc.type = GenApi::intfIString;
+    desc.access = write ? GenApi::RW : GenApi::RO;
+    auto node = std::make_unique<CComputedStringNode>(this, desc, std::move(read), std::move(write));
     m_byName[name] = node.get();
     m_nodes.push_back(std::move(node));
 }

@@ -58,6 +58,9 @@ public:
     void addFeature(const FeatureDesc& feature);
     // A read-only integer whose value is computed at each read, under the map's mutex.
     void addComputedInteger(const std::string& name, std::function<int64_t()> compute);
+    // A string read, and written if write is given, through the callbacks at each access.
+    void addComputedString(const std::string& name, std::function<std::string()> read,
+                           std::function<void(const std::string&)> write = {});
     void setAccessHook(AccessHook hook);
 
     // Writes that bypass access modes, for the device's own updates (chunk values, ...).

@@ -183,14 +183,6 @@ NodeMapDescription parseFeatureArray(const QJsonArray& array, const QString& pat
     return features;
 }
 
-std::vector<unsigned char> hexBytes(const QString& text, const QString& path)
-{
-    const QByteArray bytes = QByteArray::fromHex(text.toLatin1());
-    if (bytes.toHex() != text.toLatin1().toLower().replace(' ', ""))
-        fail(path, QStringLiteral("hexadecimal digits are expected"));
-    return std::vector<unsigned char>(bytes.begin(), bytes.end());
-}
-
 StreamDesc parseStream(const QJsonObject& object, const QString& path)
 {
     checkKeys(object, path, {"frameRate", "payloadType", "firstImageNumber", "frameLimit", "chunkTrailerMissingEvery",
@@ -233,17 +225,16 @@ StreamDesc parseStream(const QJsonObject& object, const QString& path)
 
 CompressionDesc parseCompression(const QJsonObject& object, const QString& path)
 {
-    checkKeys(object, path, {"descriptor", "imageSize", "ratios", "lossy", "statusErrorFrames"});
+    for (const char* retired : {"descriptor", "ratios"}) {
+        if (object.contains(QLatin1String(retired)))
+            fail(path + QLatin1Char('.') + QLatin1String(retired),
+                 QStringLiteral("is no longer used: the camera compresses its images and makes its own descriptor"));
+    }
+    checkKeys(object, path, {"imageSize", "lossy", "statusErrorFrames"});
     CompressionDesc compression;
-    compression.descriptor = hexBytes(textAt(object, "descriptor", path), path + QStringLiteral(".descriptor"));
+    compression.enabled = true;
     compression.imageSize = integerAt(object, "imageSize", path, -1);
     compression.lossy = boolAt(object, "lossy", path, false);
-    const QJsonArray ratios = arrayAt(object, "ratios", path);
-    for (int i = 0; i < ratios.size(); ++i) {
-        if (!ratios[i].isDouble() || ratios[i].toDouble() <= 0)
-            fail(indexed(path, "ratios", i), QStringLiteral("a positive number is expected"));
-        compression.ratios.push_back(ratios[i].toDouble());
-    }
     const QJsonArray errors = arrayAt(object, "statusErrorFrames", path);
     for (int i = 0; i < errors.size(); ++i) {
         if (!errors[i].isDouble())
@@ -253,12 +244,41 @@ CompressionDesc parseCompression(const QJsonObject& object, const QString& path)
     return compression;
 }
 
+// A list of [x, y] pairs, kept in the text form in which the camera holds it.
+std::string parsePixelList(const QJsonObject& parent, const char* key, const QString& path)
+{
+    std::string text;
+    const QJsonArray pixels = arrayAt(parent, key, path);
+    for (int i = 0; i < pixels.size(); ++i) {
+        const QJsonArray pair = pixels[i].toArray();
+        const bool valid = pair.size() == 2 && pair[0].isDouble() && pair[1].isDouble() && pair[0].toDouble() >= 0
+                           && pair[1].toDouble() >= 0 && pair[0].toDouble() == double(int64_t(pair[0].toDouble()))
+                           && pair[1].toDouble() == double(int64_t(pair[1].toDouble()));
+        if (!valid)
+            fail(indexed(path, key, i), QStringLiteral("a pair [x, y] of pixel coordinates is expected"));
+        if (!text.empty())
+            text += ';';
+        text += std::to_string(int64_t(pair[0].toDouble())) + ',' + std::to_string(int64_t(pair[1].toDouble()));
+    }
+    return text;
+}
+
+DefectPixelsDesc parseDefectPixels(const QJsonObject& object, const QString& path)
+{
+    checkKeys(object, path, {"factory", "user"});
+    DefectPixelsDesc pixels;
+    pixels.enabled = true;
+    pixels.factory = parsePixelList(object, "factory", path);
+    pixels.user = parsePixelList(object, "user", path);
+    return pixels;
+}
+
 DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const LayerDesc& layer, const Scenario& scenario)
 {
     checkKeys(object, path, {"fullName", "friendlyName", "vendorName", "modelName", "serialNumber", "userDefinedName",
                              "deviceVersion", "deviceFactory", "manufacturerInfo", "deviceClass", "tlType", "ipAddress",
                              "reachable", "plugged", "model", "features", "tlFeatures", "streamFeatures",
-                             "eventFeatures", "stream", "compression"});
+                             "eventFeatures", "stream", "compression", "defectPixels"});
     DeviceDesc device;
     auto set = [&](const char* key, const char* property, bool required = false, const QString& fallback = QString()) {
         const QJsonValue value = object.value(QLatin1String(key));
@@ -292,6 +312,9 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     if (object.contains(QStringLiteral("compression")))
         device.compression = parseCompression(objectAt(object.value(QStringLiteral("compression")), path + QStringLiteral(".compression")),
                                               path + QStringLiteral(".compression"));
+    if (object.contains(QStringLiteral("defectPixels")))
+        device.defectPixels = parseDefectPixels(objectAt(object.value(QStringLiteral("defectPixels")), path + QStringLiteral(".defectPixels")),
+                                                path + QStringLiteral(".defectPixels"));
     return device;
 }
 

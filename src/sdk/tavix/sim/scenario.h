@@ -42,11 +42,18 @@ struct StreamDesc
 
 struct CompressionDesc
 {
-    std::vector<unsigned char> descriptor;
+    bool enabled = false;  // the camera can compress; its descriptor follows its image format
     int64_t imageSize = -1; // -1: computed from the image format
-    std::vector<double> ratios; // per-image compressed size in percent, used in turn
-    bool lossy = false;
+    bool lossy = false;    // "ImageCompressionMode" starts as "Lossy" rather than "Lossless"
     std::vector<int64_t> statusErrorFrames;
+};
+
+// The static defect pixel lists of a camera, in the text form "x,y;x,y".
+struct DefectPixelsDesc
+{
+    bool enabled = false;
+    std::string factory;
+    std::string user;
 };
 
 struct DeviceDesc
@@ -61,6 +68,7 @@ struct DeviceDesc
     NodeMapDescription eventFeatures;
     StreamDesc stream;
     CompressionDesc compression;
+    DefectPixelsDesc defectPixels;
 };
 
 struct InterfaceDesc

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,8 @@ enum LiveObject { LiveDevice, LiveTransportLayer, LiveInstantCamera, LiveChunkPa
 // target is a device's or layer's full name, an interface id, or "*" for any.
 // Operations: EnumerateTls, CreateTl, EnumerateInterfaces, EnumerateDevices, EnumerateAllDevices,
 // AnnounceRemoteDevice, CreateDevice, Open, Close, StartGrabbing, CreateInterface, InterfaceOpen,
-// InterfaceClose, GetCompressionInfo, "Read:<feature>", "Write:<feature>".
+// InterfaceClose, GetCompressionInfo, IssueActionCommand, IssueScheduledActionCommand (target: the
+// layer), "Read:<feature>", "Write:<feature>".
 struct Fault
 {
     std::string target = "*";
@@ -75,9 +77,14 @@ void setSleepScale(double scale);
 void freezeSleep(bool frozen);
 std::vector<unsigned long> recordedSleeps();
 
+// The devices' shared clock, in nanoseconds: the time base of scheduled action commands.
+uint64_t deviceClockNs();
+
 // Counters
 int liveObjects(LiveObject kind);
-int callCount(const std::string& what); // e.g. "CreateTl:<layer full name>", "ParseModel:<model>"
+// e.g. "CreateTl:<layer full name>", "ParseModel:<model>", "ActionSignal:<device full name>" (action
+// signals that a grabbing device took)
+int callCount(const std::string& what);
 GrabRecord lastGrab(const std::string& deviceFullName);
 
 // Back to the default scenario (or that of TAVIX_SIM_SCENARIO), no faults, normal clock,

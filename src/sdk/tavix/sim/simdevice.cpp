@@ -72,28 +72,10 @@ CSimDevice::CSimDevice(const DeviceDesc& desc)
         camera.push_back(integer("ChunkFrameID", 0, GenApi::RO));
     if (!hasFeature(camera, "ChunkTimestamp"))
         camera.push_back(integer("ChunkTimestamp", 0, GenApi::RO));
-    if (!m_desc.compression.descriptor.empty() && !hasFeature(camera, "ImageCompressionMode"))
-        camera.push_back(enumeration("ImageCompressionMode", {"Off", "Lossless", "Lossy"}, m_desc.compression.lossy ? "Lossy" : "Lossless"));
-    if (!m_desc.compression.descriptor.empty() && !hasFeature(camera, "ImageCompressionDescriptor")) {
-        FeatureDesc descriptor;
-        descriptor.name = "ImageCompressionDescriptor";
-        descriptor.type = GenApi::intfIString;
-        descriptor.access = GenApi::RO;
-        static const char digits[] = "0123456789abcdef";
-        for (unsigned char byte : m_desc.compression.descriptor) {
-            descriptor.stringValue += digits[byte >> 4];
-            descriptor.stringValue += digits[byte & 15];
-        }
-        camera.push_back(descriptor);
-    }
+    addCompressionFeatures(camera);
+    addDefectPixelFeatures(camera);
     m_pCameraNodeMap = makeNodeMap("Camera", camera);
-    if (!hasFeature(camera, "PayloadSize"))
-        m_pCameraNodeMap->addComputedInteger("PayloadSize", [this] { return imageSize(); });
-    if (!m_desc.compression.descriptor.empty() && !hasFeature(camera, "ImageCompressionImageSize")) {
-        m_pCameraNodeMap->addComputedInteger("ImageCompressionImageSize", [this] {
-            return m_desc.compression.imageSize >= 0 ? m_desc.compression.imageSize : imageSize();
-        });
-    }
+    addComputedFeatures(camera);
 
     m_pTlNodeMap = makeNodeMap("TransportLayer", m_desc.tlFeatures);
     m_pEventNodeMap = makeNodeMap("EventGrabber", m_desc.eventFeatures);
@@ -125,6 +107,123 @@ std::unique_ptr<CNodeMap> CSimDevice::makeNodeMap(const char* role, const NodeMa
         CWorld::instance().checkFault({target}, std::string(access) + ":" + feature);
     });
     return map;
+}
+
+void CSimDevice::addCompressionFeatures(NodeMapDescription& camera)
+{
+    if (m_desc.compression.enabled && !hasFeature(camera, "ImageCompressionMode"))
+        camera.push_back(enumeration("ImageCompressionMode", {"Off", "Lossless", "Lossy"}, m_desc.compression.lossy ? "Lossy" : "Lossless"));
+}
+
+void CSimDevice::addDefectPixelFeatures(NodeMapDescription& camera)
+{
+    if (!m_desc.defectPixels.enabled)
+        return;
+    if (!hasFeature(camera, "VrlStaticDefectPixelCorrectionMode"))
+        camera.push_back(enumeration("VrlStaticDefectPixelCorrectionMode", {"Off", "On"}, "On"));
+    if (!hasFeature(camera, "VrlStaticDefectPixelCorrectionReload")) {
+        FeatureDesc reload;
+        reload.name = "VrlStaticDefectPixelCorrectionReload";
+        reload.type = GenApi::intfICommand;
+        camera.push_back(reload);
+    }
+}
+
+// Features whose values the device works out at each read: the payload and the compression
+// data follow the image format, the user's defect pixel list lives in the world for the run.
+void CSimDevice::addComputedFeatures(const NodeMapDescription& camera)
+{
+    if (!hasFeature(camera, "PayloadSize"))
+        m_pCameraNodeMap->addComputedInteger("PayloadSize", [this] { return imageSize(); });
+    if (m_desc.compression.enabled && !hasFeature(camera, "ImageCompressionImageSize")) {
+        m_pCameraNodeMap->addComputedInteger("ImageCompressionImageSize", [this] {
+            return m_desc.compression.imageSize >= 0 ? m_desc.compression.imageSize : imageSize();
+        });
+    }
+    if (m_desc.compression.enabled && !hasFeature(camera, "ImageCompressionDescriptor")) {
+        m_pCameraNodeMap->addComputedString("ImageCompressionDescriptor", [this] {
+            static const char digits[] = "0123456789abcdef";
+            std::string hex;
+            for (unsigned char byte : compressionDescriptor()) {
+                hex += digits[byte >> 4];
+                hex += digits[byte & 15];
+            }
+            return hex;
+        });
+    }
+    if (m_desc.defectPixels.enabled) {
+        const std::string name = m_desc.info.GetFullName().toStdString();
+        const std::string initial = m_desc.defectPixels.user;
+        m_pCameraNodeMap->addComputedString("VrlStaticDefectPixelListFactory", [this] { return m_desc.defectPixels.factory; });
+        m_pCameraNodeMap->addComputedString(
+            "VrlStaticDefectPixelListUser", [name, initial] { return CWorld::instance().userDefectPixels(name, initial); },
+            [name](const std::string& text) { CWorld::instance().setUserDefectPixels(name, text); });
+    }
+}
+
+Tavix::Codec::Descriptor CSimDevice::compressionFormat() const
+{
+    Tavix::Codec::Descriptor format;
+    format.lossy = m_pCameraNodeMap->enumValue("ImageCompressionMode") == "Lossy";
+    format.pixelFormat = Tavix::Codec::pixelFormatCode(m_pCameraNodeMap->enumValue("PixelFormat").c_str());
+    format.width = uint32_t(m_pCameraNodeMap->integerValue("Width", 0));
+    format.height = uint32_t(m_pCameraNodeMap->integerValue("Height", 0));
+    format.imageSize = uint32_t(imageSize());
+    return format;
+}
+
+std::vector<unsigned char> CSimDevice::compressionDescriptor() const
+{
+    return Tavix::Codec::encode(compressionFormat());
+}
+
+ActionSettings CSimDevice::actionSettingsOf(const NodeMapDescription& model, const NodeMapDescription& own)
+{
+    const NodeMapDescription features = merged(model, own);
+    auto find = [&](const char* name) -> const FeatureDesc* {
+        for (const auto& feature : features) {
+            if (feature.name == name && feature.access != GenApi::NI)
+                return &feature;
+        }
+        return nullptr;
+    };
+    ActionSettings settings;
+    const FeatureDesc* deviceKey = find("ActionDeviceKey");
+    if (!deviceKey)
+        return settings;
+    settings.supported = true;
+    settings.deviceKey = deviceKey->intValue;
+    settings.groupKey = find("ActionGroupKey") ? find("ActionGroupKey")->intValue : 0;
+    settings.groupMask = find("ActionGroupMask") ? find("ActionGroupMask")->intValue : 0;
+    const FeatureDesc* clock = find("PtpEnable") ? find("PtpEnable") : find("GevIEEE1588");
+    settings.clockSynchronised = clock && clock->boolValue;
+    return settings;
+}
+
+ActionSettings CSimDevice::actionSettings() const
+{
+    ActionSettings settings;
+    CNodeMap& map = *m_pCameraNodeMap;
+    if (!GenApi::IsImplemented(map.GetNode("ActionDeviceKey")))
+        return settings;
+    settings.supported = true;
+    settings.deviceKey = map.integerValue("ActionDeviceKey", 0);
+    settings.groupKey = map.integerValue("ActionGroupKey", 0);
+    settings.groupMask = map.integerValue("ActionGroupMask", 0);
+    settings.clockSynchronised = map.booleanValue(map.GetNode("PtpEnable") ? "PtpEnable" : "GevIEEE1588", false);
+    return settings;
+}
+
+bool CSimDevice::waitsForActionSignal() const
+{
+    const std::string source = m_pCameraNodeMap->enumValue("TriggerSource");
+    return m_pCameraNodeMap->enumValue("TriggerMode") == "On" && source.compare(0, 6, "Action") == 0;
+}
+
+void CSimDevice::fireAction(uint64_t dueNs)
+{
+    if (waitsForActionSignal())
+        m_streamGrabber.trigger(dueNs);
 }
 
 void CSimDevice::checkFault(const std::string& operation)
@@ -226,6 +325,62 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
     m_pattern.resize(m_imageSize + m_lineLength);
     for (size_t i = 0; i < m_pattern.size(); ++i)
         m_pattern[i] = static_cast<unsigned char>((i % m_lineLength) + (i / m_lineLength));
+
+    prepareCompression();
+    prepareActionTrigger();
+}
+
+void CSimStreamGrabber::prepareCompression()
+{
+    const CNodeMap& camera = m_device.cameraNodeMap();
+    const std::string mode = m_device.desc().compression.enabled ? camera.enumValue("ImageCompressionMode") : std::string();
+    m_compress = !mode.empty() && mode != "Off";
+    m_lossy = mode == "Lossy";
+    m_scratch.resize(m_compress ? m_imageSize : 0);
+    if (m_compress) {
+        m_format = m_device.compressionFormat();
+        m_compressor.setDescriptor(Tavix::Codec::encode(m_format));
+    }
+}
+
+void CSimStreamGrabber::prepareActionTrigger()
+{
+    const bool actionTriggered = m_device.waitsForActionSignal();
+    std::lock_guard<std::mutex> lock(m_waitMutex); // trigger() reads these on the issuer's thread
+    m_actionTriggered = actionTriggered;
+    m_triggers.clear();
+    m_armed = true;
+}
+
+void CSimStreamGrabber::trigger(uint64_t dueNs)
+{
+    {
+        std::lock_guard<std::mutex> lock(m_waitMutex);
+        if (!m_armed || !m_actionTriggered)
+            return;
+        m_triggers.insert(dueNs);
+        m_wake.notify_all();
+    }
+    CWorld::instance().countCall("ActionSignal:" + m_device.desc().info.GetFullName().toStdString());
+}
+
+bool CSimStreamGrabber::waitForTrigger(const std::atomic<bool>& stop)
+{
+    std::unique_lock<std::mutex> lock(m_waitMutex);
+    for (;;) {
+        if (stop.load(std::memory_order_acquire) || m_device.IsRemoved())
+            return false;
+        if (m_triggers.empty()) {
+            m_wake.wait(lock);
+            continue;
+        }
+        const Clock::time_point due = CWorld::deviceClockTime(*m_triggers.begin());
+        if (Clock::now() >= due) {
+            m_triggers.erase(m_triggers.begin());
+            return true;
+        }
+        m_wake.wait_until(lock, due);
+    }
 }
 
 bool CSimStreamGrabber::waitUntil(Clock::time_point due, const std::atomic<bool>& stop)
@@ -244,6 +399,7 @@ Tavix::FrameResult CSimStreamGrabber::waitForStop(const std::atomic<bool>& stop)
 void CSimStreamGrabber::CancelWait()
 {
     std::lock_guard<std::mutex> lock(m_waitMutex);
+    m_armed = false; // the grab ends: action signals from now on are lost
     m_wake.notify_all();
 }
 
@@ -267,7 +423,10 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
         m_start = Clock::now();
         m_started = true;
     }
-    if (stream.frameRate > 0) {
+    if (m_actionTriggered) {
+        if (!waitForTrigger(stop))
+            return m_device.IsRemoved() ? waitForStop(stop) : Tavix::FrameResult();
+    } else if (stream.frameRate > 0) {
         const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / stream.frameRate));
         const Clock::time_point due = m_start + period * m_frameIndex;
         const Clock::time_point now = Clock::now();
@@ -281,8 +440,7 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
     }
 
     auto* bytes = static_cast<unsigned char*>(buffer);
-    const size_t imageSize = std::min(m_imageSize, bufferSize);
-    fill(bytes, imageSize);
+    const size_t imageSize = writeImage(bytes, bufferSize, frame);
     frame.status = Tavix::FrameResult::Frame;
     frame.imageNumber = stream.firstImageNumber + m_frameIndex - 1;
     frame.timestamp = uint64_t(std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - m_start).count());
@@ -299,7 +457,6 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
         frame.payloadSize += CSimDevice::ChunkTrailerSize;
     }
     describeFailure(frame);
-    describeCompression(frame);
     ++m_sent;
     return frame;
 }
@@ -323,21 +480,38 @@ void CSimStreamGrabber::describeFailure(Tavix::FrameResult& frame) const
     }
 }
 
-void CSimStreamGrabber::describeCompression(Tavix::FrameResult& frame) const
+size_t CSimStreamGrabber::writeImage(unsigned char* buffer, size_t bufferSize, Tavix::FrameResult& frame)
 {
-    const CompressionDesc& compression = m_device.desc().compression;
-    if (compression.descriptor.empty() || m_device.cameraNodeMap().enumValue("ImageCompressionMode") == "Off")
-        return;
+    const size_t trailer = m_chunk ? CSimDevice::ChunkTrailerSize : 0;
+    const size_t room = bufferSize > trailer ? bufferSize - trailer : 0;
+    if (!m_compress) {
+        const size_t imageSize = std::min(m_imageSize, bufferSize);
+        fill(buffer, imageSize);
+        return imageSize;
+    }
+    fill(m_scratch.data(), m_scratch.size());
+    if (m_lossy) { // the lossy mode drops the two lowest bits of each byte before compressing
+        for (unsigned char& byte : m_scratch)
+            byte &= 0xFC;
+    }
+    const size_t written = m_compressor.compress(m_scratch.data(), m_scratch.size(), buffer, room);
+    describeCompression(frame, m_scratch.size() + trailer, written != 0);
+    return written;
+}
+
+void CSimStreamGrabber::describeCompression(Tavix::FrameResult& frame, size_t decompressedPayloadSize, bool fits) const
+{
     Tavix::CompressionInfo_t& info = frame.compressionInfo;
     frame.hasCompressionInfo = true;
-    info.hasCompressedImage = true;
-    info.lossy = compression.lossy;
-    info.decompressedImageSize = frame.payloadSize;
-    info.decompressedPayloadSize = frame.payloadSize;
-    const double ratio = compression.ratios.empty()
-                             ? 50.0 : compression.ratios[size_t(m_sent) % compression.ratios.size()];
-    frame.payloadSize = std::max<size_t>(1, size_t(double(frame.payloadSize) * ratio / 100.0));
-    for (int64_t errorFrame : compression.statusErrorFrames) {
+    info.hasCompressedImage = fits;
+    info.compressionStatus = fits ? Tavix::CompressionStatus_Ok : Tavix::CompressionStatus_BufferOverflow;
+    info.lossy = m_lossy;
+    info.pixelType = m_format.pixelFormat;
+    info.width = m_format.width;
+    info.height = m_format.height;
+    info.decompressedImageSize = m_scratch.size();
+    info.decompressedPayloadSize = decompressedPayloadSize;
+    for (int64_t errorFrame : m_device.desc().compression.statusErrorFrames) {
         if (errorFrame == m_frameIndex)
             info.compressionStatus = Tavix::CompressionStatus_Error;
     }

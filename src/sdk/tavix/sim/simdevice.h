@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tavix/compressioncodec.h>
 #include <tavix/sim/nodemap.h>
 #include <tavix/sim/scenario.h>
 #include <tavix/transportlayer.h>
@@ -10,11 +11,15 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <vector>
 
 namespace TavixSim {
 
 class CSimDevice;
+
+struct ActionSettings;
+
 
 // The stream of a simulated camera: frames at the scenario's rate (or as fast as buffers come
 // back), each with a moving test pattern, the scenario's failures, chunk data and compression
@@ -29,6 +34,10 @@ public:
     Tavix::FrameResult AcquireFrame(void* buffer, size_t bufferSize, const std::atomic<bool>& stop) override;
     void CancelWait() override;
 
+    // An action signal that is due at dueNs on the device clock. Only a grab that waits for
+    // action signals takes it; at other times it is lost, as on a camera.
+    void trigger(uint64_t dueNs);
+
     void setNodeMap(std::unique_ptr<CNodeMap> nodeMap) { m_pNodeMap = std::move(nodeMap); }
 
 private:
@@ -36,9 +45,14 @@ private:
 
     bool waitUntil(Clock::time_point due, const std::atomic<bool>& stop);
     Tavix::FrameResult waitForStop(const std::atomic<bool>& stop);
+    void prepareCompression();
+    void prepareActionTrigger();
+    bool waitForTrigger(const std::atomic<bool>& stop);
     void fill(unsigned char* buffer, size_t imageSize);
+    // Writes the image into the buffer, compressed if the camera compresses; returns its bytes.
+    size_t writeImage(unsigned char* buffer, size_t bufferSize, Tavix::FrameResult& frame);
     void describeFailure(Tavix::FrameResult& frame) const;
-    void describeCompression(Tavix::FrameResult& frame) const;
+    void describeCompression(Tavix::FrameResult& frame, size_t decompressedPayloadSize, bool fits) const;
 
     CSimDevice& m_device;
     std::unique_ptr<CNodeMap> m_pNodeMap;
@@ -56,6 +70,16 @@ private:
     bool m_started = false;
     std::vector<unsigned char> m_pattern;
     size_t m_lineLength = 1;
+    bool m_compress = false;
+    bool m_lossy = false;
+    std::vector<unsigned char> m_scratch; // the uncompressed image, while compressing
+    Tavix::Codec::CFrameCompressor m_compressor;
+    Tavix::Codec::Descriptor m_format;
+    bool m_actionTriggered = false;
+
+    // Under m_waitMutex.
+    bool m_armed = false;
+    std::multiset<uint64_t> m_triggers;
 };
 
 class CSimChunkParser : public Tavix::IChunkParser
@@ -102,8 +126,21 @@ public:
     int64_t imageSize() const;
     void checkFault(const std::string& operation);
 
+    // The compression descriptor for the current image format and compression mode.
+    Tavix::Codec::Descriptor compressionFormat() const;
+    std::vector<unsigned char> compressionDescriptor() const;
+
+    static ActionSettings actionSettingsOf(const NodeMapDescription& model, const NodeMapDescription& own);
+    ActionSettings actionSettings() const;
+    bool waitsForActionSignal() const;
+    // Passes an action signal to the stream if the trigger waits for one.
+    void fireAction(uint64_t dueNs);
+
 private:
     std::unique_ptr<CNodeMap> makeNodeMap(const char* role, const NodeMapDescription& features);
+    void addCompressionFeatures(NodeMapDescription& camera);
+    void addDefectPixelFeatures(NodeMapDescription& camera);
+    void addComputedFeatures(const NodeMapDescription& camera);
 
     DeviceDesc m_desc;
     std::unique_ptr<CNodeMap> m_pCameraNodeMap;

@@ -2,6 +2,9 @@
 #include <tavix/sim/world.h>
 #include <tavix/tlfactory.h>
 
+#include <algorithm>
+#include <cstring>
+
 namespace TavixSim {
 
 CSimInterface::CSimInterface(const Tavix::CInterfaceInfo& info)
@@ -120,6 +123,57 @@ bool CSimGigETransportLayer::AnnounceRemoteDevice(const GenICam::gcstring& ipAdd
 {
     CWorld::instance().checkFault({fullName()}, "AnnounceRemoteDevice");
     return CWorld::instance().announce(fullName(), ipAddress.toStdString(), pInfo);
+}
+
+} // namespace TavixSim
+
+namespace TavixSim {
+
+bool CSimGigETransportLayer::IssueActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask,
+                                                const GenICam::gcstring& broadcastAddress, uint32_t timeoutMs,
+                                                uint32_t* pNumResults, Tavix::ActionCommandResult* results)
+{
+    ActionCommand command;
+    command.deviceKey = deviceKey;
+    command.groupKey = groupKey;
+    command.groupMask = groupMask;
+    command.broadcastAddress = broadcastAddress.toStdString();
+    return issue(command, "IssueActionCommand", timeoutMs, pNumResults, results);
+}
+
+bool CSimGigETransportLayer::IssueScheduledActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask,
+                                                         uint64_t actionTimeNs, const GenICam::gcstring& broadcastAddress,
+                                                         uint32_t timeoutMs, uint32_t* pNumResults,
+                                                         Tavix::ActionCommandResult* results)
+{
+    ActionCommand command;
+    command.deviceKey = deviceKey;
+    command.groupKey = groupKey;
+    command.groupMask = groupMask;
+    command.scheduled = true;
+    command.actionTimeNs = actionTimeNs;
+    command.broadcastAddress = broadcastAddress.toStdString();
+    return issue(command, "IssueScheduledActionCommand", timeoutMs, pNumResults, results);
+}
+
+bool CSimGigETransportLayer::issue(const ActionCommand& command, const char* operation, uint32_t timeoutMs,
+                                   uint32_t* pNumResults, Tavix::ActionCommandResult* results)
+{
+    CWorld::instance().checkFault({fullName()}, operation);
+    const std::vector<ActionAnswer> answers = CWorld::instance().issueAction(fullName(), command);
+    // The answers come at once in the simulated network; without a time to wait for them, or
+    // a place to put them, none is collected.
+    if (!pNumResults)
+        return true;
+    const size_t room = results && timeoutMs > 0 ? size_t(*pNumResults) : 0;
+    const size_t count = std::min(room, answers.size());
+    for (size_t i = 0; i < count; ++i) {
+        std::memset(results[i].DeviceAddress, 0, sizeof results[i].DeviceAddress);
+        std::strncpy(results[i].DeviceAddress, answers[i].deviceAddress.c_str(), sizeof results[i].DeviceAddress - 1);
+        results[i].Status = answers[i].status;
+    }
+    *pNumResults = uint32_t(count);
+    return true;
 }
 
 } // namespace TavixSim

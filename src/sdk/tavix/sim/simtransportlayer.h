@@ -9,6 +9,8 @@
 
 namespace TavixSim {
 
+struct ActionCommand;
+
 class CSimInterface : public Tavix::IInterface
 {
 public:
@@ -59,6 +61,15 @@ public:
 
     int EnumerateAllDevices(Tavix::DeviceInfoList& list, bool addToList) override;
     bool AnnounceRemoteDevice(const GenICam::gcstring& ipAddress, Tavix::CDeviceInfo* pInfo) override;
+    bool IssueActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask, const GenICam::gcstring& broadcastAddress,
+                            uint32_t timeoutMs, uint32_t* pNumResults, Tavix::ActionCommandResult* results) override;
+    bool IssueScheduledActionCommand(uint32_t deviceKey, uint32_t groupKey, uint32_t groupMask, uint64_t actionTimeNs,
+                                     const GenICam::gcstring& broadcastAddress, uint32_t timeoutMs, uint32_t* pNumResults,
+                                     Tavix::ActionCommandResult* results) override;
+
+private:
+    bool issue(const ActionCommand& command, const char* operation, uint32_t timeoutMs, uint32_t* pNumResults,
+               Tavix::ActionCommandResult* results);
 };
 
 } // namespace TavixSim

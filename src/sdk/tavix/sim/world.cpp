@@ -5,6 +5,7 @@
 #include <QtGlobal>
 
 #include <chrono>
+#include <cstdio>
 
 namespace TavixSim {
 
@@ -67,6 +68,7 @@ bool CWorld::loadScenario(const QByteArray& json, const QString& source, QString
     m_scenario = std::move(parsed);
     m_deviceStates.clear();
     m_modelCache.clear();
+    m_userDefectPixels.clear();
     m_timeline.start(m_scenario.timeline);
     return true;
 }
@@ -90,6 +92,7 @@ void CWorld::loadDefaultScenario()
     m_scenario = Scenario();
     m_deviceStates.clear();
     m_modelCache.clear();
+    m_userDefectPixels.clear();
     ensureLoaded();
 }
 
@@ -439,10 +442,10 @@ int CWorld::liveObjects(LiveObject kind) const
     return m_live[kind].load(std::memory_order_relaxed);
 }
 
-void CWorld::countCall(const std::string& what)
+void CWorld::countCall(const std::string& what, int times)
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    ++m_calls[what];
+    m_calls[what] += times;
 }
 
 int CWorld::callCount(const std::string& what) const
@@ -513,6 +516,114 @@ double CWorld::sleepScale() const
     return m_sleepScale;
 }
 
+namespace {
+
+const std::chrono::steady_clock::time_point& deviceClockEpoch()
+{
+    static const std::chrono::steady_clock::time_point epoch = std::chrono::steady_clock::now();
+    return epoch;
+}
+
+bool parseIpv4(const std::string& text, uint32_t& address)
+{
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    char tail = 0;
+    if (std::sscanf(text.c_str(), "%u.%u.%u.%u%c", &a, &b, &c, &d, &tail) != 4 || a > 255 || b > 255 || c > 255 || d > 255)
+        return false;
+    address = (a << 24) | (b << 16) | (c << 8) | d;
+    return true;
+}
+
+// A directed broadcast reaches the hosts whose address agrees with it where it isn't all ones;
+// 255.255.255.255 reaches the whole local network.
+bool inBroadcastDomain(uint32_t broadcast, const std::string& deviceAddress)
+{
+    uint32_t device = 0;
+    if (!parseIpv4(deviceAddress, device))
+        return false;
+    for (int shift = 0; shift < 32; shift += 8) {
+        const uint32_t octet = (broadcast >> shift) & 0xFF;
+        if (octet != 0xFF && octet != ((device >> shift) & 0xFF))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+uint64_t CWorld::deviceClockNs()
+{
+    return uint64_t(std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - deviceClockEpoch()).count());
+}
+
+std::chrono::steady_clock::time_point CWorld::deviceClockTime(uint64_t ns)
+{
+    return deviceClockEpoch() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::nanoseconds(ns));
+}
+
+std::string CWorld::userDefectPixels(const std::string& deviceFullName, const std::string& initial) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    const auto it = m_userDefectPixels.find(deviceFullName);
+    return it == m_userDefectPixels.end() ? initial : it->second;
+}
+
+void CWorld::setUserDefectPixels(const std::string& deviceFullName, const std::string& text)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_userDefectPixels[deviceFullName] = text;
+}
+
+std::vector<CWorld::ActionTarget> CWorld::actionTargets(const std::string& layerFullName, const std::string& broadcastAddress)
+{
+    uint32_t broadcast = 0;
+    if (!parseIpv4(broadcastAddress, broadcast)) {
+        const std::string text = "'" + broadcastAddress + "' is no IPv4 broadcast address.";
+        throw GenICam::InvalidArgumentException(text.c_str(), __FILE__, __LINE__);
+    }
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    std::vector<ActionTarget> targets;
+    const LayerDesc* layer = layerNamed(layerFullName);
+    if (!layer)
+        return targets;
+    for (const auto& device : layer->devices) {
+        const std::string name = device.info.GetFullName().toStdString();
+        const auto state = m_deviceStates.find(name);
+        const bool announced = state != m_deviceStates.end() && state->second.announced;
+        const std::string address = device.info.GetIpAddress().toStdString();
+        if (!isPresent(name) || !(device.reachable || announced) || !inBroadcastDomain(broadcast, address))
+            continue;
+        const auto model = device.model.empty() ? std::make_shared<const NodeMapDescription>() : modelFeatures(device.model);
+        targets.push_back({name, address, CSimDevice::actionSettingsOf(*model, device.features)});
+    }
+    return targets;
+}
+
+std::vector<ActionAnswer> CWorld::issueAction(const std::string& layerFullName, const ActionCommand& command)
+{
+    const std::vector<ActionTarget> targets = actionTargets(layerFullName, command.broadcastAddress);
+    std::vector<ActionAnswer> answers;
+    std::lock_guard<std::mutex> lock(m_devicesMutex);
+    for (const auto& target : targets) {
+        // A live device answers with its current settings, and only it can take a picture.
+        const auto live = m_liveDevices.find(target.name);
+        CSimDevice* device = live == m_liveDevices.end() ? nullptr : live->second;
+        const ActionSettings settings = device ? device->actionSettings() : target.settings;
+        if (!settings.supported || settings.deviceKey != int64_t(command.deviceKey))
+            continue; // not addressed: a device stays silent
+        ActionAnswer answer;
+        answer.deviceAddress = target.address;
+        if (settings.groupKey != int64_t(command.groupKey) || (int64_t(command.groupMask) & settings.groupMask) == 0)
+            answer.status = Tavix::ActionCommandStatus_AccessDenied;
+        else if (command.scheduled && !settings.clockSynchronised)
+            answer.status = Tavix::ActionCommandStatus_NoReferenceTime;
+        else if (device)
+            device->fireAction(command.scheduled ? command.actionTimeNs : deviceClockNs());
+        answers.push_back(answer);
+    }
+    return answers;
+}
+
 // The control API
 
 bool loadScenario(const QByteArray& json, QString* error, const QString& source)
@@ -533,6 +644,7 @@ bool waitUntilPaused(const std::string& operation, int timeoutMs) { return CWorl
 void setSleepScale(double scale) { CWorld::instance().setSleepScale(scale); }
 void freezeSleep(bool frozen) { CWorld::instance().freezeSleep(frozen); }
 std::vector<unsigned long> recordedSleeps() { return CWorld::instance().recordedSleeps(); }
+uint64_t deviceClockNs() { return CWorld::deviceClockNs(); }
 int liveObjects(LiveObject kind) { return CWorld::instance().liveObjects(kind); }
 int callCount(const std::string& what) { return CWorld::instance().callCount(what); }
 GrabRecord lastGrab(const std::string& name) { return CWorld::instance().lastGrab(name); }

@@ -5,6 +5,7 @@
 #include <tavix/sim/timeline.h>
 
 #include <array>
+#include <chrono>
 #include <atomic>
 #include <condition_variable>
 #include <functional>
@@ -19,6 +20,34 @@
 namespace TavixSim {
 
 class CSimDevice;
+
+// What a device does with an action command: its keys, and whether its clock is synchronised
+// for scheduled ones.
+struct ActionSettings
+{
+    bool supported = false; // the device has "ActionDeviceKey"
+    int64_t deviceKey = 0;
+    int64_t groupKey = 0;
+    int64_t groupMask = 0;
+    bool clockSynchronised = false;
+};
+
+// An action command as it goes out on a layer's network.
+struct ActionCommand
+{
+    uint32_t deviceKey = 0;
+    uint32_t groupKey = 0;
+    uint32_t groupMask = 0;
+    bool scheduled = false;
+    uint64_t actionTimeNs = 0; // on the device clock
+    std::string broadcastAddress;
+};
+
+struct ActionAnswer
+{
+    std::string deviceAddress;
+    int32_t status = 0;
+};
 
 // The simulated camera world behind the SDK: the scenario, the state of each device, the
 // injected faults, the clock of WaitObject::Sleep and the counters. One per process.
@@ -71,11 +100,25 @@ public:
     void freezeSleep(bool frozen);
     std::vector<unsigned long> recordedSleeps() const;
 
+    // The clock that the devices share, as if synchronised by PTP: nanoseconds since the
+    // world began. Scheduled action commands fire by it.
+    static uint64_t deviceClockNs();
+    static std::chrono::steady_clock::time_point deviceClockTime(uint64_t ns);
+
+    // Static defect pixels: a device's user list lasts for the rest of the run of a scenario.
+    std::string userDefectPixels(const std::string& deviceFullName, const std::string& initial) const;
+    void setUserDefectPixels(const std::string& deviceFullName, const std::string& text);
+
+    // Sends an action command to the present devices of the layer in the addressed subnet;
+    // returns the answers of those that answer, in scenario order. Throws
+    // InvalidArgumentException for an address that is no IPv4 address.
+    std::vector<ActionAnswer> issueAction(const std::string& layerFullName, const ActionCommand& command);
+
     // Counters
     void objectCreated(LiveObject kind);
     void objectDestroyed(LiveObject kind);
     int liveObjects(LiveObject kind) const;
-    void countCall(const std::string& what);
+    void countCall(const std::string& what, int times = 1);
     int callCount(const std::string& what) const;
     void recordGrabStart(const std::string& deviceFullName, size_t bufferCount, size_t queuedBufferCount, size_t payloadSize);
     GrabRecord lastGrab(const std::string& deviceFullName) const;
@@ -89,6 +132,15 @@ private:
     // Under m_mutex; null when there is none.
     const LayerDesc* layerNamed(const std::string& fullName) const;
     const DeviceDesc* deviceNamed(const std::string& fullName) const;
+
+    // A device that hears an action command, with its action settings as the scenario starts them.
+    struct ActionTarget
+    {
+        std::string name;
+        std::string address;
+        ActionSettings settings;
+    };
+    std::vector<ActionTarget> actionTargets(const std::string& layerFullName, const std::string& broadcastAddress);
 
     struct DeviceState
     {
@@ -104,6 +156,7 @@ private:
     std::vector<Fault> m_faults;
     std::map<std::string, int> m_calls;
     std::map<std::string, GrabRecord> m_grabs;
+    std::map<std::string, std::string> m_userDefectPixels;
 
     std::mutex m_devicesMutex;
     std::multimap<std::string, CSimDevice*> m_liveDevices;

@@ -9,6 +9,7 @@
 #include <tavix/runtime.h>
 #include <tavix/tlfactory.h>
 
+#include <QMutexLocker>
 #include <QSettings>
 
 namespace Plugin::OptiRoster::Internal {
@@ -85,7 +86,9 @@ CCamera::CCamera(CameraInfoPtr ptrInfo, QObject* parent)
     , m_ptrInfo(std::move(ptrInfo))
     , m_ptrObjectState(new ParameterCollection::CObjectState(this))
     , m_ptrDeviceState(new ParameterCollection::CObjectState(this))
+    , m_operationMutex(QMutex::Recursive)
     , m_pChunkParsingHandler(new CChunkParsingEventHander(m_ptrObjectState))
+    , m_frameGrabberTimer(this) // a child, so that it moves with the camera to its pool's thread
     , m_frameGrabberTimeoutMs(500)
 {
     initialize();
@@ -171,9 +174,15 @@ void CCamera::writeSettings() const
 {
     QSettings settings;
     settings.beginGroup(QStringLiteral("Grab"));
-    settings.setValue(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
-    settings.setValue(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
-    settings.setValue(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
+    // A key that holds the value already is left alone, so that a pool of many cameras doesn't
+    // rewrite the settings file once for each of them.
+    const auto write = [&settings](const QString& key, const QVariant& value) {
+        if (settings.value(key) != value)
+            settings.setValue(key, value);
+    };
+    write(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
+    write(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
+    write(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
     settings.endGroup();
 }
 
@@ -230,6 +239,7 @@ void CCamera::createDevice()
 
 bool CCamera::open(bool monitorMode)
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (m_pCamera->IsOpen())
         return true;
@@ -280,6 +290,7 @@ void CCamera::close()
 
 void CCamera::closeDevice()
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (!m_pCamera->IsOpen())
         return;
@@ -289,8 +300,11 @@ void CCamera::closeDevice()
     CScopedObjectStateLock deviceLock(m_ptrDeviceState);
     m_ptrDeviceState->setState(ParameterCollection::ObjectStateClosing);
     detachNodeMaps();
-    m_pCamera->Close();
-    m_pCamera->DestroyDevice();
+    // Nothing that goes wrong in a close leaves the object: the failure is stored and logged, the
+    // device goes all the same, and clients hear that the camera is closed.
+    reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")), [this] { m_pCamera->Close(); });
+    reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")),
+                   [this] { m_pCamera->DestroyDevice(); });
     emit deviceClosed();
 }
 
@@ -310,6 +324,7 @@ bool CCamera::refusesGrab(const char* operation)
 
 void CCamera::startGrabbing()
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("startGrabbing"))
         return;
@@ -377,6 +392,7 @@ void CCamera::prepareGrabbing()
 
 void CCamera::singleShot(uint timeout)
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("singleShot"))
         return;
@@ -392,6 +408,7 @@ void CCamera::singleShot(uint timeout)
 
 void CCamera::stopGrabbing()
 {
+    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (m_pCamera->IsOpen() && m_pCamera->IsGrabbing())
         m_pCamera->StopGrabbing();
@@ -507,6 +524,54 @@ size_t CCamera::getImageSizeForDecompression()
             throw Core::Exception::RuntimeException(tr("Invalid image size for decompression found."));
         return size;
     });
+}
+
+template <typename Operation>
+bool CCamera::runOnIdleCamera(const QString& failurePrefix, Operation operation)
+{
+    QMutexLocker serialised(&m_operationMutex);
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!m_pCamera || !m_pCamera->IsOpen() || m_pCamera->IsGrabbing())
+        return false;
+    bool result = false;
+    reportFailures(failureReport(failurePrefix), [&] { result = operation(&m_pCamera->GetNodeMap()); });
+    return result;
+}
+
+bool CCamera::getDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return runOnIdleCamera(QStringLiteral("Failure when get static defect pixel list from camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::GetDefectPixelList(
+                                   nodeMap, list, Tavix::CStaticDefectPixelCorrection::EListType(type));
+                           });
+}
+
+bool CCamera::setDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return runOnIdleCamera(QStringLiteral("Failure when set static defect pixel list on camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::SetDefectPixelList(
+                                   nodeMap, list, Tavix::CStaticDefectPixelCorrection::EListType(type));
+                           });
+}
+
+bool CCamera::normalizeDefectPixelList(Tavix::StaticDefectPixelList& list)
+{
+    return runOnIdleCamera(QStringLiteral("Failure on normalize static defect pixel list for camera. Reason: "),
+                           [&](GenApi::INodeMap* nodeMap) {
+                               return Tavix::CStaticDefectPixelCorrection::NormalizePixelList(nodeMap, list);
+                           });
+}
+
+bool CCamera::isDefectPixelCorrectionSupported()
+{
+    CScopedObjectStateLock lock(m_ptrObjectState);
+    if (!m_pCamera || !m_pCamera->IsOpen())
+        throw Core::Exception::RuntimeException(QStringLiteral("Camera must not be closed."));
+    if (!m_ptrParameterCollection->isParameterAvailable(QStringLiteral("VrlStaticDefectPixelCorrectionMode")))
+        return false;
+    return m_ptrParameterCollection->isParameterAvailable(QStringLiteral("VrlStaticDefectPixelCorrectionReload"));
 }
 
 bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo&, GenApi::IFirmwareUpdateProgressObserver*, const QString&)

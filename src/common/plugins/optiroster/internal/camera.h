@@ -5,9 +5,13 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
+#include <plugins/optiroster/staticdefectpixellisttype.h>
+
+#include <tavix/defectpixelcorrection.h>
 
 #include <tavix/eventhandlers.h>
 
+#include <QMutex>
 #include <QTimer>
 #include <QVector>
 
@@ -55,6 +59,14 @@ public:
     int getCompressionMode();
     size_t getImageSizeForDecompression();
 
+    // The static defect pixel lists of the open camera that isn't grabbing; false otherwise or
+    // on failure, which is reported.
+    bool getDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool setDefectPixelList(Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool normalizeDefectPixelList(Tavix::StaticDefectPixelList& list);
+    // Throws when the camera is closed.
+    bool isDefectPixelCorrectionSupported();
+
     // Called by the SDK.
     void OnImageGrabbed(Tavix::CInstantCamera& camera, const Tavix::CGrabResultPtr& result) override;
     void OnGrabStart(Tavix::CInstantCamera& camera) override;
@@ -90,12 +102,18 @@ private:
     CFailureReport failureReport(const QString& prefix) const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
+    template <typename Operation>
+    bool runOnIdleCamera(const QString& failurePrefix, Operation operation);
 
     Tavix::CInstantCamera* m_pCamera;
     CameraInfoPtr m_ptrInfo;
     QSharedPointer<ParameterCollection::CParameterCollection> m_ptrParameterCollection;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrObjectState;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrDeviceState;
+    // The instant camera wants its open, close, start and stop serialised, and clients call them
+    // from several threads: they hold this, never the grab thread. Recursive, since a receiver of
+    // a signal emitted meanwhile may come back on the same thread.
+    QMutex m_operationMutex;
     CChunkParsingEventHander* m_pChunkParsingHandler;
     // Written by the grab thread alone (and by OnGrabStart before it runs); the timer on the
     // owner's thread reads the published copy.

@@ -22,11 +22,7 @@ CControlService::~CControlService() = default;
 // The camera kind first, then the interface kind; a pool that has gone reads as null.
 ADevicePool* CControlService::poolFor(const DeviceBaseInfoPtr& info) const
 {
-    if (info.objectCast<ICameraInfo>())
-        return m_optiRoster.data();
-    if (info.objectCast<IInterfaceInfo>())
-        return m_interfacePool.data();
-    return nullptr;
+    return ADevicePool::poolFor(info, m_optiRoster.data(), m_interfacePool.data());
 }
 
 ADevicePool* CControlService::poolFor(const QSharedPointer<IDevice>& device) const

@@ -1,10 +1,13 @@
 #include "devicepool.h"
 
+#include <core/optirostercomponents/icamerainfo.h>
 #include <core/optirostercomponents/iinterfaceinfo.h>
 
 #include <tavix/runtime.h>
 
 #include <QMutexLocker>
+#include <QSet>
+#include <QThread>
 
 namespace Plugin::OptiRoster::Internal {
 
@@ -126,13 +129,14 @@ void ADevicePool::clearDeviceInfos()
 
 void ADevicePool::removeVanishedDevices()
 {
-    QVector<QSharedPointer<IDevice>> vanished = devices();
+    QSet<IDevice*> reported;
+    reported.reserve(m_deviceInfos.size());
     for (const auto& info : qAsConst(m_deviceInfos)) {
         if (const QSharedPointer<IDevice> device = getDevice(info))
-            vanished.removeOne(device);
+            reported.insert(device.data());
     }
-    for (const auto& device : qAsConst(vanished)) {
-        if (!device)
+    for (const auto& device : devices()) {
+        if (!device || reported.contains(device.data()))
             continue;
         const DeviceBaseInfoPtr info = device->getInfo();
         if (!isDeviceExclusive(info) && !isDeviceOpen(info)) {
@@ -152,6 +156,15 @@ bool ADevicePool::isDeviceGrabbing(const DeviceBaseInfoPtr& /*info*/)
     return false;
 }
 
+ADevicePool* ADevicePool::poolFor(const DeviceBaseInfoPtr& info, ADevicePool* cameraPool, ADevicePool* interfacePool)
+{
+    if (info.objectCast<Core::OptiRosterComponents::ICameraInfo>())
+        return cameraPool;
+    if (info.objectCast<IInterfaceInfo>())
+        return interfacePool;
+    return nullptr;
+}
+
 DeviceBaseInfoPtr ADevicePool::getActiveDevice()
 {
     return m_activeDevice;
@@ -162,6 +175,17 @@ void ADevicePool::setActiveDevice(const DeviceBaseInfoPtr& info)
     if (m_activeDevice && m_activeDevice == info)
         return;
     m_activeDevice = info;
+}
+
+QSharedPointer<IDevice> ADevicePool::own(IDevice* device) const
+{
+    device->moveToThread(thread());
+    return QSharedPointer<IDevice>(device, [](IDevice* owned) {
+        if (owned->thread() == QThread::currentThread())
+            delete owned;
+        else
+            owned->deleteLater();
+    });
 }
 
 QVector<QSharedPointer<IDevice>> ADevicePool::devices() const

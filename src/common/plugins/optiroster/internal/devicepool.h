@@ -37,6 +37,10 @@ public:
     virtual bool isDeviceExclusive(const DeviceBaseInfoPtr& info);
     virtual bool isDeviceGrabbing(const DeviceBaseInfoPtr& info);
 
+    // The pool of a description: the camera pool for a camera's, the interface pool for an
+    // interface's, null for anything else. A pool that has gone is passed as null.
+    static ADevicePool* poolFor(const DeviceBaseInfoPtr& info, ADevicePool* cameraPool, ADevicePool* interfacePool);
+
     static DeviceBaseInfoPtr getActiveDevice();
     static void setActiveDevice(const DeviceBaseInfoPtr& info);
 
@@ -64,6 +68,11 @@ protected:
     // snapshot, and the list itself is touched only under m_devicesMutex, which no other lock
     // is ever taken under.
     QVector<QSharedPointer<IDevice>> devices() const;
+    // Owns a new device and moves it to the pool's thread, where its timers and queued signals
+    // run whichever thread created it. Its last reference may drop on a client's thread while the
+    // pool has let go meanwhile: it is destroyed on its own thread, at once when that is the
+    // current one.
+    QSharedPointer<IDevice> own(IDevice* device) const;
     void appendDevice(const QSharedPointer<IDevice>& device);
     void removeDevice(const QSharedPointer<IDevice>& device);
 

@@ -25,7 +25,7 @@ QSharedPointer<IDevice> CInterfacePool::createDevice(const DeviceBaseInfoPtr& in
 {
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
-    QSharedPointer<IDevice> device(new CInterface(info.objectCast<Core::OptiRosterComponents::IInterfaceInfo>(), nullptr));
+    const QSharedPointer<IDevice> device = own(new CInterface(info.objectCast<Core::OptiRosterComponents::IInterfaceInfo>(), nullptr));
     appendDevice(device);
     connect(device.data(), &IDevice::deviceOpened, this, &CInterfacePool::onDeviceOpened);
     connect(device.data(), &IDevice::deviceOpening, this, &CInterfacePool::onDeviceOpening);

@@ -59,7 +59,7 @@ QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
 {
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
-    QSharedPointer<IDevice> device(new CCamera(info.objectCast<ICameraInfo>(), nullptr));
+    const QSharedPointer<IDevice> device = own(new CCamera(info.objectCast<ICameraInfo>(), nullptr));
     appendDevice(device);
     connectCamera(qobject_cast<ICamera*>(device.data()), WithConnectionLost);
     return device;
@@ -343,6 +343,26 @@ size_t COptiRoster::getImageSizeForDecompression()
 size_t COptiRoster::getImageSizeForDecompression(const CameraInfoPtr& info)
 {
     return guardedCamera(info)->getImageSizeForDecompression();
+}
+
+bool COptiRoster::isDefectPixelCorrectionSupported(const CameraInfoPtr& info)
+{
+    return guardedCamera(info)->isDefectPixelCorrectionSupported();
+}
+
+bool COptiRoster::getDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return guardedCamera(info)->getDefectPixelList(list, type);
+}
+
+bool COptiRoster::setDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type)
+{
+    return guardedCamera(info)->setDefectPixelList(list, type);
+}
+
+bool COptiRoster::normalizeDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list)
+{
+    return guardedCamera(info)->normalizeDefectPixelList(list);
 }
 
 void COptiRoster::addCamera(const CameraInfoPtr& info)

@@ -3,6 +3,9 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/devicepool.h>
+#include <plugins/optiroster/staticdefectpixellisttype.h>
+
+#include <tavix/defectpixelcorrection.h>
 
 #include <QList>
 #include <QMutex>
@@ -57,6 +60,11 @@ public:
     int getCompressionMode(const CameraInfoPtr& info);
     size_t getImageSizeForDecompression();
     size_t getImageSizeForDecompression(const CameraInfoPtr& info);
+
+    bool isDefectPixelCorrectionSupported(const CameraInfoPtr& info);
+    bool getDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool setDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list, EStaticDefectPixelListType type);
+    bool normalizeDefectPixelList(const CameraInfoPtr& info, Tavix::StaticDefectPixelList& list);
 
     void addCamera(const CameraInfoPtr& info);
     void addCameras(const QVector<CameraInfoPtr>& infos);

@@ -63,11 +63,7 @@ void CStatusService::relayCameraRoster()
 
 ADevicePool* CStatusService::poolFor(const DeviceBaseInfoPtr& info) const
 {
-    if (info.objectCast<ICameraInfo>())
-        return m_optiRoster.data();
-    if (info.objectCast<IInterfaceInfo>())
-        return m_interfacePool.data();
-    return nullptr;
+    return ADevicePool::poolFor(info, m_optiRoster.data(), m_interfacePool.data());
 }
 
 bool CStatusService::isDeviceOpen(DeviceBaseInfoPtr info)

@@ -1,0 +1,336 @@
+#include "camerafixture.h"
+#include "logrecorder.h"
+#include "testmain.h"
+
+#include <core/exception/exceptions.h>
+#include <plugins/optiroster/internal/camera.h>
+#include <plugins/optiroster/internal/imagedecompressorservice.h>
+#include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
+#include <plugins/optiroster/internal/optiroster.h>
+
+#include <tavix/imagedecompressor.h>
+
+#include <mutex>
+
+using namespace Plugin::OptiRoster;
+using Internal::CImageDecompressorService;
+using Internal::COptiRoster;
+using Internal::ImageGrabbedNotifierService;
+
+namespace {
+
+const QString Category = QStringLiteral("tavix.viewer.plugins.optiRoster.imageDecompressorService");
+constexpr int Width = 256;
+constexpr int Height = 16;
+
+QJsonArray features(const QString& compressionMode)
+{
+    QJsonArray list{
+        QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", Width}},
+        QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", Height}},
+    };
+    if (!compressionMode.isEmpty()) {
+        list.append(QJsonObject{{"name", "ImageCompressionMode"}, {"type", "enumeration"}, {"value", compressionMode},
+                                {"entries", QJsonArray{QJsonObject{{"name", "Off"}, {"value", 0}},
+                                                       QJsonObject{{"name", "Lossless"}, {"value", 1}},
+                                                       QJsonObject{{"name", "Lossy"}, {"value", 2}},
+                                                       QJsonObject{{"name", "Weird"}, {"value", 7}}}}});
+    }
+    return list;
+}
+
+QJsonObject compressingCamera(const QString& serial, const QString& mode)
+{
+    QJsonObject camera = TestScenario::camera(serial, QJsonObject{{"frameRate", 100}}, features(mode));
+    camera.insert("compression", QJsonObject{});
+    return camera;
+}
+
+// The moving test pattern as the simulated camera sends the image of that number: a ramp along
+// each line that moves on by one byte per line and per frame.
+QByteArray expectedPattern(int64_t imageNumber, unsigned char mask)
+{
+    const size_t line = Width;
+    QByteArray image(Width * Height, Qt::Uninitialized);
+    const size_t shift = size_t(imageNumber) % line;
+    for (size_t i = 0; i < size_t(image.size()); ++i) {
+        const size_t at = i + shift;
+        image[int(i)] = char(static_cast<unsigned char>((at % line) + (at / line)) & mask);
+    }
+    return image;
+}
+
+class CHoldingObserver : public IImageGrabbedObserver
+{
+public:
+    void onImageGrabbed(const CameraInfoPtr&, const Tavix::CGrabResultPtr& result) override
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_results.size() < 5) // the camera keeps enough buffers for the ones held here
+            m_results.push_back(result);
+    }
+    std::vector<Tavix::CGrabResultPtr> results()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_results;
+    }
+    int count() { return int(results().size()); }
+
+private:
+    std::mutex m_mutex;
+    std::vector<Tavix::CGrabResultPtr> m_results;
+};
+
+QByteArray decompressed(const Tavix::CImageDecompressor& decompressor, const Tavix::CGrabResultPtr& result)
+{
+    QByteArray image(int(decompressor.GetImageSizeForDecompression()), Qt::Uninitialized);
+    const size_t size = decompressor.DecompressImage(image.data(), size_t(image.size()), result);
+    image.resize(int(size));
+    return image;
+}
+
+} // namespace
+
+class TestImageDecompression : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void compressedImagesDecompressToTheSentPattern_data();
+    void compressedImagesDecompressToTheSentPattern();
+    void switchingCompressionOffDropsTheDecompressorAtTheNextGrabStart();
+    void damagedOrForeignImagesAreRefused();
+    void aCameraWithoutCompressionHasNoDecompressor();
+    void aFailedReadLeavesNoEntryAndTheGrabStarts_data();
+    void aFailedReadLeavesNoEntryAndTheGrabStarts();
+    void aHeldDecompressorOutlivesTheClose();
+    void aNullInfoIsRefusedWithoutALogEntry();
+
+private:
+    CameraInfoPtr openCamera(const QString& serial);
+    // At least count images of one grab, held; empty if they don't come.
+    std::vector<Tavix::CGrabResultPtr> grabImages(const CameraInfoPtr& info, int count);
+    void setCompressionMode(const CameraInfoPtr& info, const QString& mode);
+
+    QSharedPointer<ImageGrabbedNotifierService> m_notifier;
+    std::unique_ptr<COptiRoster> m_pRoster;
+    std::unique_ptr<CImageDecompressorService> m_pService;
+};
+
+void TestImageDecompression::init()
+{
+    TavixSim::reset();
+    const QJsonArray cameras{
+        compressingCamera(QStringLiteral("601"), QStringLiteral("Lossless")),
+        TestScenario::camera(QStringLiteral("602"), QJsonObject{{"frameRate", 100}}, features(QString())),
+        compressingCamera(QStringLiteral("603"), QStringLiteral("Weird")),
+        [] {
+            QJsonObject camera = compressingCamera(QStringLiteral("604"), QStringLiteral("Lossless"));
+            QJsonArray list = camera.value("features").toArray();
+            list.append(QJsonObject{{"name", "ImageCompressionDescriptor"}, {"type", "string"}, {"value", ""}, {"access", "RO"}});
+            camera.insert("features", list);
+            return camera;
+        }(),
+    };
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
+    m_notifier.reset(new ImageGrabbedNotifierService(nullptr));
+    m_pRoster = std::make_unique<COptiRoster>(m_notifier, nullptr);
+    m_pService = std::make_unique<CImageDecompressorService>(m_pRoster.get(), nullptr);
+}
+
+void TestImageDecompression::cleanup()
+{
+    m_pService.reset();
+    m_pRoster.reset();
+    m_notifier.reset();
+}
+
+CameraInfoPtr TestImageDecompression::openCamera(const QString& serial)
+{
+    const CameraInfoPtr info = cameraInfo(serial);
+    m_pRoster->addDevice(info);
+    if (!m_pRoster->openDevice(info, false))
+        return {};
+    return info;
+}
+
+std::vector<Tavix::CGrabResultPtr> TestImageDecompression::grabImages(const CameraInfoPtr& info, int count)
+{
+    CHoldingObserver observer;
+    m_notifier->addObserver(&observer);
+    m_pRoster->startGrabbing(info);
+    const bool arrived = QTest::qWaitFor([&] { return observer.count() >= count; }, 10000);
+    m_pRoster->stopGrabbing(info);
+    m_notifier->removeObserver(&observer);
+    return arrived ? observer.results() : std::vector<Tavix::CGrabResultPtr>();
+}
+
+void TestImageDecompression::setCompressionMode(const CameraInfoPtr& info, const QString& mode)
+{
+    const auto camera = m_pRoster->getDevice(info);
+    QVERIFY(camera);
+    const auto parameter = camera->getParameterCollection()->getEnumParameter(QStringLiteral("ImageCompressionMode"));
+    QVERIFY(parameter);
+    parameter->setValue(mode);
+}
+
+void TestImageDecompression::compressedImagesDecompressToTheSentPattern_data()
+{
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<int>("mask");
+    QTest::newRow("lossless") << "Lossless" << 0xFF;
+    QTest::newRow("lossy") << "Lossy" << 0xFC; // the lossy mode drops the two lowest bits
+}
+
+void TestImageDecompression::compressedImagesDecompressToTheSentPattern()
+{
+    QFETCH(QString, mode);
+    QFETCH(int, mask);
+    const CameraInfoPtr info = openCamera(QStringLiteral("601"));
+    QVERIFY(info);
+    setCompressionMode(info, mode);
+    const auto results = grabImages(info, 3);
+    QVERIFY(int(results.size()) >= 3);
+    const auto decompressor = m_pService->getImageDecompressor(info);
+    QVERIFY(decompressor);
+    for (const auto& result : results) { // the pattern moves on with each image
+        Tavix::CompressionInfo_t compression;
+        QVERIFY(Tavix::CImageDecompressor::GetCompressionInfo(compression, result));
+        QVERIFY(compression.hasCompressedImage);
+        QCOMPARE(compression.lossy, mode == QLatin1String("Lossy"));
+        QCOMPARE(compression.decompressedPayloadSize, size_t(Width * Height));
+        QVERIFY(result->GetPayloadSize() < compression.decompressedPayloadSize / 4); // the pattern truly shrinks
+        QCOMPARE(decompressed(*decompressor, result), expectedPattern(result->GetImageNumber(), uchar(mask)));
+    }
+}
+
+void TestImageDecompression::switchingCompressionOffDropsTheDecompressorAtTheNextGrabStart()
+{
+    const CameraInfoPtr info = openCamera(QStringLiteral("601"));
+    QVERIFY(info);
+    QVERIFY(int(grabImages(info, 1).size()) >= 1);
+    QVERIFY(m_pService->getImageDecompressor(info)); // a stop leaves it for images in flight
+
+    setCompressionMode(info, QStringLiteral("Off"));
+    QVERIFY(m_pService->getImageDecompressor(info)); // the setting counts from the next start
+    const auto results = grabImages(info, 1);
+    QVERIFY(int(results.size()) >= 1);
+    QVERIFY(!m_pService->getImageDecompressor(info));
+    Tavix::CompressionInfo_t compression;
+    QVERIFY(!Tavix::CImageDecompressor::GetCompressionInfo(compression, results[0]));
+    QCOMPARE(QByteArray(static_cast<const char*>(results[0]->GetBuffer()), int(results[0]->GetPayloadSize())),
+             expectedPattern(results[0]->GetImageNumber(), 0xFF));
+}
+
+void TestImageDecompression::damagedOrForeignImagesAreRefused()
+{
+    const CameraInfoPtr info = openCamera(QStringLiteral("601"));
+    QVERIFY(info);
+    const auto results = grabImages(info, 2);
+    QVERIFY(int(results.size()) >= 2);
+    const auto decompressor = m_pService->getImageDecompressor(info);
+    QVERIFY(decompressor);
+    QByteArray output(int(decompressor->GetImageSizeForDecompression()), Qt::Uninitialized);
+    const auto refusal = [&](const void* data, size_t size) -> QString {
+        try {
+            decompressor->DecompressImage(output.data(), size_t(output.size()), data, size);
+        } catch (const GenICam::RuntimeException& e) {
+            return QString::fromUtf8(e.GetDescription());
+        } catch (const GenICam::InvalidArgumentException& e) {
+            return QStringLiteral("mismatch: ") + QString::fromUtf8(e.GetDescription());
+        }
+        return QStringLiteral("accepted");
+    };
+
+    QByteArray image(static_cast<const char*>(results[0]->GetBuffer()), int(results[0]->GetPayloadSize()));
+    QCOMPARE(refusal(image.constData(), size_t(image.size())), QStringLiteral("accepted"));
+    QVERIFY(refusal(image.constData(), size_t(image.size() - 8)).startsWith(QStringLiteral("The compressed image is damaged")));
+    QByteArray flipped = image;
+    flipped[flipped.size() / 2] = char(flipped[flipped.size() / 2] ^ 0x5A);
+    QVERIFY(refusal(flipped.constData(), size_t(flipped.size())).startsWith(QStringLiteral("The compressed image is damaged")));
+
+    // A damaged grab buffer is refused the same way through the result.
+    auto* buffer = static_cast<unsigned char*>(results[1]->GetBuffer());
+    buffer[results[1]->GetPayloadSize() - 1] ^= 0xFF;
+    QVERIFY_EXCEPTION_THROWN(decompressed(*decompressor, results[1]), GenICam::RuntimeException);
+
+    // A descriptor of other settings doesn't fit the image.
+    m_pRoster->getDevice(info)->getParameterCollection()->getIntegerParameter(QStringLiteral("Width"))->setValue(Width / 2);
+    const QVector<unsigned char> other = m_pService->getCompressionDescriptor(info);
+    const Tavix::CImageDecompressor foreign(other.constData(), size_t(other.size()));
+    QVERIFY_EXCEPTION_THROWN(foreign.DecompressImage(output.data(), size_t(output.size()), image.constData(), size_t(image.size())),
+                             GenICam::InvalidArgumentException);
+    QVERIFY_EXCEPTION_THROWN(Tavix::CImageDecompressor("junk", 4), GenICam::InvalidArgumentException);
+}
+
+void TestImageDecompression::aCameraWithoutCompressionHasNoDecompressor()
+{
+    CLogRecorder log;
+    const CameraInfoPtr info = openCamera(QStringLiteral("602"));
+    QVERIFY(info);
+    QVERIFY(int(grabImages(info, 1).size()) >= 1);
+    QVERIFY(!m_pService->getImageDecompressor(info));
+    QVERIFY(log.messages(Category).isEmpty());
+    QVERIFY(info->getLastError().isEmpty());
+}
+
+void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts_data()
+{
+    QTest::addColumn<QString>("serial");
+    QTest::addColumn<QString>("failingFeature");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("unknown mode") << "603" << QString() << "Unknown compression mode found.";
+    QTest::newRow("empty descriptor") << "604" << QString() << "Invalid compression descriptor size found.";
+    QTest::newRow("SDK failure") << "601" << "ImageCompressionDescriptor" << "Descriptor register unreadable.";
+}
+
+void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts()
+{
+    QFETCH(QString, serial);
+    QFETCH(QString, failingFeature);
+    QFETCH(QString, reason);
+    const CameraInfoPtr info = openCamera(serial);
+    QVERIFY(info);
+    if (!failingFeature.isEmpty()) {
+        TavixSim::Fault fault;
+        fault.target = info->getFullName().toStdString();
+        fault.operation = "Read:" + failingFeature.toStdString();
+        fault.description = reason.toStdString();
+        fault.count = -1;
+        TavixSim::injectFault(fault);
+    }
+    CLogRecorder log;
+    QSignalSpy started(m_pRoster.get(), &COptiRoster::cameraGrabStarted);
+    QVERIFY(int(grabImages(info, 1).size()) >= 1);
+    QCOMPARE(started.count(), 1);
+    QVERIFY(!m_pService->getImageDecompressor(info));
+    QCOMPARE(info->getLastError(), reason);
+    QCOMPARE(log.messages(Category),
+             QStringList{QStringLiteral("Error while getting compression status from camera. Reason: ") + reason});
+}
+
+void TestImageDecompression::aHeldDecompressorOutlivesTheClose()
+{
+    const CameraInfoPtr info = openCamera(QStringLiteral("601"));
+    QVERIFY(info);
+    const auto results = grabImages(info, 1);
+    QVERIFY(int(results.size()) >= 1);
+    const auto decompressor = m_pService->getImageDecompressor(info);
+    QVERIFY(decompressor);
+    m_pRoster->closeDevice(DeviceBaseInfoPtr(info));
+    QVERIFY(!m_pService->getImageDecompressor(info));
+    QCOMPARE(decompressed(*decompressor, results[0]), expectedPattern(results[0]->GetImageNumber(), 0xFF));
+}
+
+void TestImageDecompression::aNullInfoIsRefusedWithoutALogEntry()
+{
+    CLogRecorder log;
+    QVERIFY_EXCEPTION_THROWN(m_pService->getCompressionDescriptor({}), Core::Exception::InvalidArgumentException);
+    QVERIFY(log.entries().isEmpty());
+    QVERIFY(!m_pService->getImageDecompressor({}));
+}
+
+TAVIX_TEST_MAIN(TestImageDecompression)
+#include "tst_decompressor.moc"

@@ -1,0 +1,331 @@
+#include "aravisfixture.h"
+#include "testmain.h"
+
+#include <tavix/defectpixelcorrection.h>
+#include <tavix/instantcamera.h>
+#include <tavix/sim/simcontrol.h>
+
+#include <QMutex>
+
+#include <memory>
+#include <set>
+
+using namespace Tavix;
+
+namespace {
+
+// Records the handler calls of one camera and the images it gets.
+class CGrabRecorder : public CImageEventHandler, public CConfigurationEventHandler
+{
+public:
+    void OnGrabStart(CInstantCamera&) override { note("OnGrabStart"); }
+    void OnGrabStarted(CInstantCamera&) override { note("OnGrabStarted"); }
+    void OnGrabStop(CInstantCamera&) override { note("OnGrabStop"); }
+    void OnGrabStopped(CInstantCamera&) override { note("OnGrabStopped"); }
+    void OnGrabError(CInstantCamera&, const char* message) override { note(QStringLiteral("OnGrabError ") + message); }
+    void OnImageGrabbed(CInstantCamera&, const CGrabResultPtr& result) override
+    {
+        QMutexLocker locker(&m_mutex);
+        if (m_numbers.isEmpty())
+            m_events << QStringLiteral("OnImageGrabbed");
+        m_numbers << result->GetImageNumber();
+        m_buffers.insert(result->GetBuffer());
+        m_payloadSizes.insert(result->GetPayloadSize());
+        m_succeeded = m_succeeded && result->GrabSucceeded();
+    }
+    void DestroyImageEventHandler() override {}
+    void DestroyConfiguration() override {}
+
+    QStringList events() const { QMutexLocker locker(&m_mutex); return m_events; }
+    QList<int64_t> numbers() const { QMutexLocker locker(&m_mutex); return m_numbers; }
+    std::set<const void*> buffers() const { QMutexLocker locker(&m_mutex); return m_buffers; }
+    std::set<size_t> payloadSizes() const { QMutexLocker locker(&m_mutex); return m_payloadSizes; }
+    bool allSucceeded() const { QMutexLocker locker(&m_mutex); return m_succeeded; }
+
+private:
+    void note(const QString& event)
+    {
+        QMutexLocker locker(&m_mutex);
+        m_events << event;
+    }
+
+    mutable QMutex m_mutex;
+    QStringList m_events;
+    QList<int64_t> m_numbers;
+    std::set<const void*> m_buffers;
+    std::set<size_t> m_payloadSizes;
+    bool m_succeeded = true;
+};
+
+// Keeps the first results it gets, so that the pool runs dry, and notes each image's number
+// with the skipped images reported just before it.
+class CHoldingHandler : public CImageEventHandler
+{
+public:
+    void OnImagesSkipped(CInstantCamera&, size_t count) override
+    {
+        QMutexLocker locker(&m_mutex);
+        m_pendingSkipped += count;
+    }
+    void OnImageGrabbed(CInstantCamera&, const CGrabResultPtr& result) override
+    {
+        QMutexLocker locker(&m_mutex);
+        m_images.append({result->GetImageNumber(), m_pendingSkipped});
+        m_pendingSkipped = 0;
+        if (m_holding)
+            m_held.push_back(result);
+    }
+    void DestroyImageEventHandler() override {}
+
+    void letGo()
+    {
+        QMutexLocker locker(&m_mutex);
+        m_holding = false;
+        m_held.clear();
+    }
+    int count() const { QMutexLocker locker(&m_mutex); return m_images.size(); }
+    QList<QPair<int64_t, size_t>> images() const { QMutexLocker locker(&m_mutex); return m_images; }
+
+private:
+    mutable QMutex m_mutex;
+    bool m_holding = true;
+    std::vector<CGrabResultPtr> m_held;
+    size_t m_pendingSkipped = 0;
+    QList<QPair<int64_t, size_t>> m_images;
+};
+
+template <typename Exception>
+QString descriptionOf(const std::function<void()>& fn)
+{
+    try {
+        fn();
+    } catch (const Exception& e) {
+        return QString::fromUtf8(e.GetDescription());
+    } catch (const GenICam::GenericException& e) {
+        return QStringLiteral("other exception: ") + e.GetExceptionType() + " " + e.GetDescription();
+    }
+    return QStringLiteral("nothing thrown");
+}
+
+int liveSdkObjects()
+{
+    int live = 0;
+    for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind)
+        live += TavixSim::liveObjects(TavixSim::LiveObject(kind));
+    return live;
+}
+
+} // namespace
+
+class TestAravis : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanupTestCase();
+    void backendListsAreChecked();
+    void theFakeCameraIsListedWithItsDescription();
+    void aGrabDeliversEveryImageIntoThePoolsBuffers();
+    void imagesLostWhileTheApplicationHoldsEveryBufferAreCounted();
+    void nodeMapReadsWritesAndRefuses();
+    void aravisFailuresBecomeGenICamExceptions();
+    void layersAndInterfacesOfAravis();
+
+private:
+    std::unique_ptr<CInstantCamera> openFakeCamera();
+};
+
+void TestAravis::init()
+{
+    AravisFixture::useBackends("aravis", {"Fake"});
+}
+
+void TestAravis::cleanupTestCase()
+{
+    QCOMPARE(liveSdkObjects(), 0);
+    TavixBackends::setActiveBackends("sim");
+}
+
+std::unique_ptr<CInstantCamera> TestAravis::openFakeCamera()
+{
+    const CDeviceInfo info = AravisFixture::firstDevice("Custom");
+    if (info.GetFullName().empty())
+        return nullptr;
+    auto camera = std::make_unique<CInstantCamera>(CTlFactory::GetInstance().CreateDevice(info));
+    camera->Open();
+    return camera;
+}
+
+void TestAravis::backendListsAreChecked()
+{
+    std::string error;
+    QVERIFY(!TavixBackends::setActiveBackends("sim,nowhere", &error));
+    QCOMPARE(QString::fromStdString(error), QStringLiteral("Unknown camera backend 'nowhere'; this build knows sim, aravis."));
+    QVERIFY(!TavixBackends::setActiveBackends(" , ", &error));
+    QCOMPARE(TavixBackends::activeBackends(), (std::vector<std::string>{"aravis"})); // unchanged
+    QVERIFY(!TavixAravis::setInterfaces({"Firewire"}, &error));
+    QCOMPARE(TavixAravis::interfaces(), (std::vector<std::string>{"Fake"}));
+}
+
+void TestAravis::theFakeCameraIsListedWithItsDescription()
+{
+    const CDeviceInfo info = AravisFixture::firstDevice("Custom");
+    QVERIFY(!info.GetFullName().empty());
+    QCOMPARE(info.GetVendorName(), GenICam::gcstring("Aravis"));
+    QCOMPARE(info.GetModelName(), GenICam::gcstring("Fake"));
+    QVERIFY(!info.GetSerialNumber().empty());
+    QCOMPARE(info.GetDeviceClass(), GenICam::gcstring("AravisFake"));
+    QCOMPARE(info.GetPropertyValue("Protocol"), GenICam::gcstring("Fake"));
+}
+
+void TestAravis::aGrabDeliversEveryImageIntoThePoolsBuffers()
+{
+    const std::unique_ptr<CInstantCamera> camera = openFakeCamera();
+    QVERIFY(camera);
+    CGrabRecorder recorder;
+    camera->RegisterConfiguration(&recorder, RegistrationMode_Append, Cleanup_None);
+    camera->RegisterImageEventHandler(&recorder, RegistrationMode_Append, Cleanup_None);
+    CFloatParameter(camera->GetNodeMap(), "AcquisitionFrameRate").TrySetValue(200.0);
+    camera->MaxNumBuffer.SetValue(4);
+    const int64_t width = CIntegerParameter(camera->GetNodeMap(), "Width").GetValue();
+    const int64_t height = CIntegerParameter(camera->GetNodeMap(), "Height").GetValue();
+    QCOMPARE(CEnumParameter(camera->GetNodeMap(), "PixelFormat").GetValue(), GenICam::gcstring("Mono8"));
+
+    const int count = 12;
+    camera->StartGrabbing(count);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.events().contains("OnGrabStopped"), 20000);
+    QVERIFY(!camera->IsGrabbing());
+
+    QCOMPARE(recorder.events(), (QStringList{"OnGrabStart", "OnGrabStarted", "OnImageGrabbed", "OnGrabStop", "OnGrabStopped"}));
+    QList<int64_t> expected;
+    for (int number = 1; number <= count; ++number)
+        expected << number;
+    QCOMPARE(recorder.numbers(), expected);
+    QVERIFY(recorder.allSucceeded());
+    QCOMPARE(recorder.payloadSizes(), (std::set<size_t>{size_t(width * height)}));
+    // Aravis wrote into the pool's own buffers: no more addresses than the pool holds.
+    QVERIFY(recorder.buffers().size() <= 4);
+
+    // A second grab on the same camera, stopped from outside.
+    camera->StartGrabbing();
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.numbers().size() > count + 3, 20000);
+    camera->StopGrabbing();
+    QVERIFY(!camera->IsGrabbing());
+    camera->Close();
+    QVERIFY(!camera->IsOpen());
+}
+
+void TestAravis::imagesLostWhileTheApplicationHoldsEveryBufferAreCounted()
+{
+    const std::unique_ptr<CInstantCamera> camera = openFakeCamera();
+    QVERIFY(camera);
+    CHoldingHandler handler;
+    camera->RegisterImageEventHandler(&handler, RegistrationMode_Append, Cleanup_None);
+    CFloatParameter(camera->GetNodeMap(), "AcquisitionFrameRate").TrySetValue(500.0);
+    camera->MaxNumBuffer.SetValue(2);
+    camera->StartGrabbing();
+    QTRY_COMPARE_WITH_TIMEOUT(handler.count(), 2, 20000);
+    // The pool is dry now; the grab must go on once the buffers come back.
+    handler.letGo();
+    QTRY_VERIFY_WITH_TIMEOUT(handler.count() > 10, 20000);
+    camera->StopGrabbing();
+
+    // Each number follows the one before by one more than the images skipped in between.
+    const auto images = handler.images();
+    QCOMPARE(images.first().first, int64_t(1));
+    for (int i = 1; i < images.size(); ++i)
+        QCOMPARE(images.at(i).first, images.at(i - 1).first + 1 + int64_t(images.at(i).second));
+}
+
+void TestAravis::nodeMapReadsWritesAndRefuses()
+{
+    const std::unique_ptr<CInstantCamera> camera = openFakeCamera();
+    QVERIFY(camera);
+    GenApi::INodeMap& nodeMap = camera->GetNodeMap();
+    CIntegerParameter width(nodeMap, "Width");
+    QVERIFY(width.IsWritable());
+    width.SetValue(320);
+    QCOMPARE(width.GetValue(), int64_t(320));
+    QCOMPARE(CIntegerParameter(nodeMap, "PayloadSize").GetValue(), 320 * CIntegerParameter(nodeMap, "Height").GetValue());
+    QVERIFY(!width.TrySetValue(width.GetMax() + 1000));
+
+    QCOMPARE(descriptionOf<GenICam::AccessException>([&] { CStringParameter(nodeMap, "DeviceVendorName").SetValue("Someone"); }),
+             QStringLiteral("Node 'DeviceVendorName' is not writable."));
+    QCOMPARE(CStringParameter(nodeMap, "DeviceVendorName").GetValue(), GenICam::gcstring("Aravis"));
+
+    CEnumParameter pixelFormat(nodeMap, "PixelFormat");
+    GenICam::gcstring_vector formats;
+    pixelFormat.GetSettableValues(formats);
+    QVERIFY(std::find(formats.begin(), formats.end(), GenICam::gcstring("Mono8")) != formats.end());
+    QVERIFY(!pixelFormat.TrySetValue("NoSuchFormat"));
+
+    QVERIFY(!CParameter(nodeMap, "NoSuchFeature").IsValid());
+    GenApi::NodeList_t nodes;
+    nodeMap.GetNodes(nodes);
+    QVERIFY(std::any_of(nodes.begin(), nodes.end(), [](GenApi::INode* node) { return node->GetName() == "Width"; }));
+
+    StaticDefectPixelList pixels;
+    QCOMPARE(descriptionOf<GenICam::LogicalErrorException>([&] {
+                 CStaticDefectPixelCorrection::GetDefectPixelList(&nodeMap, pixels, CStaticDefectPixelCorrection::ListType_Factory);
+             }),
+             QStringLiteral("The camera doesn't support static defect pixel correction."));
+
+    // Closed, the handles stay and refuse.
+    camera->Close();
+    QVERIFY(!width.IsReadable());
+    QCOMPARE(descriptionOf<GenICam::AccessException>([&] { width.GetValue(); }), QStringLiteral("Node 'Width' is not readable."));
+    camera->Open();
+    QVERIFY(width.IsReadable());
+    width.SetValue(width.GetMax());
+}
+
+void TestAravis::aravisFailuresBecomeGenICamExceptions()
+{
+    CDeviceInfo unknown;
+    unknown.SetSerialNumber("no-such-serial");
+    QCOMPARE(descriptionOf<GenICam::RuntimeException>([&] { CTlFactory::GetInstance().CreateDevice(unknown); }),
+             QStringLiteral("No device is available or no device contains the provided device info properties."));
+
+    const std::unique_ptr<CInstantCamera> camera = openFakeCamera();
+    QVERIFY(camera);
+    // Aravis itself refuses a value out of range, and its message comes through.
+    const QString outOfRange = descriptionOf<GenICam::OutOfRangeException>(
+        [&] { CIntegerParameter(camera->GetNodeMap(), "Width").SetValue(1 << 30); });
+    QVERIFY2(outOfRange.startsWith("Writing 'Width': "), qPrintable(outOfRange));
+}
+
+void TestAravis::layersAndInterfacesOfAravis()
+{
+    QVERIFY(TavixAravis::setInterfaces({"GigEVision", "Fake"}));
+    TlInfoList layers;
+    QCOMPARE(CTlFactory::GetInstance().EnumerateTls(layers), 2);
+    QCOMPARE(layers[0].GetTLType(), GenICam::gcstring("GEV"));
+    QCOMPARE(layers[1].GetTLType(), GenICam::gcstring("Custom"));
+    ITransportLayer* gige = CTlFactory::GetInstance().CreateTl("AravisGigE");
+    QVERIFY(gige);
+    QVERIFY(dynamic_cast<IGigETransportLayer*>(gige));
+    InterfaceInfoList interfaces;
+    QCOMPARE(gige->EnumerateInterfaces(interfaces), 1);
+    IInterface* arvInterface = gige->CreateInterface(interfaces[0]);
+    QVERIFY(arvInterface);
+    QVERIFY(!arvInterface->GetNodeMap());
+    arvInterface->Open();
+    QVERIFY(arvInterface->GetNodeMap());
+    gige->DestroyInterface(arvInterface);
+    // What Aravis can't do is refused, never pretended.
+    uint32_t results = 0;
+    QCOMPARE(descriptionOf<GenICam::LogicalErrorException>([&] {
+                 dynamic_cast<IGigETransportLayer*>(gige)->IssueActionCommand(1, 1, 1, "127.255.255.255", 100, &results, nullptr);
+             }),
+             QStringLiteral("Sending action commands is not supported by this transport layer."));
+    // The fake camera is listed, but it isn't the GigE layer's to create.
+    QVERIFY(!AravisFixture::firstDevice("Custom").GetFullName().empty());
+    QCOMPARE(descriptionOf<GenICam::RuntimeException>([&] { gige->CreateDevice(CDeviceInfo()); }),
+             QStringLiteral("No device is available or no device contains the provided device info properties."));
+    CTlFactory::GetInstance().ReleaseTl(gige);
+    QCOMPARE(liveSdkObjects(), 0);
+}
+
+TAVIX_TEST_MAIN(TestAravis)
+#include "tst_aravis.moc"

@@ -1,0 +1,443 @@
+// A soak of the plug-in as its clients use it: cameras grabbing, enumeration
+// requested every 100 ms while cameras come and go, three client threads
+// driving the services at random, observers coming and going, devices lost
+// mid-grab and SDK failures injected. It checks at the end that nothing was
+// lost, left behind or unbalanced, and prints its figures.
+//
+//     soak [--seconds N] [--seed S]
+#include "host.h"
+
+#include <plugins/optiroster/icameracontrolservice.h>
+#include <plugins/optiroster/icameraenumerationservice.h>
+#include <plugins/optiroster/icamerastatusservice.h>
+#include <plugins/optiroster/icamerastreamcontrolservice.h>
+#include <plugins/optiroster/iimagegrabbednotifierservice.h>
+
+#include <tavix/sim/simcontrol.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <QReadLocker>
+#include <QStandardPaths>
+#include <QThread>
+#include <QTimer>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <unistd.h>
+
+using namespace Plugin::OptiRoster;
+
+namespace {
+
+constexpr int CameraCount = 8;
+constexpr int SpareCount = 2; // plugged in and out by the enumeration timer
+
+QString cameraName(int index)
+{
+    return QStringLiteral("Soak#%1").arg(index);
+}
+
+QByteArray scenario()
+{
+    QJsonArray cameras;
+    for (int i = 0; i < CameraCount; ++i) {
+        // Half run free, half at the frame rates of real cameras.
+        const double frameRate = i % 2 ? 0.0 : 100.0 + 50 * i;
+        cameras.append(QJsonObject{{"fullName", cameraName(i)},
+                                   {"friendlyName", QStringLiteral("Soak camera %1").arg(i)},
+                                   {"vendorName", "Vorlan"},
+                                   {"modelName", "Orvik OVK-64"},
+                                   {"serialNumber", QString::number(9000 + i)},
+                                   {"features", QJsonArray{QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 64}},
+                                                           QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", 1}}}},
+                                   {"stream", QJsonObject{{"frameRate", frameRate}}}});
+    }
+    const QJsonObject layer{
+        {"deviceClass", "VorlanGigE"}, {"tlType", "GEV"}, {"friendlyName", "GigE"}, {"gige", true}, {"devices", cameras}};
+    return QJsonDocument(QJsonObject{{"transportLayers", QJsonArray{layer}}}).toJson();
+}
+
+template <typename Service>
+QSharedPointer<Service> findService(CHost& host)
+{
+    QList<QSharedPointer<Core::Service::IService>> services;
+    {
+        QReadLocker locker(host.registry()->getServicesLock());
+        host.registry()->getServices(services);
+    }
+    for (const auto& service : qAsConst(services)) {
+        if (auto found = qSharedPointerObjectCast<Service>(service))
+            return found;
+    }
+    return {};
+}
+
+// Counts every image of every camera, for the whole run.
+class CCountingObserver : public IImageGrabbedObserver
+{
+public:
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr&) override
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_counts[info ? info->getFullName() : QString()];
+    }
+    QHash<QString, qint64> counts()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_counts;
+    }
+
+private:
+    std::mutex m_mutex;
+    QHash<QString, qint64> m_counts;
+};
+
+class CNullObserver : public IImageGrabbedObserver
+{
+public:
+    void onImageGrabbed(const CameraInfoPtr&, const Tavix::CGrabResultPtr&) override {}
+};
+
+// Fails the run with every thread's state when the main thread stops turning.
+class CWatchdog
+{
+public:
+    CWatchdog()
+        : m_thread([this] { watch(); })
+    {
+    }
+    ~CWatchdog()
+    {
+        m_done.store(true);
+        m_thread.join();
+    }
+    void beat() { m_lastBeat.store(now()); }
+
+private:
+    static qint64 now()
+    {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
+    void watch()
+    {
+        while (!m_done.load()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            if (now() - m_lastBeat.load() > 5000) {
+                std::fprintf(stderr, "soak: DEADLOCK: the main thread has not turned "
+                                     "for 5 s; threads:\n");
+                const QString command = QStringLiteral("gdb -batch -p %1 -ex 'thread apply all bt' 2>/dev/null || "
+                                                       "grep -H . /proc/%1/task/*/wchan /proc/%1/task/*/comm")
+                                            .arg(getpid());
+                std::system(command.toUtf8().constData());
+                std::_Exit(3);
+            }
+        }
+    }
+
+    std::atomic<qint64> m_lastBeat{now()};
+    std::atomic<bool> m_done{false};
+    std::thread m_thread;
+};
+
+struct CFigures
+{
+    std::atomic<qint64> clientOperations{0};
+    std::atomic<int> clientExceptions{0};
+    std::atomic<int> losses{0};
+    std::atomic<int> faults{0};
+    std::atomic<int> passesRequested{0};
+    std::atomic<int> observerSwaps{0};
+};
+
+// One client plug-in's thread: random operations through the services on random
+// cameras.
+class CClient
+{
+public:
+    CClient(CHost& host, std::mutex* cameraLocks, CFigures& figures, unsigned seed)
+        : m_enumeration(findService<ICameraEnumerationService>(host))
+        , m_status(findService<ICameraStatusService>(host))
+        , m_control(findService<ICameraControlService>(host))
+        , m_stream(findService<ICameraStreamControlService>(host))
+        , m_notifier(findService<IImageGrabbedNotifierService>(host))
+        , m_cameraLocks(cameraLocks)
+        , m_figures(figures)
+        , m_random(seed)
+        , m_thread([this] { run(); })
+    {
+    }
+    ~CClient() { stop(); }
+
+    void stop()
+    {
+        m_done.store(true);
+        if (m_thread.joinable())
+            m_thread.join();
+    }
+
+private:
+    CameraInfoPtr pickCamera()
+    {
+        QVector<CameraInfoPtr> cameras = m_enumeration->getOpenCameras();
+        for (const auto& layer : m_enumeration->getTransportLayers()) {
+            for (const auto& camera : layer->getCameraInfoList())
+                cameras.append(camera);
+        }
+        return cameras.isEmpty() ? CameraInfoPtr() : cameras.at(int(m_random() % unsigned(cameras.size())));
+    }
+
+    void run()
+    {
+        CNullObserver observer;
+        bool observing = false;
+        while (!m_done.load()) {
+            const CameraInfoPtr camera = pickCamera();
+            if (!camera) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                continue;
+            }
+            // Starting a grab and taking a camera into exclusive use are kept apart
+            // per camera, so that a detached camera never grabs and every image is
+            // counted by the observer.
+            std::mutex& cameraLock = m_cameraLocks[camera->getSerialNumber().toInt() % CameraCount];
+            try {
+                operate(camera, cameraLock, observer, observing);
+            } catch (...) {
+                ++m_figures.clientExceptions; // a client's business; what matters is
+                                              // that nothing else breaks
+            }
+            ++m_figures.clientOperations;
+        }
+        if (observing)
+            m_notifier->removeObserver(&observer);
+    }
+
+    void operate(const CameraInfoPtr& camera, std::mutex& cameraLock, CNullObserver& observer, bool& observing)
+    {
+        switch (m_random() % 10) {
+        case 0:
+            m_control->open(camera, false);
+            break;
+        case 1:
+            m_control->close(camera);
+            break;
+        case 2: {
+            std::lock_guard<std::mutex> lock(cameraLock);
+            m_stream->startGrabbing(camera);
+            break;
+        }
+        case 3:
+            m_stream->stopGrabbing(camera);
+            break;
+        case 4: {
+            std::lock_guard<std::mutex> lock(cameraLock);
+            m_stream->singleShot(camera, 1000);
+            break;
+        }
+        case 5:
+            m_status->setActiveDevice(camera);
+            break;
+        case 6:
+            m_control->open(m_random() % 2 == 0);
+            break;
+        case 7: {
+            std::lock_guard<std::mutex> lock(cameraLock);
+            m_stream->stopGrabbing(camera);
+            if (const QSharedPointer<ICamera> mine = m_control->takeExclusive(camera)) {
+                if (mine->isGrabbing()) // a single shot that had not ended yet
+                    mine->stopGrabbing();
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                m_control->releaseExclusive(mine);
+            }
+            break;
+        }
+        case 8:
+            observing ? m_notifier->removeObserver(&observer) : m_notifier->addObserver(&observer);
+            observing = !observing;
+            ++m_figures.observerSwaps;
+            break;
+        default:
+            m_status->isCameraGrabbing(camera);
+            m_status->getNumberOfGrabbingCameras();
+            break;
+        }
+    }
+
+    QSharedPointer<ICameraEnumerationService> m_enumeration;
+    QSharedPointer<ICameraStatusService> m_status;
+    QSharedPointer<ICameraControlService> m_control;
+    QSharedPointer<ICameraStreamControlService> m_stream;
+    QSharedPointer<IImageGrabbedNotifierService> m_notifier;
+    std::mutex* m_cameraLocks;
+    CFigures& m_figures;
+    std::mt19937 m_random;
+    std::atomic<bool> m_done{false};
+    std::thread m_thread;
+};
+
+// Runs the world's events on the main thread: passes, plugging, losses, faults.
+void scheduleTheWorld(QObject& context, ICameraEnumerationService& enumeration, CFigures& figures, std::mt19937& random)
+{
+    auto* passes = new QTimer(&context);
+    QObject::connect(passes, &QTimer::timeout, [&] {
+        const int spare = CameraCount - 1 - int(random() % SpareCount);
+        random() % 2 ? TavixSim::plugDevice(cameraName(spare).toStdString())
+                     : TavixSim::unplugDevice(cameraName(spare).toStdString());
+        enumeration.requestEnumeration();
+        ++figures.passesRequested;
+    });
+    passes->start(100);
+
+    auto* losses = new QTimer(&context);
+    QObject::connect(losses, &QTimer::timeout, [&] {
+        const std::string lost = cameraName(int(random() % (CameraCount - SpareCount))).toStdString();
+        TavixSim::loseDevice(lost);
+        ++figures.losses;
+        QTimer::singleShot(300, [lost] { TavixSim::plugDevice(lost); });
+    });
+    losses->start(700);
+
+    static const char* const operations[] = {"Open",  "StartGrabbing", "CreateDevice", "EnumerateAllDevices",
+                                             "Close", "Read:Width"};
+    auto* faults = new QTimer(&context);
+    QObject::connect(faults, &QTimer::timeout, [&] {
+        TavixSim::injectFault({"*", operations[random() % (sizeof(operations) / sizeof(*operations))], "RuntimeException",
+                               "Injected by the soak.", 1});
+        ++figures.faults;
+    });
+    faults->start(450);
+}
+
+int failures = 0;
+
+void check(bool condition, const QString& what)
+{
+    if (!condition) {
+        ++failures;
+        std::fprintf(stderr, "soak: FAILED: %s\n", qPrintable(what));
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("TavixSoak"));
+    QCoreApplication::setApplicationName(QStringLiteral("soak"));
+    QLoggingCategory::setFilterRules(QStringLiteral("tavix.*=false"));
+
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    const QCommandLineOption secondsOption(QStringLiteral("seconds"), QStringLiteral("How long to run."), QStringLiteral("N"),
+                                           QStringLiteral("30"));
+    const QCommandLineOption seedOption(QStringLiteral("seed"), QStringLiteral("Seed of the random choices."),
+                                        QStringLiteral("S"), QStringLiteral("1"));
+    const QCommandLineOption pluginDirOption(
+        QStringLiteral("plugin-dir"), QStringLiteral("Where the plug-in is."), QStringLiteral("folder"),
+        QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../plugins")));
+    parser.addOptions({secondsOption, seedOption, pluginDirOption});
+    parser.process(app);
+    const int seconds = parser.value(secondsOption).toInt();
+    std::mt19937 random(parser.value(seedOption).toUInt());
+
+    QString error;
+    if (!TavixSim::loadScenario(scenario(), &error)) {
+        std::fprintf(stderr, "soak: %s\n", qPrintable(error));
+        return 2;
+    }
+    const TavixSim::RuntimeCounters before = TavixSim::runtimeCounters();
+    CFigures figures;
+    QHash<QString, qint64> observed;
+    {
+        CHost host;
+        if (!host.load(CHost::findPlugin(parser.value(pluginDirOption))) || !host.start()) {
+            std::fprintf(stderr, "soak: the plug-in could not be started: %s\n", qPrintable(host.errorString()));
+            return 2;
+        }
+        const auto enumeration = findService<ICameraEnumerationService>(host);
+        const auto notifier = findService<IImageGrabbedNotifierService>(host);
+        CCountingObserver counter;
+        notifier->addObserver(&counter);
+
+        CWatchdog watchdog;
+        QTimer heartbeat;
+        QObject::connect(&heartbeat, &QTimer::timeout, [&watchdog] { watchdog.beat(); });
+        heartbeat.start(50);
+        auto world = std::make_unique<QObject>();
+        scheduleTheWorld(*world, *enumeration, figures, random);
+        std::mutex cameraLocks[CameraCount];
+        {
+            std::vector<std::unique_ptr<CClient>> clients;
+            for (unsigned i = 0; i < 3; ++i)
+                clients.push_back(std::make_unique<CClient>(host, cameraLocks, figures, random() + i));
+            QTimer::singleShot(seconds * 1000, &app, &QCoreApplication::quit);
+            app.exec();
+            for (auto& client : clients)
+                client->stop();
+        }
+        world.reset(); // its timers with it
+        TavixSim::clearFaults();
+
+        // The end: stop everything the clients left running and close every camera.
+        const auto stream = findService<ICameraStreamControlService>(host);
+        const auto control = findService<ICameraControlService>(host);
+        const auto status = findService<ICameraStatusService>(host);
+        stream->stopGrabbingAll();
+        for (const auto& camera : enumeration->getOpenCameras())
+            control->close(camera);
+        TavixSim::waitForRemovalNotifications();
+        QCoreApplication::processEvents();
+        QCoreApplication::processEvents();
+
+        check(enumeration->getOpenCameras().isEmpty(), QStringLiteral("cameras are left open without a client"));
+        for (const auto& layer : enumeration->getTransportLayers()) {
+            for (const auto& camera : layer->getCameraInfoList())
+                check(!status->isExclusive(camera), QStringLiteral("%1 is left in exclusive use").arg(camera->getFullName()));
+        }
+        check(status->getNumberOfGrabbingCameras() == 0, QStringLiteral("cameras are still grabbing"));
+        notifier->removeObserver(&counter);
+        observed = counter.counts();
+        host.stop();
+    }
+    qint64 images = 0;
+    for (int i = 0; i < CameraCount; ++i) {
+        const QString name = cameraName(i);
+        const qint64 delivered = TavixSim::callCount(("Delivered:" + name).toStdString());
+        images += delivered;
+        check(observed.value(name) == delivered, QStringLiteral("%1: the SDK delivered %2 images, the observer saw %3")
+                                                     .arg(name)
+                                                     .arg(delivered)
+                                                     .arg(observed.value(name)));
+    }
+    const TavixSim::RuntimeCounters after = TavixSim::runtimeCounters();
+    check(after.users == before.users, QStringLiteral("the SDK's users are not balanced"));
+    check(after.initializeCalls - before.initializeCalls == after.terminateCalls - before.terminateCalls,
+          QStringLiteral("TavixInitialize and TavixTerminate are not balanced"));
+    for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind)
+        check(TavixSim::liveObjects(TavixSim::LiveObject(kind)) == 0,
+              QStringLiteral("SDK objects of kind %1 are alive").arg(kind));
+
+    std::printf("soak: %d s, %lld images, %d losses, %d faults injected, %d "
+                "passes requested, %lld client operations, "
+                "%d observer changes, %d exceptions met by clients, deadlocks 0, "
+                "failures %d\n",
+                seconds, images, figures.losses.load(), figures.faults.load(), figures.passesRequested.load(),
+                figures.clientOperations.load(), figures.observerSwaps.load(), figures.clientExceptions.load(), failures);
+    return failures == 0 ? 0 : 1;
+}
