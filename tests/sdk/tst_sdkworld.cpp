@@ -49,6 +49,7 @@ private slots:
     void theNodeMapCacheIsSharedByAModel();
     void sleepCanBeScaledAndFrozen();
     void theDocumentedExampleLoads();
+    void aTimelinePlaysOnTheSimulatorsClock();
 };
 
 void TestSdkWorld::init()
@@ -199,6 +200,12 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
     QTest::newRow("enum value") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
         "devices": [{"fullName": "D", "features": [{"name": "M", "type": "enumeration", "entries": ["A"], "value": "B"}]}]}]})")
                                 << "$.transportLayers[0].devices[0].features[0].value: 'B' is not among the entries";
+    QTest::newRow("timeline device") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
+        "devices": [{"fullName": "D"}]}], "timeline": [{"at": 5, "action": "lose", "device": "E"}]})")
+                                     << "$.timeline[0].device: 'E' is no device of the scenario";
+    QTest::newRow("timeline action") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
+        "devices": [{"fullName": "D"}]}], "timeline": [{"at": 5, "action": "break", "device": "D"}]})")
+                                     << "$.timeline[0].action: 'break' is no timeline action";
 }
 
 void TestSdkWorld::badScenariosNameFilePathAndProblem()
@@ -338,6 +345,24 @@ void TestSdkWorld::theDocumentedExampleLoads()
     QVERIFY2(TavixSim::loadScenario(example, &error), qPrintable(error));
     DeviceInfoList devices;
     QCOMPARE(CTlFactory::GetInstance().EnumerateDevices(devices), 2); // the unreachable one is not listed
+}
+
+void TestSdkWorld::aTimelinePlaysOnTheSimulatorsClock()
+{
+    QJsonObject late = TestScenario::camera(QStringLiteral("202"));
+    late.insert("plugged", false);
+    const QJsonArray timeline{QJsonObject{{"at", 60000}, {"action", "plug"}, {"device", "SimGigE#202"}},
+                              QJsonObject{{"at", 90000}, {"action", "lose"}, {"device", "SimGigE#200"}}};
+    QJsonObject document{{"transportLayers", QJsonArray{TestScenario::gigeLayer(
+                                                 {TestScenario::camera(QStringLiteral("200")), late})}},
+                         {"timeline", timeline}};
+    // A minute and a half of the simulator's time passes at once on a clock scaled to nothing.
+    TavixSim::setSleepScale(0);
+    QString error;
+    QVERIFY2(TavixSim::loadScenario(QJsonDocument(document).toJson(), &error), qPrintable(error));
+    DeviceInfoList devices;
+    QTRY_COMPARE_WITH_TIMEOUT((devices.clear(), CTlFactory::GetInstance().EnumerateDevices(devices), namesOf(devices)),
+                              QStringList{"202"}, 10000);
 }
 
 TAVIX_TEST_MAIN(TestSdkWorld)

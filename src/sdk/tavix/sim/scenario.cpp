@@ -355,6 +355,49 @@ LayerDesc parseLayer(const QJsonObject& object, const QString& path, const Scena
     return layer;
 }
 
+bool hasDevice(const Scenario& scenario, const std::string& fullName)
+{
+    for (const auto& layer : scenario.layers) {
+        for (const auto& device : layer.devices) {
+            if (device.info.GetFullName() == fullName.c_str())
+                return true;
+        }
+    }
+    return false;
+}
+
+TimelineEvent::Action actionOf(const QString& text, const QString& path)
+{
+    static const std::map<QString, TimelineEvent::Action> actions{{QStringLiteral("plug"), TimelineEvent::Plug},
+                                                                  {QStringLiteral("unplug"), TimelineEvent::Unplug},
+                                                                  {QStringLiteral("lose"), TimelineEvent::Lose}};
+    const auto it = actions.find(text);
+    if (it == actions.end())
+        fail(path, QStringLiteral("'%1' is no timeline action (plug, unplug, lose)").arg(text));
+    return it->second;
+}
+
+std::vector<TimelineEvent> parseTimeline(const QJsonArray& array, const Scenario& scenario)
+{
+    std::vector<TimelineEvent> timeline;
+    for (int i = 0; i < array.size(); ++i) {
+        const QString p = indexed(QStringLiteral("$"), "timeline", i);
+        const QJsonObject object = objectAt(array[i], p);
+        checkKeys(object, p, {"at", "action", "device"});
+        TimelineEvent event;
+        event.atMs = integerAt(object, "at", p, 0);
+        if (event.atMs < 0)
+            fail(p + QStringLiteral(".at"), QStringLiteral("must not be negative"));
+        event.action = actionOf(textAt(object, "action", p, true), p + QStringLiteral(".action"));
+        event.device = textAt(object, "device", p, true).toStdString();
+        // A misspelt name would otherwise change nothing, unseen.
+        if (!hasDevice(scenario, event.device))
+            fail(p + QStringLiteral(".device"), QStringLiteral("'%1' is no device of the scenario").arg(QString::fromStdString(event.device)));
+        timeline.push_back(event);
+    }
+    return timeline;
+}
+
 } // namespace
 
 bool parseFeatures(const QJsonArray& array, const QString& path, NodeMapDescription& features, QString& error)
@@ -381,7 +424,7 @@ bool parseScenario(const QByteArray& json, const QString& source, Scenario& scen
         if (!document.isObject())
             fail(QStringLiteral("$"), QStringLiteral("an object is expected"));
         const QJsonObject root = document.object();
-        checkKeys(root, QStringLiteral("$"), {"description", "models", "transportLayers"});
+        checkKeys(root, QStringLiteral("$"), {"description", "models", "transportLayers", "timeline"});
         const QJsonValue models = root.value(QStringLiteral("models"));
         if (!models.isUndefined()) {
             const QJsonObject modelObject = objectAt(models, QStringLiteral("$.models"));
@@ -398,6 +441,7 @@ bool parseScenario(const QByteArray& json, const QString& source, Scenario& scen
             const QString p = indexed(QStringLiteral("$"), "transportLayers", i);
             parsed.layers.push_back(parseLayer(objectAt(layers[i], p), p, parsed));
         }
+        parsed.timeline = parseTimeline(arrayAt(root, "timeline", QStringLiteral("$")), parsed);
         scenario = std::move(parsed);
         return true;
     } catch (const ParseError& e) {

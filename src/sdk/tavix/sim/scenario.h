@@ -2,6 +2,7 @@
 
 #include <tavix/deviceinfo.h>
 #include <tavix/sim/nodemap.h>
+#include <tavix/sim/timeline.h>
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -90,6 +91,7 @@ struct Scenario
 {
     std::vector<LayerDesc> layers;
     std::map<std::string, QJsonArray> models; // parsed on first use, see CWorld
+    std::vector<TimelineEvent> timeline;
 };
 
 // Parses a scenario document. On failure returns false and sets error to a text that names

@@ -22,6 +22,7 @@ CWorld::CWorld() = default;
 
 CWorld::~CWorld()
 {
+    m_timeline.stop(); // a loss on the timeline starts a removal thread
     waitForRemovalThreads();
 }
 
@@ -44,11 +45,13 @@ void CWorld::ensureLoaded() const
                       qPrintable(error));
             m_scenario = Scenario();
         }
+        m_timeline.start(m_scenario.timeline);
         return;
     }
     QFile resource(QStringLiteral(":/tavixsim/default-scenario.json"));
     if (!resource.open(QIODevice::ReadOnly) || !parseScenario(resource.readAll(), resource.fileName(), m_scenario, error))
         qFatal("Tavix simulator: the built-in scenario is broken: %s", qPrintable(error));
+    m_timeline.start(m_scenario.timeline);
 }
 
 bool CWorld::loadScenario(const QByteArray& json, const QString& source, QString* error)
@@ -60,12 +63,14 @@ bool CWorld::loadScenario(const QByteArray& json, const QString& source, QString
             *error = message;
         return false;
     }
+    m_timeline.cancel();
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     m_loaded = true;
     m_scenario = std::move(parsed);
     m_deviceStates.clear();
     m_modelCache.clear();
     m_userDefectPixels.clear();
+    m_timeline.start(m_scenario.timeline);
     return true;
 }
 
@@ -82,6 +87,7 @@ bool CWorld::loadScenarioFile(const QString& path, QString* error)
 
 void CWorld::loadDefaultScenario()
 {
+    m_timeline.cancel();
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     m_loaded = false;
     m_scenario = Scenario();
@@ -638,6 +644,27 @@ void CWorld::reset()
     m_grabs.clear();
     loadDefaultScenario();
     resetRuntimeCounters();
+}
+
+void CWorld::applyTimelineEvent(const TimelineEvent& event)
+{
+    switch (event.action) {
+    case TimelineEvent::Plug:
+        setPlugged(event.device, true);
+        break;
+    case TimelineEvent::Unplug:
+        setPlugged(event.device, false);
+        break;
+    case TimelineEvent::Lose:
+        loseDevice(event.device);
+        break;
+    }
+}
+
+double CWorld::sleepScale() const
+{
+    std::lock_guard<std::mutex> lock(m_sleepMutex);
+    return m_sleepScale;
 }
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include <tavix/sim/scenario.h>
 #include <tavix/sim/simcontrol.h>
+#include <tavix/sim/timeline.h>
 
 #include <array>
 #include <chrono>
@@ -192,6 +193,12 @@ private:
     std::atomic<uint64_t> m_simulatedMs{0};
 
     std::array<std::atomic<int>, LiveObjectKinds> m_live{};
+
+    // Timeline
+    void applyTimelineEvent(const TimelineEvent& event);
+    double sleepScale() const;
+    mutable CTimeline m_timeline{[this](const TimelineEvent& event) { applyTimelineEvent(event); },
+                                 [this] { return sleepScale(); }};
 };
 
 } // namespace TavixSim

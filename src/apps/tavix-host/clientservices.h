@@ -1,0 +1,74 @@
+#pragma once
+
+#include <core/parametercollectionpool/iparameterservice.h>
+#include <core/plugin/iplugininitializer.h>
+#include <plugins/optiroster/icameracontrolservice.h>
+#include <plugins/optiroster/icameraenumerationservice.h>
+#include <plugins/optiroster/icamerastatusservice.h>
+#include <plugins/optiroster/icamerastreamcontrolservice.h>
+#include <plugins/optiroster/iimagegrabbednotifierservice.h>
+
+#include <QReadLocker>
+#include <QSharedPointer>
+#include <QStringList>
+
+// Finds the first registered service that implements Service, the way any plug-in of the host
+// would: by interface type, under the registry's read lock.
+template <typename Service>
+QSharedPointer<Service> findService(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
+{
+    if (!registry)
+        return {};
+    QList<QSharedPointer<Core::Service::IService>> services;
+    {
+        QReadLocker locker(registry->getServicesLock());
+        registry->getServices(services);
+    }
+    for (const auto& service : qAsConst(services)) {
+        if (auto found = qSharedPointerObjectCast<Service>(service))
+            return found;
+    }
+    return {};
+}
+
+// The services of the camera roster that the host program uses, found once after start-up.
+struct CClientServices
+{
+    QSharedPointer<Plugin::OptiRoster::ICameraEnumerationService> enumeration;
+    QSharedPointer<Plugin::OptiRoster::ICameraStatusService> status;
+    QSharedPointer<Plugin::OptiRoster::ICameraControlService> control;
+    QSharedPointer<Plugin::OptiRoster::ICameraStreamControlService> stream;
+    QSharedPointer<Plugin::OptiRoster::IImageGrabbedNotifierService> notifier;
+    QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> parameters;
+
+    static CClientServices find(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
+    {
+        CClientServices services;
+        services.enumeration = findService<Plugin::OptiRoster::ICameraEnumerationService>(registry);
+        services.status = findService<Plugin::OptiRoster::ICameraStatusService>(registry);
+        services.control = findService<Plugin::OptiRoster::ICameraControlService>(registry);
+        services.stream = findService<Plugin::OptiRoster::ICameraStreamControlService>(registry);
+        services.notifier = findService<Plugin::OptiRoster::IImageGrabbedNotifierService>(registry);
+        services.parameters = findService<Plugin::ParameterCollectionPool::IParameterService>(registry);
+        return services;
+    }
+
+    // The interface names of the services that were not found.
+    QStringList missing() const
+    {
+        QStringList names;
+        if (!enumeration)
+            names << QStringLiteral("ICameraEnumerationService");
+        if (!status)
+            names << QStringLiteral("ICameraStatusService");
+        if (!control)
+            names << QStringLiteral("ICameraControlService");
+        if (!stream)
+            names << QStringLiteral("ICameraStreamControlService");
+        if (!notifier)
+            names << QStringLiteral("IImageGrabbedNotifierService");
+        if (!parameters)
+            names << QStringLiteral("IParameterService");
+        return names;
+    }
+};

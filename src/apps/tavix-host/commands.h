@@ -1,0 +1,88 @@
+#pragma once
+
+#include "clientservices.h"
+
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+#include <QTextStream>
+#include <QVector>
+
+class CHost;
+class CInterruptWatcher;
+
+// Exit statuses of the host program.
+enum EExitStatus { ExitSuccess = 0, ExitFailure = 1, ExitUsage = 2 };
+
+// The options that commands read; all are declared on one parser so that --help lists them.
+struct CCommandOptions
+{
+    QCommandLineOption json{QStringLiteral("json"), QStringLiteral("list, watch, params: JSON output (JSON Lines for watch).")};
+    QCommandLineOption camera{QStringLiteral("camera"),
+                              QStringLiteral("The camera: its display name, full name, serial number, or a prefix of a name that only it has."),
+                              QStringLiteral("name")};
+    QCommandLineOption count{QStringLiteral("count"), QStringLiteral("grab: the number of images (0: until Ctrl-C)."),
+                             QStringLiteral("n"), QStringLiteral("10")};
+    QCommandLineOption png{QStringLiteral("png"), QStringLiteral("grab and the default run: write PNG snapshots into this folder."),
+                           QStringLiteral("folder")};
+    QCommandLineOption every{QStringLiteral("every"), QStringLiteral("grab: a snapshot of every Nth image."),
+                             QStringLiteral("n"), QStringLiteral("1")};
+    QCommandLineOption monitor{QStringLiteral("monitor"), QStringLiteral("grab: open in monitor mode.")};
+    QCommandLineOption exclusive{QStringLiteral("exclusive"), QStringLiteral("grab: take the camera into exclusive use.")};
+    QCommandLineOption seconds{QStringLiteral("seconds"), QStringLiteral("watch: stop after this many seconds."),
+                               QStringLiteral("s")};
+    QCommandLineOption interval{QStringLiteral("interval"), QStringLiteral("watch: ask for an enumeration pass this often."),
+                                QStringLiteral("ms"), QStringLiteral("500")};
+
+    void addTo(QCommandLineParser& parser) const
+    {
+        parser.addOptions({json, camera, count, png, every, monitor, exclusive, seconds, interval});
+    }
+};
+
+// What a command works with.
+struct CCommandContext
+{
+    const QCommandLineParser& parser;
+    const CCommandOptions& options;
+    QStringList arguments; // the positional arguments after the command's name
+    CHost& host;
+    CClientServices services;
+    CInterruptWatcher& interrupt;
+    QTextStream& out;
+    QTextStream& err;
+};
+
+using CommandFunction = int (*)(CCommandContext& context);
+
+struct CCommand
+{
+    QString name;      // empty: the run without a command
+    QString synopsis;
+    QString summary;
+    CommandFunction run;
+    // Runs once the first enumeration pass is in; a watch starts before it so as to show it.
+    bool needsDeviceList = true;
+};
+
+// Every command of the program; a command joins by one entry here and one function.
+const QVector<CCommand>& commandTable();
+const CCommand* findCommand(const QString& name);
+QString commandHelpText();
+
+// Commands, in commands.cpp and grabcommands.cpp.
+int runDefault(CCommandContext& context);
+int runList(CCommandContext& context);
+int runWatch(CCommandContext& context);
+int runGrab(CCommandContext& context);
+int runParams(CCommandContext& context);
+int runSet(CCommandContext& context);
+int runActive(CCommandContext& context);
+
+// Helpers that commands share.
+// Waits until the first enumeration pass has published its result, or the time-out.
+void waitForEnumeration(CCommandContext& context, int timeoutMs = 10000);
+// The camera that --camera (or the given name) names; on failure prints the error and the
+// candidates, and sets status to ExitUsage.
+Core::OptiRosterComponents::CameraInfoPtr resolveCamera(CCommandContext& context, const QString& name, int& status);
+// Parses a non-negative integer option; on failure prints an error and sets status to ExitUsage.
+int integerOption(CCommandContext& context, const QCommandLineOption& option, int& status);

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "clientservices.h"
+#include "snapshotwriter.h"
+
+#include <plugins/optiroster/iimagegrabbedobserver.h>
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <atomic>
+#include <memory>
+
+// One camera opened, grabbed from and closed again by the host program, as a client of the
+// roster's services: shared through the control and stream services, or in exclusive use, in
+// which case the camera object itself is driven. Images are counted on the grab thread and
+// may be written as snapshots there by a CSnapshotWriter.
+class CGrabSession : public QObject, public Plugin::OptiRoster::IImageGrabbedObserver
+{
+    Q_OBJECT
+public:
+    using CameraInfoPtr = Core::OptiRosterComponents::CameraInfoPtr;
+
+    struct Options
+    {
+        int count = 10;          // 0: until stopped
+        bool monitor = false;
+        bool exclusive = false;
+        QString pngDirectory;    // empty: no snapshots
+        int every = 1;           // a snapshot of every Nth image
+        int maxSnapshots = -1;   // < 0: no limit
+        int stallTimeoutMs = 10000;
+    };
+
+    struct Figures
+    {
+        int grabbed = 0;
+        int failed = 0;
+        double fps = 0.0;
+        quint64 bps = 0;
+    };
+
+    CGrabSession(CClientServices services, CameraInfoPtr camera, Options options);
+    ~CGrabSession() override;
+
+    // Each returns false with the reason in error.
+    bool open(QString& error);
+    bool prepareSnapshots(QString& error);
+    void start();
+    // Stops grabbing, waits for the snapshots and closes the camera; safe to call again.
+    void stop();
+
+    int imagesSeen() const { return m_seen.load(); }
+    Figures figures() const { return m_figures; }
+    // Why the grab ended before stop() was called, empty when it ran to its count.
+    QString endReason() const { return m_endReason; }
+    QStringList snapshots() const;
+    QStringList snapshotErrors() const;
+    int skippedSnapshots() const;
+
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr& grabResult) override;
+
+signals:
+    // The count is reached, or the grab ended by itself (see endReason()).
+    void finished();
+
+private slots:
+    void onCountReached();
+    void onStatistic(const Core::OptiRosterComponents::CameraInfoPtr& info, int grabbed, int failed, double fps, uint64_t bps);
+    void onStopped(const Core::OptiRosterComponents::CameraInfoPtr& info);
+    void onLost(const Core::OptiRosterComponents::CameraInfoPtr& info);
+    void checkProgress();
+
+private:
+    QString readParameter(const QString& path);
+    // Empty when the camera has no such parameter.
+    QString readOptionalParameter(const QString& path);
+    void connectSharedSignals();
+    void connectExclusiveSignals();
+    void end(const QString& reason);
+
+    CClientServices m_services;
+    CameraInfoPtr m_ptrCamera;
+    Options m_options;
+    QSharedPointer<Plugin::OptiRoster::ICamera> m_ptrExclusiveCamera;
+    std::unique_ptr<CSnapshotWriter> m_pSnapshots;
+    bool m_open = false;
+    bool m_grabbing = false;
+    bool m_observing = false;
+    bool m_stopping = false;
+    std::atomic<int> m_seen{0};
+    int m_seenAtLastCheck = 0;
+    QTimer m_progressTimer;
+    Figures m_figures;
+    QString m_endReason;
+};

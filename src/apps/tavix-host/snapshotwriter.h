@@ -1,0 +1,65 @@
+#pragma once
+
+#include <tavix/grabresult.h>
+
+#include <QImage>
+#include <QMutex>
+#include <QString>
+#include <QStringList>
+#include <QThreadPool>
+
+#include <atomic>
+
+// Writes every Nth image of a grab as a PNG file. The grab thread only keeps a handle on the
+// image and hands it to a worker, which encodes it straight from the SDK's buffer and then
+// drops the handle, so that the buffer goes back to the SDK's pool.
+class CSnapshotWriter
+{
+public:
+    struct ImageLayout
+    {
+        int width = 0;
+        int height = 0;
+        QString pixelFormat;
+        QString compressionMode; // "ImageCompressionMode" of a compressing camera, empty otherwise
+    };
+
+    // The QImage format of a pixel format, QImage::Format_Invalid for those it can't hold.
+    static QImage::Format imageFormatOf(const QString& pixelFormat);
+    // Empty when the layout can be written, the reason otherwise.
+    static QString checkLayout(const ImageLayout& layout);
+
+    // Files are named "<baseName>-<image number>.png"; maxFiles < 0 is no limit.
+    CSnapshotWriter(QString directory, QString baseName, ImageLayout layout, int every, int maxFiles = -1);
+    ~CSnapshotWriter();
+
+    // On the grab thread. Never blocks: when the worker lags behind, the image is skipped.
+    void offer(const Tavix::CGrabResultPtr& result);
+    void waitForDone();
+
+    QStringList writtenFiles() const;
+    QStringList errors() const;
+    int skippedCount() const { return m_skipped.load(); }
+
+private:
+    // Handles kept at most; each holds one of the SDK's buffers.
+    static constexpr int MaxPending = 3;
+
+    void save(const Tavix::CGrabResultPtr& result);
+    void record(QStringList& list, const QString& text);
+
+    const QString m_directory;
+    const QString m_baseName;
+    const ImageLayout m_layout;
+    const QImage::Format m_format;
+    const int m_every;
+    const int m_maxFiles;
+    std::atomic<int> m_offered{0};
+    std::atomic<int> m_accepted{0};
+    std::atomic<int> m_pending{0};
+    std::atomic<int> m_skipped{0};
+    mutable QMutex m_mutex;
+    QStringList m_files;
+    QStringList m_errors;
+    QThreadPool m_worker;
+};
