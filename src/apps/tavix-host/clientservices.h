@@ -2,11 +2,14 @@
 
 #include <core/parametercollectionpool/iparameterservice.h>
 #include <core/plugin/iplugininitializer.h>
+#include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
 #include <plugins/optiroster/icamerastatusservice.h>
 #include <plugins/optiroster/icamerastreamcontrolservice.h>
+#include <plugins/optiroster/idevicefirmwareupdateservice.h>
 #include <plugins/optiroster/iimagegrabbednotifierservice.h>
+#include <plugins/optiroster/istaticdefectpixelcorrectionservice.h>
 
 #include <QReadLocker>
 #include <QSharedPointer>
@@ -40,6 +43,9 @@ struct CClientServices
     QSharedPointer<Plugin::OptiRoster::ICameraStreamControlService> stream;
     QSharedPointer<Plugin::OptiRoster::IImageGrabbedNotifierService> notifier;
     QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> parameters;
+    QSharedPointer<Plugin::OptiRoster::IDeviceFirmwareUpdateService> firmware;
+    QSharedPointer<Plugin::OptiRoster::ICameraActionCommandsService> actions;
+    QSharedPointer<Plugin::OptiRoster::IStaticDefectPixelCorrectionService> defects;
 
     static CClientServices find(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
     {
@@ -50,6 +56,9 @@ struct CClientServices
         services.stream = findService<Plugin::OptiRoster::ICameraStreamControlService>(registry);
         services.notifier = findService<Plugin::OptiRoster::IImageGrabbedNotifierService>(registry);
         services.parameters = findService<Plugin::ParameterCollectionPool::IParameterService>(registry);
+        services.firmware = findService<Plugin::OptiRoster::IDeviceFirmwareUpdateService>(registry);
+        services.actions = findService<Plugin::OptiRoster::ICameraActionCommandsService>(registry);
+        services.defects = findService<Plugin::OptiRoster::IStaticDefectPixelCorrectionService>(registry);
         return services;
     }
 
@@ -69,6 +78,12 @@ struct CClientServices
             names << QStringLiteral("IImageGrabbedNotifierService");
         if (!parameters)
             names << QStringLiteral("IParameterService");
+        if (!firmware)
+            names << QStringLiteral("IDeviceFirmwareUpdateService");
+        if (!actions)
+            names << QStringLiteral("ICameraActionCommandsService");
+        if (!defects)
+            names << QStringLiteral("IStaticDefectPixelCorrectionService");
         return names;
     }
 };

@@ -18,40 +18,6 @@ using Core::OptiRosterComponents::CameraInfoPtr;
 
 namespace {
 
-// Opens a closed camera for the length of a command and closes it again; one that was open
-// already is left as it was.
-class CScopedOpen
-{
-public:
-    CScopedOpen(const CClientServices& services, CameraInfoPtr camera)
-        : m_services(services)
-        , m_ptrCamera(std::move(camera))
-    {
-        if (!m_services.status->isDeviceOpen(m_ptrCamera)) {
-            m_ptrCamera->clearLastError();
-            m_opened = m_services.control->open(m_ptrCamera, false);
-        }
-    }
-    ~CScopedOpen()
-    {
-        if (m_opened)
-            m_services.control->close(m_ptrCamera);
-    }
-    bool isOpen() const { return m_services.status->isDeviceOpen(m_ptrCamera); }
-
-private:
-    const CClientServices& m_services;
-    CameraInfoPtr m_ptrCamera;
-    bool m_opened = false;
-};
-
-QString openError(const CameraInfoPtr& camera)
-{
-    const QString reason = camera->getLastError();
-    return QStringLiteral("%1 could not be opened%2\n")
-        .arg(camera->getDisplayName(), reason.isEmpty() ? QStringLiteral(".") : QStringLiteral(": ") + reason);
-}
-
 CDeviceTree deviceTree(const CCommandContext& context)
 {
     return CDeviceTree(context.services.enumeration->getTransportLayers(), context.services.status);
@@ -112,6 +78,15 @@ const QVector<CCommand>& commandTable()
         {QStringLiteral("set"), QStringLiteral("set --camera NAME PATH VALUE"), QStringLiteral("Writes one parameter."), &runSet},
         {QStringLiteral("active"), QStringLiteral("active [NAME]"),
          QStringLiteral("Makes a camera the active device, on which every operation without a device acts."), &runActive},
+        {QStringLiteral("firmware"), QStringLiteral("firmware --camera NAME FILE [--apply N]"),
+         QStringLiteral("The updates of an update file that fit the camera, newest first; --apply N runs the Nth of them."),
+         &runFirmware},
+        {QStringLiteral("action"), QStringLiteral("action --device-key K --group-key G --group-mask M [--at TIME] [--broadcast ADDRESS]"),
+         QStringLiteral("Sends an action command to the GigE cameras (at a time in ns of their clocks) and shows who answered."),
+         &runAction},
+        {QStringLiteral("defects"), QStringLiteral("defects --camera NAME [--user|--factory] [--write FILE]"),
+         QStringLiteral("Shows a static defect pixel list; --write replaces the user list with the \"x,y\" lines of a file."),
+         &runDefects},
     };
     return commands;
 }
@@ -145,6 +120,34 @@ void waitForEnumeration(CCommandContext& context, int timeoutMs)
     QObject::connect(&context.interrupt, &CInterruptWatcher::interrupted, &loop, &QEventLoop::quit);
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
     loop.exec();
+}
+
+CScopedOpen::CScopedOpen(const CClientServices& services, CameraInfoPtr camera)
+    : m_services(services)
+    , m_ptrCamera(std::move(camera))
+{
+    if (!m_services.status->isDeviceOpen(m_ptrCamera)) {
+        m_ptrCamera->clearLastError();
+        m_opened = m_services.control->open(m_ptrCamera, false);
+    }
+}
+
+CScopedOpen::~CScopedOpen()
+{
+    if (m_opened)
+        m_services.control->close(m_ptrCamera);
+}
+
+bool CScopedOpen::isOpen() const
+{
+    return m_services.status->isDeviceOpen(m_ptrCamera);
+}
+
+QString openError(const CameraInfoPtr& camera)
+{
+    const QString reason = camera->getLastError();
+    return QStringLiteral("%1 could not be opened%2\n")
+        .arg(camera->getDisplayName(), reason.isEmpty() ? QStringLiteral(".") : QStringLiteral(": ") + reason);
 }
 
 CameraInfoPtr resolveCamera(CCommandContext& context, const QString& name, int& status)

@@ -30,12 +30,25 @@ struct CCommandOptions
     QCommandLineOption exclusive{QStringLiteral("exclusive"), QStringLiteral("grab: take the camera into exclusive use.")};
     QCommandLineOption seconds{QStringLiteral("seconds"), QStringLiteral("watch: stop after this many seconds."),
                                QStringLiteral("s")};
+    QCommandLineOption apply{QStringLiteral("apply"), QStringLiteral("firmware: run the update of this number in the list."),
+                             QStringLiteral("n")};
+    QCommandLineOption deviceKey{QStringLiteral("device-key"), QStringLiteral("action: the device key."), QStringLiteral("k")};
+    QCommandLineOption groupKey{QStringLiteral("group-key"), QStringLiteral("action: the group key."), QStringLiteral("g")};
+    QCommandLineOption groupMask{QStringLiteral("group-mask"), QStringLiteral("action: the group mask."), QStringLiteral("m")};
+    QCommandLineOption at{QStringLiteral("at"), QStringLiteral("action: the time in ns of the cameras' clocks."), QStringLiteral("time")};
+    QCommandLineOption broadcast{QStringLiteral("broadcast"), QStringLiteral("action: the broadcast address."),
+                                 QStringLiteral("address"), QStringLiteral("255.255.255.255")};
+    QCommandLineOption user{QStringLiteral("user"), QStringLiteral("defects: the user list (the default).")};
+    QCommandLineOption factory{QStringLiteral("factory"), QStringLiteral("defects: the factory list.")};
+    QCommandLineOption write{QStringLiteral("write"), QStringLiteral("defects: replace the user list with this file's pixels."),
+                             QStringLiteral("file")};
     QCommandLineOption interval{QStringLiteral("interval"), QStringLiteral("watch: ask for an enumeration pass this often."),
                                 QStringLiteral("ms"), QStringLiteral("500")};
 
     void addTo(QCommandLineParser& parser) const
     {
-        parser.addOptions({json, camera, count, png, every, monitor, exclusive, seconds, interval});
+        parser.addOptions({json, camera, count, png, every, monitor, exclusive, seconds, interval, apply, deviceKey, groupKey,
+                           groupMask, at, broadcast, user, factory, write});
     }
 };
 
@@ -77,8 +90,26 @@ int runGrab(CCommandContext& context);
 int runParams(CCommandContext& context);
 int runSet(CCommandContext& context);
 int runActive(CCommandContext& context);
+int runFirmware(CCommandContext& context); // in devicecommands.cpp
+int runAction(CCommandContext& context);
+int runDefects(CCommandContext& context);
 
 // Helpers that commands share.
+// Opens a closed camera for the length of a command and closes it again; one that was open
+// already is left as it was.
+class CScopedOpen
+{
+public:
+    CScopedOpen(const CClientServices& services, Core::OptiRosterComponents::CameraInfoPtr camera);
+    ~CScopedOpen();
+    bool isOpen() const;
+
+private:
+    const CClientServices& m_services;
+    Core::OptiRosterComponents::CameraInfoPtr m_ptrCamera;
+    bool m_opened = false;
+};
+QString openError(const Core::OptiRosterComponents::CameraInfoPtr& camera);
 // Waits until the first enumeration pass has published its result, or the time-out.
 void waitForEnumeration(CCommandContext& context, int timeoutMs = 10000);
 // The camera that --camera (or the given name) names; on failure prints the error and the

@@ -6,6 +6,8 @@
 #include <tavix/sim/simcontrol.h>
 
 #include <QCommandLineParser>
+
+#include <tavix/backendcontrol.h>
 #include <QCoreApplication>
 #include <QDir>
 #include <QLoggingCategory>
@@ -26,6 +28,10 @@ struct CHostOptions
                                  QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../plugins"))};
     QCommandLineOption lang{QStringLiteral("lang"), QStringLiteral("The language of the plug-in's messages: ja, zh, en or ko."),
                             QStringLiteral("language")};
+    QCommandLineOption backends{QStringLiteral("backends"),
+                                QStringLiteral("The camera worlds, comma-separated: sim (the simulated one), aravis (real "
+                                               "GigE Vision and USB3 Vision cameras); as TAVIX_BACKENDS."),
+                                QStringLiteral("list")};
     QCommandLineOption logRules{QStringLiteral("log-rules"),
                                 QStringLiteral("Logging rules in the syntax of QT_LOGGING_RULES, e.g. \"tavix.*=false\"."),
                                 QStringLiteral("rules")};
@@ -39,7 +45,8 @@ void setUpParser(QCommandLineParser& parser, const CHostOptions& hostOptions, co
         + commandHelpText());
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({hostOptions.scenario, hostOptions.plugin, hostOptions.pluginDir, hostOptions.lang, hostOptions.logRules});
+    parser.addOptions({hostOptions.scenario, hostOptions.backends, hostOptions.plugin, hostOptions.pluginDir, hostOptions.lang,
+                       hostOptions.logRules});
     commandOptions.addTo(parser);
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("One of the commands above; none for the default run."),
                                  QStringLiteral("[command]"));
@@ -55,6 +62,14 @@ bool applyHostOptions(const QCommandLineParser& parser, const CHostOptions& opti
     if (parser.isSet(options.lang) && !Languages.contains(parser.value(options.lang))) {
         err << "--lang takes one of " << Languages.join(QStringLiteral(", ")) << ", not '" << parser.value(options.lang) << "'.\n";
         return false;
+    }
+    // Chosen before the plug-in makes its first call to the SDK.
+    if (parser.isSet(options.backends)) {
+        std::string error;
+        if (!TavixBackends::setActiveBackends(parser.value(options.backends).toStdString(), &error)) {
+            err << QString::fromStdString(error) << '\n';
+            return false;
+        }
     }
     if (parser.isSet(options.scenario)) {
         QString error;
