@@ -162,7 +162,10 @@ void CInstantCamera::Attach(ITavixDevice* device, ECleanup cleanup)
     if (!device)
         return;
     forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnAttach(*this); });
-    m_pDevice = device;
+    {
+        std::lock_guard<std::mutex> lock(m_devicePointerMutex);
+        m_pDevice = device;
+    }
     m_deviceCleanup = cleanup;
     m_removalCallbackId = device->RegisterRemovalCallback([this] { onDeviceRemoved(); });
     forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnAttached(*this); });
@@ -170,16 +173,19 @@ void CInstantCamera::Attach(ITavixDevice* device, ECleanup cleanup)
 
 bool CInstantCamera::IsTavixDeviceAttached() const
 {
+    std::lock_guard<std::mutex> lock(m_devicePointerMutex);
     return m_pDevice != nullptr;
 }
 
 bool CInstantCamera::IsCameraDeviceRemoved() const
 {
+    std::lock_guard<std::mutex> lock(m_devicePointerMutex);
     return m_pDevice && m_pDevice->IsRemoved();
 }
 
 bool CInstantCamera::HasOwnership() const
 {
+    std::lock_guard<std::mutex> lock(m_devicePointerMutex);
     return m_pDevice && m_deviceCleanup == Cleanup_Delete;
 }
 
@@ -204,7 +210,10 @@ ITavixDevice* CInstantCamera::DetachDevice()
     forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnDetach(*this); });
     ITavixDevice* device = m_pDevice;
     device->DeregisterRemovalCallback(m_removalCallbackId);
-    m_pDevice = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_devicePointerMutex);
+        m_pDevice = nullptr;
+    }
     forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnDetached(*this); });
     return device;
 }
@@ -222,6 +231,7 @@ void CInstantCamera::Open()
 
 bool CInstantCamera::IsOpen() const
 {
+    std::lock_guard<std::mutex> lock(m_devicePointerMutex);
     return m_pDevice && m_pDevice->IsOpen();
 }
 
@@ -289,6 +299,7 @@ void CInstantCamera::StopGrabbing()
 
 bool CInstantCamera::IsGrabbing() const
 {
+    std::lock_guard<std::mutex> lock(m_devicePointerMutex);
     return m_pDevice && m_pGrabEngine->isGrabbing();
 }
 

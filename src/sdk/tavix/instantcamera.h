@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -111,6 +112,10 @@ private:
     void onDeviceRemoved();
 
     ITavixDevice* m_pDevice = nullptr;
+    // Guards m_pDevice for the state questions, which come from any thread, against the attach
+    // and detach of a device; held for no more than a question, and a device is destroyed after
+    // it is let go.
+    mutable std::mutex m_devicePointerMutex;
     ECleanup m_deviceCleanup = Cleanup_None;
     int m_removalCallbackId = 0;
     std::vector<Registration<CConfigurationEventHandler>> m_configurations;
