@@ -55,15 +55,19 @@ QByteArray scenario()
 {
     QJsonArray cameras;
     for (int i = 0; i < CameraCount; ++i) {
-        // Half run free, half at the frame rates of real cameras.
+        // Half run free, half at the frame rates of real cameras. A free-running camera fills a VGA
+        // frame each time: as fast as buffers come back, at rates real cameras reach, not the
+        // millions of images a second of a few bytes each.
         const double frameRate = i % 2 ? 0.0 : 100.0 + 50 * i;
+        const int width = frameRate == 0.0 ? 640 : 64;
+        const int height = frameRate == 0.0 ? 480 : 1;
         cameras.append(QJsonObject{{"fullName", cameraName(i)},
                                    {"friendlyName", QStringLiteral("Soak camera %1").arg(i)},
                                    {"vendorName", "Vorlan"},
                                    {"modelName", "Orvik OVK-64"},
                                    {"serialNumber", QString::number(9000 + i)},
-                                   {"features", QJsonArray{QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 64}},
-                                                           QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", 1}}}},
+                                   {"features", QJsonArray{QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", width}},
+                                                           QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", height}}}},
                                    {"stream", QJsonObject{{"frameRate", frameRate}}}});
     }
     const QJsonObject layer{
