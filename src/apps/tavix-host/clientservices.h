@@ -2,6 +2,7 @@
 
 #include <core/parametercollectionpool/iparameterservice.h>
 #include <core/plugin/iplugininitializer.h>
+#include <core/plugin/servicelookup.h>
 #include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
@@ -15,24 +16,7 @@
 #include <QSharedPointer>
 #include <QStringList>
 
-// Finds the first registered service that implements Service, the way any plug-in of the host
-// would: by interface type, under the registry's read lock.
-template <typename Service>
-QSharedPointer<Service> findService(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
-{
-    if (!registry)
-        return {};
-    QList<QSharedPointer<Core::Service::IService>> services;
-    {
-        QReadLocker locker(registry->getServicesLock());
-        registry->getServices(services);
-    }
-    for (const auto& service : qAsConst(services)) {
-        if (auto found = qSharedPointerObjectCast<Service>(service))
-            return found;
-    }
-    return {};
-}
+using Core::Plugin::findService;
 
 // The services of the camera roster that the host program uses, found once after start-up.
 struct CClientServices
