@@ -1,5 +1,6 @@
 #include "aravisfixture.h"
 #include "camerafixture.h"
+#include "hostedplugin.h"
 #include "testmain.h"
 
 #include <core/parametercollectionpool/iparameterservice.h>
@@ -77,14 +78,6 @@ void verifyGaplessFromOne(const QList<int64_t>& numbers)
         QCOMPARE(numbers.at(i), int64_t(i + 1));
 }
 
-int liveSdkObjects()
-{
-    int live = 0;
-    for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind)
-        live += TavixSim::liveObjects(TavixSim::LiveObject(kind));
-    return live;
-}
-
 } // namespace
 
 // A client's view of Aravis's cameras: a host's registry with the plug-in, and its services.
@@ -106,47 +99,19 @@ private:
     CameraInfoPtr waitForCamera(const QString& tlType, bool present);
     void grab(const CameraInfoPtr& info, int images, CImageLog& log);
 
-    QSharedPointer<Core::Plugin::CPluginInitializer> m_registry;
-    QSharedPointer<Core::Plugin::CPluginInfoService> m_infoService;
-    QSharedPointer<Plugin::ParameterCollectionPool::CParameterService> m_parameterService;
-    std::unique_ptr<COptiRosterPlugin> m_pPlugin;
-    QSharedPointer<ICameraEnumerationService> m_enumeration;
-    QSharedPointer<ICameraStatusService> m_status;
-    QSharedPointer<ICameraControlService> m_control;
-    QSharedPointer<ICameraStreamControlService> m_stream;
-    QSharedPointer<IImageGrabbedNotifierService> m_notifier;
+    CHostedPlugin m_host;
     QProcess m_fakeGvCamera;
 };
 
 void TestAravisPlugin::init()
 {
     TavixSim::reset();
-    m_registry.reset(new Core::Plugin::CPluginInitializer);
-    m_infoService.reset(new Core::Plugin::CPluginInfoService);
-    m_parameterService.reset(new Plugin::ParameterCollectionPool::CParameterService);
-    m_registry->registerService(m_infoService);
-    m_registry->registerService(m_parameterService);
-    m_pPlugin = std::make_unique<COptiRosterPlugin>();
-    QVERIFY(m_pPlugin->initialize(m_registry));
-    QVERIFY(m_pPlugin->postInitialize());
-    m_enumeration = findService<ICameraEnumerationService>(m_registry);
-    m_status = findService<ICameraStatusService>(m_registry);
-    m_control = findService<ICameraControlService>(m_registry);
-    m_stream = findService<ICameraStreamControlService>(m_registry);
-    m_notifier = findService<IImageGrabbedNotifierService>(m_registry);
-    QVERIFY(m_enumeration && m_status && m_control && m_stream && m_notifier);
+    QVERIFY(m_host.start());
 }
 
 void TestAravisPlugin::cleanup()
 {
-    m_infoService->announceUninitialization();
-    QVERIFY(m_pPlugin->uninitialize(m_registry));
-    m_enumeration.reset();
-    m_status.reset();
-    m_control.reset();
-    m_stream.reset();
-    m_notifier.reset();
-    m_pPlugin.reset();
+    QVERIFY(m_host.stop());
     AravisFixture::stopFakeGvCamera(m_fakeGvCamera);
     QCOMPARE(liveSdkObjects(), 0);
     QCOMPARE(TavixSim::runtimeCounters().users, 0);
@@ -159,8 +124,8 @@ void TestAravisPlugin::cleanupTestCase()
 
 void TestAravisPlugin::startAndWaitForTheFirstPass()
 {
-    QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-    m_registry->announceInitializationDone();
+    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    m_host.registry->announceInitializationDone();
     QVERIFY(changed.wait(30000));
 }
 
@@ -168,50 +133,50 @@ CameraInfoPtr TestAravisPlugin::waitForCamera(const QString& tlType, bool presen
 {
     QElapsedTimer clock;
     clock.start();
-    CameraInfoPtr camera = aravisCamera(m_enumeration->getTransportLayers(), tlType);
+    CameraInfoPtr camera = aravisCamera(m_host.enumeration->getTransportLayers(), tlType);
     while (bool(camera) != present && clock.elapsed() < 30000) {
         // A request during a running pass is dropped; the next round asks again.
-        QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-        m_enumeration->requestEnumeration();
+        QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+        m_host.enumeration->requestEnumeration();
         changed.wait(1500);
-        camera = aravisCamera(m_enumeration->getTransportLayers(), tlType);
+        camera = aravisCamera(m_host.enumeration->getTransportLayers(), tlType);
     }
     return camera;
 }
 
 void TestAravisPlugin::grab(const CameraInfoPtr& info, int images, CImageLog& log)
 {
-    m_notifier->addObserver(&log);
-    m_stream->startGrabbing(info);
+    m_host.notifier->addObserver(&log);
+    m_host.stream->startGrabbing(info);
     QTRY_VERIFY_WITH_TIMEOUT(log.count() >= images, 20000);
-    m_stream->stopGrabbing(info);
-    QVERIFY(!m_status->isCameraGrabbing(info));
-    m_notifier->removeObserver(&log);
+    m_host.stream->stopGrabbing(info);
+    QVERIFY(!m_host.status->isCameraGrabbing(info));
+    m_host.notifier->removeObserver(&log);
 }
 
 void TestAravisPlugin::theInProcessFakeCameraThroughTheServices()
 {
     AravisFixture::useBackends("aravis", {"Fake"});
     startAndWaitForTheFirstPass();
-    const CameraInfoPtr info = aravisCamera(m_enumeration->getTransportLayers(), QStringLiteral("Custom"));
+    const CameraInfoPtr info = aravisCamera(m_host.enumeration->getTransportLayers(), QStringLiteral("Custom"));
     QVERIFY(info);
     QCOMPARE(info->getVendorName(), QStringLiteral("Aravis"));
     QCOMPARE(info->getModelName(), QStringLiteral("Fake"));
     QVERIFY(!info->getSerialNumber().isEmpty());
 
-    QVERIFY(m_control->open(info, false));
-    m_parameterService->setParameterText(info, QStringLiteral("@CameraDevice/Width"), QStringLiteral("320"));
-    QCOMPARE(m_parameterService->getParameterText(info, QStringLiteral("@CameraDevice/Width")), QStringLiteral("320"));
-    QCOMPARE(m_parameterService->getParameterText(info, QStringLiteral("PixelFormat")), QStringLiteral("Mono8"));
-    const size_t height = m_parameterService->getParameterText(info, QStringLiteral("Height")).toULongLong();
+    QVERIFY(m_host.control->open(info, false));
+    m_host.parameterService->setParameterText(info, QStringLiteral("@CameraDevice/Width"), QStringLiteral("320"));
+    QCOMPARE(m_host.parameterService->getParameterText(info, QStringLiteral("@CameraDevice/Width")), QStringLiteral("320"));
+    QCOMPARE(m_host.parameterService->getParameterText(info, QStringLiteral("PixelFormat")), QStringLiteral("Mono8"));
+    const size_t height = m_host.parameterService->getParameterText(info, QStringLiteral("Height")).toULongLong();
 
     CImageLog log;
     grab(info, 8, log);
     verifyGaplessFromOne(log.numbers());
     QCOMPARE(log.payloadSizes(), (std::set<size_t>{320 * height}));
 
-    m_control->close(DeviceBaseInfoPtr(info));
-    QVERIFY(!m_status->isDeviceOpen(info));
+    m_host.control->close(DeviceBaseInfoPtr(info));
+    QVERIFY(!m_host.status->isDeviceOpen(info));
 }
 
 void TestAravisPlugin::theFakeGigEVisionCameraIsFoundGrabbedAndLost()
@@ -225,22 +190,22 @@ void TestAravisPlugin::theFakeGigEVisionCameraIsFoundGrabbedAndLost()
     QVERIFY2(info, "discovery found no fake GigE Vision camera on 127.0.0.1");
     QCOMPARE(QString::fromUtf8(info->getDeviceInfo().GetIpAddress().c_str()), QStringLiteral("127.0.0.1"));
 
-    QVERIFY(m_control->open(info, false));
+    QVERIFY(m_host.control->open(info, false));
     CImageLog log;
     grab(info, 5, log);
     verifyGaplessFromOne(log.numbers());
 
     // The camera goes away mid-grab: Aravis misses its heartbeats and the roster lets it go.
-    QSignalSpy lost(m_status.data(), &ICameraStatusService::cameraConnectionLost);
-    m_notifier->addObserver(&log);
-    m_stream->startGrabbing(info);
+    QSignalSpy lost(m_host.status.data(), &ICameraStatusService::cameraConnectionLost);
+    m_host.notifier->addObserver(&log);
+    m_host.stream->startGrabbing(info);
     const int before = log.count();
     QTRY_VERIFY_WITH_TIMEOUT(log.count() > before, 20000);
     AravisFixture::stopFakeGvCamera(m_fakeGvCamera);
     QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 30000);
-    m_notifier->removeObserver(&log);
-    QVERIFY(!m_status->isDeviceOpen(info));
-    QVERIFY(m_enumeration->getOpenCameras().isEmpty());
+    m_host.notifier->removeObserver(&log);
+    QVERIFY(!m_host.status->isDeviceOpen(info));
+    QVERIFY(m_host.enumeration->getOpenCameras().isEmpty());
     QVERIFY(!waitForCamera(QStringLiteral("GEV"), false));
 }
 
@@ -248,7 +213,7 @@ void TestAravisPlugin::bothWorldsInOneEnumeration()
 {
     AravisFixture::useBackends("sim,aravis", {"Fake"});
     startAndWaitForTheFirstPass();
-    const QVector<TransportLayerInfoPtr> layers = m_enumeration->getTransportLayers();
+    const QVector<TransportLayerInfoPtr> layers = m_host.enumeration->getTransportLayers();
     QSet<QString> tlTypes;
     for (const auto& layer : layers) {
         if (!layer->getCameraInfoList().isEmpty())

@@ -1,6 +1,7 @@
 #include "camerafixture.h"
 #include "logrecorder.h"
 #include "exceptiontext.h"
+#include "hostedplugin.h"
 #include "testmain.h"
 
 #include <core/exception/exceptions.h>
@@ -97,15 +98,7 @@ private:
     void runPassAndWait();
     bool requestUntilChanged(QSignalSpy& changed);
 
-    QSharedPointer<Core::Plugin::CPluginInitializer> m_registry;
-    QSharedPointer<Core::Plugin::CPluginInfoService> m_infoService;
-    QSharedPointer<Plugin::ParameterCollectionPool::CParameterService> m_parameterService;
-    std::unique_ptr<COptiRosterPlugin> m_pPlugin;
-    QSharedPointer<ICameraEnumerationService> m_enumeration;
-    QSharedPointer<ICameraStatusService> m_status;
-    QSharedPointer<ICameraControlService> m_control;
-    QSharedPointer<ICameraStreamControlService> m_stream;
-    QSharedPointer<IImageGrabbedNotifierService> m_notifier;
+    CHostedPlugin m_host;
     int m_layersAtStart = 0;
     int m_keptLayers = 0;
 };
@@ -131,35 +124,15 @@ void TestClientServices::init()
     m_layersAtStart = TavixSim::liveObjects(TavixSim::LiveTransportLayer);
     m_keptLayers = 0;
 
-    m_registry.reset(new Core::Plugin::CPluginInitializer);
-    m_infoService.reset(new Core::Plugin::CPluginInfoService);
-    m_parameterService.reset(new Plugin::ParameterCollectionPool::CParameterService);
-    m_registry->registerService(m_infoService);
-    m_registry->registerService(m_parameterService);
-    m_pPlugin = std::make_unique<COptiRosterPlugin>();
-    QVERIFY(m_pPlugin->initialize(m_registry));
-    QVERIFY(m_pPlugin->postInitialize());
-    m_enumeration = findService<ICameraEnumerationService>(m_registry);
-    m_status = findService<ICameraStatusService>(m_registry);
-    m_control = findService<ICameraControlService>(m_registry);
-    m_stream = findService<ICameraStreamControlService>(m_registry);
-    m_notifier = findService<IImageGrabbedNotifierService>(m_registry);
-    QVERIFY(m_enumeration && m_status && m_control && m_stream && m_notifier);
-    QCOMPARE(findService<IDeviceStatusService>(m_registry), m_status.staticCast<IDeviceStatusService>());
-    QCOMPARE(findService<IDeviceControlService>(m_registry), m_control.staticCast<IDeviceControlService>());
+    QVERIFY(m_host.start());
+    QCOMPARE(findService<IDeviceStatusService>(m_host.registry), m_host.status.staticCast<IDeviceStatusService>());
+    QCOMPARE(findService<IDeviceControlService>(m_host.registry), m_host.control.staticCast<IDeviceControlService>());
 }
 
 void TestClientServices::cleanup()
 {
-    m_status->setActiveDevice({});
-    m_infoService->announceUninitialization();
-    QVERIFY(m_pPlugin->uninitialize(m_registry));
-    m_enumeration.reset();
-    m_status.reset();
-    m_control.reset();
-    m_stream.reset();
-    m_notifier.reset();
-    m_pPlugin.reset();
+    m_host.status->setActiveDevice({});
+    QVERIFY(m_host.stop());
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveDevice), 0);
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), m_layersAtStart + m_keptLayers);
@@ -168,8 +141,8 @@ void TestClientServices::cleanup()
 
 void TestClientServices::startAndWaitForTheFirstPass()
 {
-    QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-    m_registry->announceInitializationDone();
+    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    m_host.registry->announceInitializationDone();
     QVERIFY(changed.wait(10000));
 }
 
@@ -182,7 +155,7 @@ void TestClientServices::runPassAndWait()
     QElapsedTimer clock;
     clock.start();
     while (log.messages(TransportLayerCategory).isEmpty() && clock.elapsed() < 10000) {
-        m_enumeration->requestEnumeration();
+        m_host.enumeration->requestEnumeration();
         if (QTest::qWaitFor([&] { return !log.messages(TransportLayerCategory).isEmpty(); }, 300))
             break;
     }
@@ -198,7 +171,7 @@ bool TestClientServices::requestUntilChanged(QSignalSpy& changed)
     QElapsedTimer clock;
     clock.start();
     while (changed.count() == before && clock.elapsed() < 10000) {
-        m_enumeration->requestEnumeration();
+        m_host.enumeration->requestEnumeration();
         changed.wait(300);
     }
     return changed.count() > before;
@@ -206,7 +179,7 @@ bool TestClientServices::requestUntilChanged(QSignalSpy& changed)
 
 QSharedPointer<Core::OptiRosterComponents::ICameraInfo> TestClientServices::enumeratedCamera(const QString& serial)
 {
-    for (const auto& layer : m_enumeration->getTransportLayers()) {
+    for (const auto& layer : m_host.enumeration->getTransportLayers()) {
         for (const auto& camera : layer->getCameraInfoList()) {
             if (camera->getSerialNumber() == serial)
                 return camera;
@@ -217,7 +190,7 @@ QSharedPointer<Core::OptiRosterComponents::ICameraInfo> TestClientServices::enum
 
 DeviceBaseInfoPtr TestClientServices::enumeratedInterface(const QString& id)
 {
-    for (const auto& layer : m_enumeration->getTransportLayers()) {
+    for (const auto& layer : m_host.enumeration->getTransportLayers()) {
         for (const auto& interfaceInfo : layer->getInterfaceInfoList()) {
             if (interfaceInfo->getInterfaceId() == id)
                 return interfaceInfo;
@@ -229,43 +202,43 @@ DeviceBaseInfoPtr TestClientServices::enumeratedInterface(const QString& id)
 void TestClientServices::initializationDoneStartsTheFirstPass()
 {
     QCOMPARE(TavixSim::callCount("EnumerateTls"), 0); // nothing is searched before the host's start is done
-    QSignalSpy connected(m_status.data(), &ICameraStatusService::deviceConnected);
+    QSignalSpy connected(m_host.status.data(), &ICameraStatusService::deviceConnected);
     startAndWaitForTheFirstPass();
-    QCOMPARE(serials(m_enumeration->getTransportLayers()), (QStringList{"810", "811"}));
+    QCOMPARE(serials(m_host.enumeration->getTransportLayers()), (QStringList{"810", "811"}));
     QCOMPARE(connected.count(), 3); // two cameras and one interface
     QVERIFY(enumeratedInterface(QStringLiteral("cs-eth0")));
-    QCOMPARE(m_enumeration->queryEnumeration(QStringLiteral("anything")), QStringList());
-    QVERIFY(!m_enumeration->isEnumerationEnabled());
+    QCOMPARE(m_host.enumeration->queryEnumeration(QStringLiteral("anything")), QStringList());
+    QVERIFY(!m_host.enumeration->isEnumerationEnabled());
 }
 
 void TestClientServices::plugAndUnplugShowUpOnRequestAndOnTheTimersTick()
 {
     startAndWaitForTheFirstPass();
-    QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-    QSignalSpy disconnected(m_status.data(), &ICameraStatusService::deviceDisconnected);
+    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    QSignalSpy disconnected(m_host.status.data(), &ICameraStatusService::deviceDisconnected);
     TavixSim::plugDevice("SimGigE#812");
     TavixSim::unplugDevice("SimGigE#810");
     QVERIFY(requestUntilChanged(changed));
-    QCOMPARE(serials(m_enumeration->getTransportLayers()), (QStringList{"811", "812"}));
+    QCOMPARE(serials(m_host.enumeration->getTransportLayers()), (QStringList{"811", "812"}));
     QCOMPARE(disconnected.count(), 1);
     QCOMPARE(disconnected.at(0).at(0).value<DeviceBaseInfoPtr>()->getFullName(), QStringLiteral("SimGigE#810"));
 
     // Enabling starts no pass by itself; the timer's tick does.
-    m_enumeration->setEnumerationEnabled(true);
-    QVERIFY(m_enumeration->isEnumerationEnabled());
+    m_host.enumeration->setEnumerationEnabled(true);
+    QVERIFY(m_host.enumeration->isEnumerationEnabled());
     TavixSim::plugDevice("SimGigE#810");
     // What each tick runs; a tick during a running pass is lost, and the next one tries again.
-    QTRY_VERIFY_WITH_TIMEOUT((QMetaObject::invokeMethod(m_enumeration.data(), "triggerEnumeration"), changed.count() == 2), 10000);
-    QCOMPARE(serials(m_enumeration->getTransportLayers()), (QStringList{"810", "811", "812"}));
-    m_enumeration->setEnumerationEnabled(false);
-    QVERIFY(!m_enumeration->isEnumerationEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT((QMetaObject::invokeMethod(m_host.enumeration.data(), "triggerEnumeration"), changed.count() == 2), 10000);
+    QCOMPARE(serials(m_host.enumeration->getTransportLayers()), (QStringList{"810", "811", "812"}));
+    m_host.enumeration->setEnumerationEnabled(false);
+    QVERIFY(!m_host.enumeration->isEnumerationEnabled());
 }
 
 void TestClientServices::aPassThatFindsNothingNewEmitsNothing()
 {
     startAndWaitForTheFirstPass();
-    QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-    QSignalSpy connected(m_status.data(), &ICameraStatusService::deviceConnected);
+    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    QSignalSpy connected(m_host.status.data(), &ICameraStatusService::deviceConnected);
     runPassAndWait();
     runPassAndWait();
     TavixSim::plugDevice("SimGigE#812");
@@ -279,32 +252,32 @@ void TestClientServices::aLostCameraLeavesTheRosterAndTheListAtOnce()
 {
     startAndWaitForTheFirstPass();
     const auto camera = enumeratedCamera(QStringLiteral("810"));
-    QVERIFY(m_control->open(camera, false));
-    QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-    QSignalSpy lost(m_status.data(), &ICameraStatusService::cameraConnectionLost);
+    QVERIFY(m_host.control->open(camera, false));
+    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    QSignalSpy lost(m_host.status.data(), &ICameraStatusService::cameraConnectionLost);
     TavixSim::loseDevice("SimGigE#810");
     QVERIFY(changed.wait(10000)); // without waiting for a pass
     QCOMPARE(lost.count(), 1);
-    QCOMPARE(serials(m_enumeration->getTransportLayers()), QStringList{"811"});
-    QVERIFY(!m_status->isDeviceOpen(camera));
-    QVERIFY(m_enumeration->getOpenCameras().isEmpty());
+    QCOMPARE(serials(m_host.enumeration->getTransportLayers()), QStringList{"811"});
+    QVERIFY(!m_host.status->isDeviceOpen(camera));
+    QVERIFY(m_host.enumeration->getOpenCameras().isEmpty());
 }
 
 void TestClientServices::anOpenCameraOutlivesAPassThatNoLongerListsIt()
 {
     startAndWaitForTheFirstPass();
     const auto camera = enumeratedCamera(QStringLiteral("810"));
-    QVERIFY(m_control->open(camera, false));
-    QSignalSpy changed(m_enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-    QSignalSpy disconnected(m_status.data(), &ICameraStatusService::deviceDisconnected);
+    QVERIFY(m_host.control->open(camera, false));
+    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    QSignalSpy disconnected(m_host.status.data(), &ICameraStatusService::deviceDisconnected);
     TavixSim::unplugDevice("SimGigE#810");
     QVERIFY(requestUntilChanged(changed));
-    QCOMPARE(serials(m_enumeration->getTransportLayers()), QStringList{"811"});
-    QCOMPARE(m_enumeration->getOpenCameras(), QVector<CameraInfoPtr>{camera}); // a client joins both lists
-    QVERIFY(m_status->isDeviceOpen(camera));
+    QCOMPARE(serials(m_host.enumeration->getTransportLayers()), QStringList{"811"});
+    QCOMPARE(m_host.enumeration->getOpenCameras(), QVector<CameraInfoPtr>{camera}); // a client joins both lists
+    QVERIFY(m_host.status->isDeviceOpen(camera));
     QCOMPARE(disconnected.count(), 0);
 
-    m_control->close(camera);
+    m_host.control->close(camera);
     TavixSim::plugDevice("SimGigE#812"); // a change, so that the next pass is published
     QVERIFY(requestUntilChanged(changed));
     QCOMPARE(disconnected.count(), 1);
@@ -315,54 +288,54 @@ void TestClientServices::camerasOpenCloseAndGrabByNameAndAsTheActiveDevice()
     startAndWaitForTheFirstPass();
     const auto camera = enumeratedCamera(QStringLiteral("810"));
     CCountingObserver observer;
-    m_notifier->addObserver(&observer);
+    m_host.notifier->addObserver(&observer);
 
-    QVERIFY(!m_control->open(false)); // no active device yet
-    m_status->setActiveDevice(camera);
-    QVERIFY(m_control->open(true));
-    QVERIFY(m_status->isDeviceOpen(camera));
-    m_stream->singleShot(5000);
+    QVERIFY(!m_host.control->open(false)); // no active device yet
+    m_host.status->setActiveDevice(camera);
+    QVERIFY(m_host.control->open(true));
+    QVERIFY(m_host.status->isDeviceOpen(camera));
+    m_host.stream->singleShot(5000);
     QTRY_COMPARE_WITH_TIMEOUT(observer.images.load(), 1, 10000);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_status->isCameraGrabbing(camera), 10000);
-    m_stream->startGrabbing();
-    QVERIFY(m_status->isCameraGrabbing(camera));
-    QCOMPARE(m_status->getNumberOfGrabbingCameras(), size_t(1));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_host.status->isCameraGrabbing(camera), 10000);
+    m_host.stream->startGrabbing();
+    QVERIFY(m_host.status->isCameraGrabbing(camera));
+    QCOMPARE(m_host.status->getNumberOfGrabbingCameras(), size_t(1));
     QTRY_VERIFY_WITH_TIMEOUT(observer.images.load() > 5, 10000);
-    m_stream->stopGrabbing();
-    QVERIFY(!m_status->isCameraGrabbing(camera));
-    m_control->close();
-    QVERIFY(!m_status->isDeviceOpen(camera));
+    m_host.stream->stopGrabbing();
+    QVERIFY(!m_host.status->isCameraGrabbing(camera));
+    m_host.control->close();
+    QVERIFY(!m_host.status->isDeviceOpen(camera));
 
     const auto other = enumeratedCamera(QStringLiteral("811"));
-    QVERIFY(m_control->open(other, false));
-    m_stream->startGrabbing(other);
-    QTRY_VERIFY_WITH_TIMEOUT(m_status->isCameraGrabbing(other), 10000);
-    m_stream->stopGrabbingAll();
-    QVERIFY(!m_status->isCameraGrabbing(other));
-    m_control->close(other);
-    m_notifier->removeObserver(&observer);
+    QVERIFY(m_host.control->open(other, false));
+    m_host.stream->startGrabbing(other);
+    QTRY_VERIFY_WITH_TIMEOUT(m_host.status->isCameraGrabbing(other), 10000);
+    m_host.stream->stopGrabbingAll();
+    QVERIFY(!m_host.status->isCameraGrabbing(other));
+    m_host.control->close(other);
+    m_host.notifier->removeObserver(&observer);
 }
 
 void TestClientServices::exclusiveUseKeepsOthersAway()
 {
     startAndWaitForTheFirstPass();
     const auto camera = enumeratedCamera(QStringLiteral("810"));
-    QSignalSpy detached(m_status.data(), &ICameraStatusService::cameraDetached);
-    const QSharedPointer<ICamera> mine = m_control->openExclusive(camera);
+    QSignalSpy detached(m_host.status.data(), &ICameraStatusService::cameraDetached);
+    const QSharedPointer<ICamera> mine = m_host.control->openExclusive(camera);
     QVERIFY(mine);
     QCOMPARE(detached.count(), 1);
-    QVERIFY(m_status->isExclusive(camera));
-    QVERIFY(!m_control->open(camera, false)); // another client is refused
-    QVERIFY(!m_control->takeExclusive(camera));
-    m_stream->startGrabbing(camera); // ignored
+    QVERIFY(m_host.status->isExclusive(camera));
+    QVERIFY(!m_host.control->open(camera, false)); // another client is refused
+    QVERIFY(!m_host.control->takeExclusive(camera));
+    m_host.stream->startGrabbing(camera); // ignored
     QVERIFY(!mine->isGrabbing());
-    QVERIFY(m_enumeration->getOpenCameras().isEmpty());
-    QVERIFY(m_control->releaseExclusive(mine));
-    QVERIFY(!m_control->releaseExclusive(mine));
-    QCOMPARE(m_control->takeExclusive(camera), mine);
-    m_control->close(camera); // gives it back, then closes
-    QVERIFY(!m_status->isExclusive(camera));
-    QVERIFY(!m_status->isDeviceOpen(camera));
+    QVERIFY(m_host.enumeration->getOpenCameras().isEmpty());
+    QVERIFY(m_host.control->releaseExclusive(mine));
+    QVERIFY(!m_host.control->releaseExclusive(mine));
+    QCOMPARE(m_host.control->takeExclusive(camera), mine);
+    m_host.control->close(camera); // gives it back, then closes
+    QVERIFY(!m_host.status->isExclusive(camera));
+    QVERIFY(!m_host.status->isDeviceOpen(camera));
 }
 
 void TestClientServices::refusalsAnswerWithoutAnException()
@@ -371,30 +344,30 @@ void TestClientServices::refusalsAnswerWithoutAnException()
     CLogRecorder log;
     // A camera that no layer offers.
     const CameraInfoPtr unknown = unknownCamera();
-    QVERIFY(!m_control->open(unknown, false));
+    QVERIFY(!m_host.control->open(unknown, false));
     QCOMPARE(unknown->getLastError(), QStringLiteral("Device 'SimGigE#899' is not available."));
     QVERIFY(log.messages(QStringLiteral("tavix.viewer.plugins.optiRoster.camera")).first().startsWith(
         QStringLiteral("Tavix device creation failed. Reason:  RuntimeException: Device 'SimGigE#899' is not available.")));
     // Not connected: the grab is refused in the log alone.
     const auto camera = enumeratedCamera(QStringLiteral("811"));
-    QVERIFY(m_control->open(camera, false));
+    QVERIFY(m_host.control->open(camera, false));
     TavixSim::loseDevice("SimGigE#811");
     TavixSim::waitForRemovalNotifications();
-    QSharedPointer<ICamera> held = m_control->takeExclusive(camera); // hold it through the loss
+    QSharedPointer<ICamera> held = m_host.control->takeExclusive(camera); // hold it through the loss
     QVERIFY(held);
     held->startGrabbing();
     QVERIFY(log.contains(QStringLiteral("CCamera::startGrabbing failed, because the camera is not connected.")));
     // Empty pointers everywhere.
-    QVERIFY(!m_control->open(DeviceBaseInfoPtr(), false));
-    m_control->close(DeviceBaseInfoPtr());
-    m_control->close(QSharedPointer<IDevice>());
-    QVERIFY(!m_control->openExclusive({}));
-    QVERIFY(!m_control->releaseExclusive({}));
-    m_stream->startGrabbing(CameraInfoPtr());
-    QVERIFY(!m_status->isDeviceOpen({}));
-    QVERIFY(!m_status->isCameraGrabbing({}));
-    QVERIFY(!m_status->isExclusive({}));
-    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_control->announceCameraByAddress(QStringLiteral("10.0.0.99")); }),
+    QVERIFY(!m_host.control->open(DeviceBaseInfoPtr(), false));
+    m_host.control->close(DeviceBaseInfoPtr());
+    m_host.control->close(QSharedPointer<IDevice>());
+    QVERIFY(!m_host.control->openExclusive({}));
+    QVERIFY(!m_host.control->releaseExclusive({}));
+    m_host.stream->startGrabbing(CameraInfoPtr());
+    QVERIFY(!m_host.status->isDeviceOpen({}));
+    QVERIFY(!m_host.status->isCameraGrabbing({}));
+    QVERIFY(!m_host.status->isExclusive({}));
+    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_host.control->announceCameraByAddress(QStringLiteral("10.0.0.99")); }),
              QStringLiteral("Failed to find camera. Check the IP configuration."));
     m_keptLayers = 1;
     held.reset();
@@ -404,13 +377,13 @@ void TestClientServices::interfacesOpenThroughTheSameService()
 {
     startAndWaitForTheFirstPass();
     const DeviceBaseInfoPtr port = enumeratedInterface(QStringLiteral("cs-eth0"));
-    QSignalSpy opening(m_status.data(), &ICameraStatusService::deviceOpening);
-    QVERIFY(m_control->open(port, true)); // monitor mode means nothing to an interface
+    QSignalSpy opening(m_host.status.data(), &ICameraStatusService::deviceOpening);
+    QVERIFY(m_host.control->open(port, true)); // monitor mode means nothing to an interface
     QCOMPARE(opening.count(), 1);
-    QVERIFY(m_status->isDeviceOpen(port));
-    m_status->setActiveDevice(port);
-    m_control->close(); // the active device's pool
-    QVERIFY(!m_status->isDeviceOpen(port));
+    QVERIFY(m_host.status->isDeviceOpen(port));
+    m_host.status->setActiveDevice(port);
+    m_host.control->close(); // the active device's pool
+    QVERIFY(!m_host.status->isDeviceOpen(port));
 }
 
 void TestClientServices::oneMergedSignalSequenceTellsAGrabAndALoss()
@@ -419,18 +392,18 @@ void TestClientServices::oneMergedSignalSequenceTellsAGrabAndALoss()
     const auto camera = enumeratedCamera(QStringLiteral("810"));
     QStringList sequence;
     const auto note = [&](const char* name) { return [&sequence, name] { if (!sequence.endsWith(name)) sequence << name; }; };
-    connect(m_status.data(), &ICameraStatusService::deviceOpening, this, note("opening"));
-    connect(m_status.data(), &ICameraStatusService::deviceOpened, this, note("opened"));
-    connect(m_status.data(), &ICameraStatusService::cameraGrabStart, this, note("grab start"));
-    connect(m_status.data(), &ICameraStatusService::cameraGrabStarted, this, note("grab started"));
-    connect(m_status.data(), &ICameraStatusService::cameraImageGrabbedInfo, this, note("image"));
-    connect(m_status.data(), &ICameraStatusService::cameraStatisticUpdated, this, note("statistic"));
-    connect(m_status.data(), &ICameraStatusService::cameraGrabStopped, this, note("grab stopped"));
-    connect(m_status.data(), &ICameraStatusService::deviceClosing, this, note("closing"));
-    connect(m_status.data(), &ICameraStatusService::deviceClosed, this, note("closed"));
-    connect(m_status.data(), &ICameraStatusService::cameraConnectionLost, this, note("lost"));
-    QVERIFY(m_control->open(camera, false));
-    m_stream->startGrabbing(camera);
+    connect(m_host.status.data(), &ICameraStatusService::deviceOpening, this, note("opening"));
+    connect(m_host.status.data(), &ICameraStatusService::deviceOpened, this, note("opened"));
+    connect(m_host.status.data(), &ICameraStatusService::cameraGrabStart, this, note("grab start"));
+    connect(m_host.status.data(), &ICameraStatusService::cameraGrabStarted, this, note("grab started"));
+    connect(m_host.status.data(), &ICameraStatusService::cameraImageGrabbedInfo, this, note("image"));
+    connect(m_host.status.data(), &ICameraStatusService::cameraStatisticUpdated, this, note("statistic"));
+    connect(m_host.status.data(), &ICameraStatusService::cameraGrabStopped, this, note("grab stopped"));
+    connect(m_host.status.data(), &ICameraStatusService::deviceClosing, this, note("closing"));
+    connect(m_host.status.data(), &ICameraStatusService::deviceClosed, this, note("closed"));
+    connect(m_host.status.data(), &ICameraStatusService::cameraConnectionLost, this, note("lost"));
+    QVERIFY(m_host.control->open(camera, false));
+    m_host.stream->startGrabbing(camera);
     QTRY_VERIFY_WITH_TIMEOUT(sequence.contains("statistic"), 10000);
     TavixSim::loseDevice("SimGigE#810");
     QTRY_VERIFY_WITH_TIMEOUT(sequence.contains("lost"), 10000);
@@ -445,15 +418,15 @@ void TestClientServices::theActiveDeviceSignalsChangesOnly()
 {
     startAndWaitForTheFirstPass();
     const auto camera = enumeratedCamera(QStringLiteral("810"));
-    QSignalSpy changed(m_status.data(), &IDeviceStatusService::activeDeviceChanged);
-    m_status->setActiveDevice(camera);
-    m_status->setActiveDevice(camera);
+    QSignalSpy changed(m_host.status.data(), &IDeviceStatusService::activeDeviceChanged);
+    m_host.status->setActiveDevice(camera);
+    m_host.status->setActiveDevice(camera);
     QCOMPARE(changed.count(), 1);
-    QCOMPARE(m_status->getActiveDevice(), DeviceBaseInfoPtr(camera));
-    m_status->setActiveDevice({});
-    m_status->setActiveDevice({});
+    QCOMPARE(m_host.status->getActiveDevice(), DeviceBaseInfoPtr(camera));
+    m_host.status->setActiveDevice({});
+    m_host.status->setActiveDevice({});
     QCOMPARE(changed.count(), 3); // clearing always signals
-    QVERIFY(!m_status->getActiveDevice());
+    QVERIFY(!m_host.status->getActiveDevice());
 }
 
 void TestClientServices::clientsOpeningWhileThePassesRunDontDeadlock()
@@ -464,10 +437,10 @@ void TestClientServices::clientsOpeningWhileThePassesRunDontDeadlock()
     std::atomic<int> rounds{0};
     std::thread client([&] {
         while (!done.load()) {
-            m_control->open(camera, false);
-            m_status->isDeviceOpen(camera);
-            m_status->setActiveDevice(camera);
-            m_control->close(camera);
+            m_host.control->open(camera, false);
+            m_host.status->isDeviceOpen(camera);
+            m_host.status->setActiveDevice(camera);
+            m_host.control->close(camera);
             ++rounds;
         }
     });
@@ -488,21 +461,21 @@ void TestClientServices::parametersAreReachedByDescription()
     const auto port = enumeratedInterface(QStringLiteral("cs-eth0"));
     using ParameterCollection::CParameterCollection;
     // Known before it is open; its parameters come with its node maps.
-    QVERIFY(m_parameterService->findParameterCollection(camera));
-    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_parameterService->getParameterText(camera, QStringLiteral("@CameraDevice/Width")); }),
+    QVERIFY(m_host.parameterService->findParameterCollection(camera));
+    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_host.parameterService->getParameterText(camera, QStringLiteral("@CameraDevice/Width")); }),
              QStringLiteral("The parameter '@CameraDevice/Width' is not available."));
-    QVERIFY(m_control->open(camera, false));
-    QVERIFY(m_control->open(port, false));
-    QCOMPARE(m_parameterService->getParameterText(camera, QStringLiteral("@CameraDevice/Width")), QStringLiteral("64"));
-    m_parameterService->setParameterText(camera, QStringLiteral("@CameraDevice/ExposureTime"), QStringLiteral("250"));
-    QCOMPARE(m_parameterService->getParameterText(camera, QStringLiteral("ExposureTime")), QStringLiteral("250"));
-    QCOMPARE(m_parameterService->getParameterText(port, QStringLiteral("@Interface/Mtu")), QStringLiteral("1500"));
+    QVERIFY(m_host.control->open(camera, false));
+    QVERIFY(m_host.control->open(port, false));
+    QCOMPARE(m_host.parameterService->getParameterText(camera, QStringLiteral("@CameraDevice/Width")), QStringLiteral("64"));
+    m_host.parameterService->setParameterText(camera, QStringLiteral("@CameraDevice/ExposureTime"), QStringLiteral("250"));
+    QCOMPARE(m_host.parameterService->getParameterText(camera, QStringLiteral("ExposureTime")), QStringLiteral("250"));
+    QCOMPARE(m_host.parameterService->getParameterText(port, QStringLiteral("@Interface/Mtu")), QStringLiteral("1500"));
     QCOMPARE(messageOf<Core::Exception::InvalidOperationException>([&] {
-                 m_parameterService->setParameterText(camera, QStringLiteral("@CameraDevice/ExposureTime"), QStringLiteral("1"));
+                 m_host.parameterService->setParameterText(camera, QStringLiteral("@CameraDevice/ExposureTime"), QStringLiteral("1"));
              }).isEmpty(), false);
-    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_parameterService->getParameterText(unknownCamera(), QStringLiteral("Width")); }),
+    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_host.parameterService->getParameterText(unknownCamera(), QStringLiteral("Width")); }),
              QStringLiteral("No parameters are known for this object."));
-    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_parameterService->getParameterText(m_enumeration->getTransportLayers().at(0).objectCast<Core::AppCoreComponents::IBaseInfo>(), QStringLiteral("Width")); }),
+    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_host.parameterService->getParameterText(m_host.enumeration->getTransportLayers().at(0).objectCast<Core::AppCoreComponents::IBaseInfo>(), QStringLiteral("Width")); }),
              QStringLiteral("No parameters are known for this object."));
 }
 
@@ -510,21 +483,21 @@ void TestClientServices::servicesDegradeOnceThePoolsAreGone()
 {
     startAndWaitForTheFirstPass();
     const auto camera = enumeratedCamera(QStringLiteral("810"));
-    m_infoService->announceUninitialization();
-    QVERIFY(m_pPlugin->uninitialize(m_registry));
-    m_pPlugin.reset(); // the services outlive the plug-in in the clients' hands
-    QVERIFY(!m_control->open(camera, false));
-    QVERIFY(!m_control->openExclusive(camera));
-    m_control->close(camera);
-    m_stream->startGrabbing(camera);
-    m_stream->stopGrabbingAll();
-    QVERIFY(!m_status->isDeviceOpen(camera));
-    QCOMPARE(m_status->getNumberOfGrabbingCameras(), size_t(0));
-    QVERIFY(m_enumeration->getOpenCameras().isEmpty());
-    m_status->setActiveDevice(camera); // no roster: nothing changes
-    QVERIFY(!m_status->getActiveDevice());
-    m_pPlugin = std::make_unique<COptiRosterPlugin>(); // for cleanup
-    QVERIFY(m_pPlugin->initialize(m_registry));
+    m_host.infoService->announceUninitialization();
+    QVERIFY(m_host.plugin->uninitialize(m_host.registry));
+    m_host.plugin.reset(); // the services outlive the plug-in in the clients' hands
+    QVERIFY(!m_host.control->open(camera, false));
+    QVERIFY(!m_host.control->openExclusive(camera));
+    m_host.control->close(camera);
+    m_host.stream->startGrabbing(camera);
+    m_host.stream->stopGrabbingAll();
+    QVERIFY(!m_host.status->isDeviceOpen(camera));
+    QCOMPARE(m_host.status->getNumberOfGrabbingCameras(), size_t(0));
+    QVERIFY(m_host.enumeration->getOpenCameras().isEmpty());
+    m_host.status->setActiveDevice(camera); // no roster: nothing changes
+    QVERIFY(!m_host.status->getActiveDevice());
+    m_host.plugin = std::make_unique<COptiRosterPlugin>(); // for cleanup
+    QVERIFY(m_host.plugin->initialize(m_host.registry));
 }
 
 namespace {
@@ -595,31 +568,31 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
         camera = unknownCamera();
     if (input == LostCamera) { // a description a client still holds after its camera was lost
         camera = enumeratedCamera(QStringLiteral("810"));
-        QVERIFY(m_control->open(camera, false));
-        QSignalSpy lost(m_status.data(), &ICameraStatusService::cameraConnectionLost);
+        QVERIFY(m_host.control->open(camera, false));
+        QSignalSpy lost(m_host.status.data(), &ICameraStatusService::cameraConnectionLost);
         TavixSim::loseDevice("SimGigE#810");
         QVERIFY(lost.wait(10000));
     }
-    const auto decompressor = findService<IImageDecompressorService>(m_registry);
-    const auto defects = findService<IStaticDefectPixelCorrectionService>(m_registry);
-    const auto actions = findService<ICameraActionCommandsService>(m_registry);
+    const auto decompressor = findService<IImageDecompressorService>(m_host.registry);
+    const auto defects = findService<IStaticDefectPixelCorrectionService>(m_host.registry);
+    const auto actions = findService<ICameraActionCommandsService>(m_host.registry);
     if (input == PoolsGone) {
         camera = enumeratedCamera(QStringLiteral("811"));
-        m_infoService->announceUninitialization();
-        QVERIFY(m_pPlugin->uninitialize(m_registry));
-        m_pPlugin.reset();
+        m_host.infoService->announceUninitialization();
+        QVERIFY(m_host.plugin->uninitialize(m_host.registry));
+        m_host.plugin.reset();
     }
 
     const std::map<QString, std::function<QString()>> operations{
-        {"open", [&] { return answer(m_control->open(camera, false)); }},
-        {"close", [&] { m_control->close(camera); return QStringLiteral("done"); }},
-        {"openExclusive", [&] { return m_control->openExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
-        {"takeExclusive", [&] { return m_control->takeExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
-        {"startGrabbing", [&] { m_stream->startGrabbing(camera); m_stream->stopGrabbing(camera); return QStringLiteral("done"); }},
-        {"singleShot", [&] { m_stream->singleShot(camera, 100); return QStringLiteral("done"); }},
-        {"isDeviceOpen", [&] { return answer(m_status->isDeviceOpen(camera)); }},
-        {"isExclusive", [&] { return answer(m_status->isExclusive(camera)); }},
-        {"isCameraGrabbing", [&] { return answer(m_status->isCameraGrabbing(camera)); }},
+        {"open", [&] { return answer(m_host.control->open(camera, false)); }},
+        {"close", [&] { m_host.control->close(camera); return QStringLiteral("done"); }},
+        {"openExclusive", [&] { return m_host.control->openExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
+        {"takeExclusive", [&] { return m_host.control->takeExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
+        {"startGrabbing", [&] { m_host.stream->startGrabbing(camera); m_host.stream->stopGrabbing(camera); return QStringLiteral("done"); }},
+        {"singleShot", [&] { m_host.stream->singleShot(camera, 100); return QStringLiteral("done"); }},
+        {"isDeviceOpen", [&] { return answer(m_host.status->isDeviceOpen(camera)); }},
+        {"isExclusive", [&] { return answer(m_host.status->isExclusive(camera)); }},
+        {"isCameraGrabbing", [&] { return answer(m_host.status->isCameraGrabbing(camera)); }},
         {"getImageDecompressor", [&] { return decompressor->getImageDecompressor(camera) ? QStringLiteral("a decompressor") : QStringLiteral("empty"); }},
         {"getCompressionDescriptor", [&] { return QString::number(decompressor->getCompressionDescriptor(camera).size()); }},
         {"getDefectPixelList", [&] {
@@ -628,13 +601,13 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
          }},
         {"isDefectPixelCorrectionSupported", [&] { return answer(defects->isDefectPixelCorrectionSupported(camera)); }},
         {"supportsActionCommands", [&] { return answer(actions->supportsActionCommands(camera)); }},
-        {"getParameterText", [&] { return m_parameterService->getParameterText(camera, QStringLiteral("Width")); }},
+        {"getParameterText", [&] { return m_host.parameterService->getParameterText(camera, QStringLiteral("Width")); }},
     };
     QCOMPARE(outcomeOf(operations.at(operation)), expected);
 
     if (input == PoolsGone) { // for cleanup
-        m_pPlugin = std::make_unique<COptiRosterPlugin>();
-        QVERIFY(m_pPlugin->initialize(m_registry));
+        m_host.plugin = std::make_unique<COptiRosterPlugin>();
+        QVERIFY(m_host.plugin->initialize(m_host.registry));
     }
 }
 

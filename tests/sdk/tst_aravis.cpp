@@ -107,14 +107,6 @@ QString descriptionOf(const std::function<void()>& fn)
     return QStringLiteral("nothing thrown");
 }
 
-int liveSdkObjects()
-{
-    int live = 0;
-    for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind)
-        live += TavixSim::liveObjects(TavixSim::LiveObject(kind));
-    return live;
-}
-
 } // namespace
 
 class TestAravis : public QObject

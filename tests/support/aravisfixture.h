@@ -2,6 +2,7 @@
 
 #include <tavix/aravis/araviscontrol.h>
 #include <tavix/backendcontrol.h>
+#include <tavix/sim/simcontrol.h>
 #include <tavix/tlfactory.h>
 
 #include <QProcess>
@@ -59,3 +60,12 @@ inline void stopFakeGvCamera(QProcess& process)
 }
 
 } // namespace AravisFixture
+
+// SDK objects of every kind that are alive now, Aravis's as the simulator's.
+inline int liveSdkObjects()
+{
+    int live = 0;
+    for (int kind = 0; kind < TavixSim::LiveObjectKinds; ++kind)
+        live += TavixSim::liveObjects(TavixSim::LiveObject(kind));
+    return live;
+}
