@@ -10,7 +10,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${TAVIX_BUILD_DIR:-$root/build}"
 
 packages=(cmake g++ make pkg-config qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev
-          libaravis-dev libusb-1.0-0-dev aravis-tools)
+          libaravis-dev libusb-1.0-0-dev aravis-tools python3)
 
 install_missing() {
     local missing=()
@@ -47,22 +47,36 @@ case "$mode" in
         ASAN_OPTIONS="halt_on_error=1:detect_leaks=0" UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1" \
             run_tests_in "$build-asan" ;;
     tsan)
+        # Reports go to files; the tests pass or fail on their own, and the run fails on a race
+        # with this project's code on both sides.
         build_in "$build-tsan" -DTAVIX_TSAN=ON -DTAVIX_BUILD_BENCHMARKS=OFF
-        TSAN_OPTIONS="suppressions=$root/tools/tsan.supp halt_on_error=0 report_signal_unsafe=0" \
-            run_tests_in "$build-tsan" ;;
+        reports="$build-tsan/tsan-reports"
+        rm -rf "$reports" && mkdir -p "$reports"
+        status=0
+        TSAN_OPTIONS="suppressions=$root/tools/tsan.supp halt_on_error=0 exitcode=0 report_signal_unsafe=0 log_path=$reports/report" \
+            run_tests_in "$build-tsan" || status=$?
+        python3 "$root/tools/tsan/ownraces.py" "$root" "$reports"/report.* || status=1
+        exit $status ;;
     fuzz)
         CC=clang CXX=clang++ cmake -S "$root" -B "$build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVIX_FUZZ=ON \
             -DTAVIX_BUILD_BENCHMARKS=OFF >/dev/null
         cmake --build "$build-fuzz" --target fuzzers -j"$(nproc)"
         seconds="${1:-30}"
+        findings="$build-fuzz/findings"
+        mkdir -p "$findings"
+        status=0
         for fuzzer in "$build-fuzz"/bin/fuzz_*; do
             name="$(basename "$fuzzer")"
             corpus="$root/tests/fuzz/corpus/${name#fuzz_}"
             echo "== $name for ${seconds}s"
             work="$(mktemp -d)"
             cp -r "$corpus"/. "$work"/ 2>/dev/null || true
-            "$fuzzer" -max_total_time="$seconds" -print_final_stats=1 "$work" 2>&1 | tail -8
-            rm -rf "$work"
-        done ;;
+            # A crash, leak or time-out ends the run and leaves its input in findings/.
+            "$fuzzer" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$findings/$name-" "$work" \
+                > "$work.log" 2>&1 || { status=1; grep -m3 -E "ERROR|SUMMARY|leak of" "$work.log"; }
+            tail -6 "$work.log"
+            rm -rf "$work" "$work.log"
+        done
+        exit $status ;;
     *)     echo "usage: $0 run|test|bench|asan|tsan|fuzz [seconds]" >&2; exit 2 ;;
 esac

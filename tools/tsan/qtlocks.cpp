@@ -1,0 +1,257 @@
+// Makes Qt 5's locks and thread pool hand-overs visible to ThreadSanitizer. Qt's QMutex and
+// QReadWriteLock are built on futexes inside an uninstrumented library, so TSan sees neither their
+// locking nor the order it gives, and reports every access they guard as a race; the same goes
+// for the work a QThreadPool hands to its threads. Preloaded into the tests of a TSan build, this
+// library stands in front of Qt's exported operations and tells TSan what each does, then lets
+// Qt's own code do it. Qt's calls to its own locks stay inside Qt and are not seen; the
+// suppressions file covers those.
+#include <QDeadlineTimer>
+#include <QFutureInterfaceBase>
+#include <QMutex>
+#include <QReadWriteLock>
+#include <QRunnable>
+#include <QThreadPool>
+
+#include <sanitizer/tsan_interface.h>
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+
+namespace {
+
+template <typename Function>
+Function real(const char* symbol)
+{
+    void* found = dlsym(RTLD_NEXT, symbol);
+    if (!found) {
+        std::fprintf(stderr, "qtlocks: %s is not in the libraries after this one\n", symbol);
+        std::abort();
+    }
+    return reinterpret_cast<Function>(found);
+}
+
+// The read locks a thread holds, so that an unlock tells TSan which kind it releases.
+constexpr int MaxReadLocks = 64;
+thread_local const void* t_readLocks[MaxReadLocks];
+thread_local int t_readLockCount = 0;
+
+void noteReadLock(const void* lock)
+{
+    if (t_readLockCount < MaxReadLocks)
+        t_readLocks[t_readLockCount++] = lock;
+}
+
+bool takeReadLock(const void* lock)
+{
+    for (int i = t_readLockCount - 1; i >= 0; --i) {
+        if (t_readLocks[i] == lock) {
+            t_readLocks[i] = t_readLocks[--t_readLockCount];
+            return true;
+        }
+    }
+    return false;
+}
+
+unsigned tryFlags(bool acquired)
+{
+    return __tsan_mutex_try_lock | (acquired ? 0u : __tsan_mutex_try_lock_failed);
+}
+
+// Runs a runnable that was handed over with a release on this object's address.
+class CHandedOverRunnable : public QRunnable
+{
+public:
+    explicit CHandedOverRunnable(QRunnable* runnable)
+        : m_pRunnable(runnable)
+    {
+        setAutoDelete(true);
+    }
+    void run() override
+    {
+        __tsan_acquire(this);
+        m_pRunnable->run();
+        if (m_pRunnable->autoDelete())
+            delete m_pRunnable;
+    }
+
+private:
+    QRunnable* m_pRunnable;
+};
+
+// The state a QFuture shares with its task: QFutureInterfaceBase holds nothing but a pointer to
+// it after its table of virtual functions, and every copy of a future points to the same.
+const void* sharedFutureState(const QFutureInterfaceBase* future)
+{
+    return *reinterpret_cast<const void* const*>(reinterpret_cast<const char*>(future) + sizeof(void*));
+}
+
+} // namespace
+
+extern "C" {
+
+// QFuture: what a task did before it finished happens before a wait or check that sees it so.
+
+void _ZN20QFutureInterfaceBase14reportFinishedEv(QFutureInterfaceBase* self)
+{
+    static const auto reportFinished = real<void (*)(QFutureInterfaceBase*)>("_ZN20QFutureInterfaceBase14reportFinishedEv");
+    __tsan_release(const_cast<void*>(sharedFutureState(self)));
+    reportFinished(self);
+}
+
+void _ZN20QFutureInterfaceBase15waitForFinishedEv(QFutureInterfaceBase* self)
+{
+    static const auto waitForFinished = real<void (*)(QFutureInterfaceBase*)>("_ZN20QFutureInterfaceBase15waitForFinishedEv");
+    waitForFinished(self);
+    __tsan_acquire(const_cast<void*>(sharedFutureState(self)));
+}
+
+bool _ZNK20QFutureInterfaceBase10isFinishedEv(const QFutureInterfaceBase* self)
+{
+    static const auto isFinished = real<bool (*)(const QFutureInterfaceBase*)>("_ZNK20QFutureInterfaceBase10isFinishedEv");
+    const bool finished = isFinished(self);
+    if (finished)
+        __tsan_acquire(const_cast<void*>(sharedFutureState(self)));
+    return finished;
+}
+
+// QThreadPool: what the starting thread did happens before the run.
+
+void _ZN11QThreadPool5startEP9QRunnablei(QThreadPool* self, QRunnable* runnable, int priority)
+{
+    static const auto start = real<void (*)(QThreadPool*, QRunnable*, int)>("_ZN11QThreadPool5startEP9QRunnablei");
+    if (!runnable) {
+        start(self, runnable, priority);
+        return;
+    }
+    auto* handedOver = new CHandedOverRunnable(runnable);
+    __tsan_release(handedOver);
+    start(self, handedOver, priority);
+}
+
+// The std::function travels by a hidden pointer to the caller's copy.
+void _ZN11QThreadPool5startESt8functionIFvvEEi(QThreadPool* self, std::function<void()>* function, int priority)
+{
+    static const auto start = real<void (*)(QThreadPool*, std::function<void()>*, int)>("_ZN11QThreadPool5startESt8functionIFvvEEi");
+    const auto token = std::make_shared<char>();
+    __tsan_release(token.get());
+    std::function<void()> handedOver = [token, work = std::move(*function)] {
+        __tsan_acquire(token.get());
+        work();
+    };
+    start(self, &handedOver, priority);
+}
+
+// QMutex (and QRecursiveMutex, which is one)
+
+void _ZN6QMutex4lockEv(QMutex* self)
+{
+    static const auto lock = real<void (*)(QMutex*)>("_ZN6QMutex4lockEv");
+    __tsan_mutex_pre_lock(self, 0);
+    lock(self);
+    __tsan_mutex_post_lock(self, 0, 0);
+}
+
+bool _ZN6QMutex7tryLockEi(QMutex* self, int timeout)
+{
+    static const auto tryLock = real<bool (*)(QMutex*, int)>("_ZN6QMutex7tryLockEi");
+    __tsan_mutex_pre_lock(self, __tsan_mutex_try_lock);
+    const bool acquired = tryLock(self, timeout);
+    __tsan_mutex_post_lock(self, tryFlags(acquired), 0);
+    return acquired;
+}
+
+void _ZN6QMutex6unlockEv(QMutex* self)
+{
+    static const auto unlock = real<void (*)(QMutex*)>("_ZN6QMutex6unlockEv");
+    __tsan_mutex_pre_unlock(self, 0);
+    unlock(self);
+    __tsan_mutex_post_unlock(self, 0);
+}
+
+void _ZN6QMutexD1Ev(QMutex* self)
+{
+    static const auto destroy = real<void (*)(QMutex*)>("_ZN6QMutexD1Ev");
+    __tsan_mutex_destroy(self, 0);
+    destroy(self);
+}
+
+void _ZN6QMutexD2Ev(QMutex* self)
+{
+    static const auto destroy = real<void (*)(QMutex*)>("_ZN6QMutexD2Ev");
+    __tsan_mutex_destroy(self, 0);
+    destroy(self);
+}
+
+// QReadWriteLock
+
+void _ZN14QReadWriteLock11lockForReadEv(QReadWriteLock* self)
+{
+    static const auto lock = real<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock11lockForReadEv");
+    __tsan_mutex_pre_lock(self, __tsan_mutex_read_lock);
+    lock(self);
+    __tsan_mutex_post_lock(self, __tsan_mutex_read_lock, 0);
+    noteReadLock(self);
+}
+
+bool _ZN14QReadWriteLock14tryLockForReadEv(QReadWriteLock* self)
+{
+    static const auto tryLock = real<bool (*)(QReadWriteLock*)>("_ZN14QReadWriteLock14tryLockForReadEv");
+    __tsan_mutex_pre_lock(self, __tsan_mutex_read_lock | __tsan_mutex_try_lock);
+    const bool acquired = tryLock(self);
+    __tsan_mutex_post_lock(self, __tsan_mutex_read_lock | tryFlags(acquired), 0);
+    if (acquired)
+        noteReadLock(self);
+    return acquired;
+}
+
+bool _ZN14QReadWriteLock14tryLockForReadEi(QReadWriteLock* self, int timeout)
+{
+    static const auto tryLock = real<bool (*)(QReadWriteLock*, int)>("_ZN14QReadWriteLock14tryLockForReadEi");
+    __tsan_mutex_pre_lock(self, __tsan_mutex_read_lock | __tsan_mutex_try_lock);
+    const bool acquired = tryLock(self, timeout);
+    __tsan_mutex_post_lock(self, __tsan_mutex_read_lock | tryFlags(acquired), 0);
+    if (acquired)
+        noteReadLock(self);
+    return acquired;
+}
+
+void _ZN14QReadWriteLock12lockForWriteEv(QReadWriteLock* self)
+{
+    static const auto lock = real<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock12lockForWriteEv");
+    __tsan_mutex_pre_lock(self, 0);
+    lock(self);
+    __tsan_mutex_post_lock(self, 0, 0);
+}
+
+bool _ZN14QReadWriteLock15tryLockForWriteEv(QReadWriteLock* self)
+{
+    static const auto tryLock = real<bool (*)(QReadWriteLock*)>("_ZN14QReadWriteLock15tryLockForWriteEv");
+    __tsan_mutex_pre_lock(self, __tsan_mutex_try_lock);
+    const bool acquired = tryLock(self);
+    __tsan_mutex_post_lock(self, tryFlags(acquired), 0);
+    return acquired;
+}
+
+bool _ZN14QReadWriteLock15tryLockForWriteEi(QReadWriteLock* self, int timeout)
+{
+    static const auto tryLock = real<bool (*)(QReadWriteLock*, int)>("_ZN14QReadWriteLock15tryLockForWriteEi");
+    __tsan_mutex_pre_lock(self, __tsan_mutex_try_lock);
+    const bool acquired = tryLock(self, timeout);
+    __tsan_mutex_post_lock(self, tryFlags(acquired), 0);
+    return acquired;
+}
+
+void _ZN14QReadWriteLock6unlockEv(QReadWriteLock* self)
+{
+    static const auto unlock = real<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock6unlockEv");
+    const unsigned flags = takeReadLock(self) ? __tsan_mutex_read_lock : 0u;
+    __tsan_mutex_pre_unlock(self, flags);
+    unlock(self);
+    __tsan_mutex_post_unlock(self, flags);
+}
+
+} // extern "C"
