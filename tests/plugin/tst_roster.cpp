@@ -8,6 +8,7 @@
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/optiroster.h>
 
+#include <QSemaphore>
 #include <QThread>
 
 #include <atomic>
@@ -74,6 +75,7 @@ private slots:
     void aLostCameraThatNoClientHoldsClosesBeforeTheLossIsTold();
     void guardedForwardsOutliveALossOnTheMainThread();
     void grabStoppedAlwaysComesOnThePoolsThread();
+    void aGrabStartReceiverCanWaitForAnOpenOnAnotherThread();
     void destroyingTheRosterEndsItsGrabbingCameras();
     void forwardsWithoutACameraThrow();
     void stopGrabbingAllLeavesDetachedCamerasAlone();
@@ -314,6 +316,28 @@ void TestRoster::guardedForwardsOutliveALossOnTheMainThread()
     done.store(true);
     client.join();
     QVERIFY(calls.load() > 0);
+}
+
+void TestRoster::aGrabStartReceiverCanWaitForAnOpenOnAnotherThread()
+{
+    // An open holds the pool's lock while it waits for the camera. A receiver of the grab's start
+    // that asks the pool something, as the decompressor does, must find the camera free then.
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    QSemaphore poolLocked;
+    connect(m_pRoster.get(), &COptiRoster::deviceOpening, this, [&] { poolLocked.release(); }, Qt::DirectConnection);
+    std::thread client;
+    bool clientHoldsThePool = false;
+    bool exclusive = true;
+    connect(m_pRoster.get(), &COptiRoster::cameraGrabStart, this, [&] {
+        client = std::thread([&] { m_pRoster->openDevice(m_info, false); });
+        clientHoldsThePool = poolLocked.tryAcquire(1, 10000);
+        exclusive = m_pRoster->isExclusive(m_info); // waits for the client's open to end
+    }, Qt::DirectConnection);
+    m_pRoster->startGrabbing(m_info);
+    client.join();
+    QVERIFY(clientHoldsThePool);
+    QVERIFY(!exclusive);
+    QVERIFY(m_pRoster->isCameraGrabbing(m_info));
 }
 
 void TestRoster::grabStoppedAlwaysComesOnThePoolsThread()

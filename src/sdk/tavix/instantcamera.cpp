@@ -171,6 +171,12 @@ void CInstantCamera::Attach(ITavixDevice* device, ECleanup cleanup)
     forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnAttached(*this); });
 }
 
+ITavixDevice* CInstantCamera::devicePointer() const
+{
+    std::lock_guard<std::mutex> lock(m_devicePointerMutex);
+    return m_pDevice;
+}
+
 bool CInstantCamera::IsTavixDeviceAttached() const
 {
     std::lock_guard<std::mutex> lock(m_devicePointerMutex);
@@ -336,10 +342,10 @@ const CDeviceInfo& CInstantCamera::GetDeviceInfo() const
     return m_pDevice ? m_pDevice->GetDeviceInfo() : none;
 }
 
-GenApi::INodeMap& CInstantCamera::GetNodeMap() { return attached(m_pDevice).GetNodeMap(); }
-GenApi::INodeMap& CInstantCamera::GetTLNodeMap() { return attached(m_pDevice).GetTLNodeMap(); }
-GenApi::INodeMap& CInstantCamera::GetStreamGrabberNodeMap() { return attached(m_pDevice).GetStreamGrabber().GetNodeMap(); }
-GenApi::INodeMap& CInstantCamera::GetEventGrabberNodeMap() { return attached(m_pDevice).GetEventGrabberNodeMap(); }
+GenApi::INodeMap& CInstantCamera::GetNodeMap() { return attached(devicePointer()).GetNodeMap(); }
+GenApi::INodeMap& CInstantCamera::GetTLNodeMap() { return attached(devicePointer()).GetTLNodeMap(); }
+GenApi::INodeMap& CInstantCamera::GetStreamGrabberNodeMap() { return attached(devicePointer()).GetStreamGrabber().GetNodeMap(); }
+GenApi::INodeMap& CInstantCamera::GetEventGrabberNodeMap() { return attached(devicePointer()).GetEventGrabberNodeMap(); }
 GenApi::INodeMap& CInstantCamera::GetInstantCameraNodeMap() { return *m_pParamsNodeMap; }
 
 ITavixDevice* CInstantCamera::GetDevice()

@@ -110,11 +110,12 @@ private:
     void releaseHandlers();
     void startGrabbing(size_t maxImages);
     void onDeviceRemoved();
+    ITavixDevice* devicePointer() const;
 
     ITavixDevice* m_pDevice = nullptr;
-    // Guards m_pDevice for the state questions, which come from any thread, against the attach
-    // and detach of a device; held for no more than a question, and a device is destroyed after
-    // it is let go.
+    // Guards m_pDevice for the state questions and node map lookups, which come from any
+    // thread, against the attach and detach of a device; held for no more than a question, and
+    // a device is destroyed after it is let go.
     mutable std::mutex m_devicePointerMutex;
     ECleanup m_deviceCleanup = Cleanup_None;
     int m_removalCallbackId = 0;

@@ -75,9 +75,12 @@ void updateCameras(CTransportLayerInfo& info, Tavix::ITransportLayer* layer, con
         const CCameraInfoList cameras = CCameraInfoList::fromDeviceInfoList(devices, &changed);
         // Both lists are sorted by display name and hold the known objects, so an equal set of
         // cameras compares equal pointer by pointer.
-        if (changed || cameras != info.getCameraInfoList())
+        const bool listDiffers = cameras != info.getCameraInfoList();
+        if (changed || listDiffers)
             info.setHaveContainedCamerasChanged(true);
-        info.setCameraInfoList(cameras);
+        // An equal list stays as it is: the main thread may be reading it, without a lock.
+        if (listDiffers)
+            info.setCameraInfoList(cameras);
     } catch (const Core::Exception::BaseException& e) {
         Internal::writeLog(logCategoryId(), QStringLiteral("CTransportLayerList::refreshTransportLayerList failed: %1")
                                                 .arg(QString::fromUtf8(e.what())));

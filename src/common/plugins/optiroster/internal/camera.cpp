@@ -324,15 +324,30 @@ bool CCamera::refusesGrab(const char* operation)
     return false;
 }
 
+bool CCamera::announceGrabStart(const char* operation, bool prepare)
+{
+    {
+        QMutexLocker operationLocker(&m_operationMutex);
+        CScopedObjectStateLock lock(m_ptrObjectState);
+        if (refusesGrab(operation))
+            return false;
+        if (prepare)
+            prepareGrabbing();
+    }
+    // Before the SDK is touched, receivers read the compression data of the idle camera through
+    // the pool, whose lock an open holds while it waits for this camera: so not under ours.
+    emit cameraGrabStart();
+    return true;
+}
+
 void CCamera::startGrabbing()
 {
+    if (!announceGrabStart("startGrabbing", true))
+        return;
     QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
-    if (refusesGrab("startGrabbing"))
+    if (refusesGrab("startGrabbing")) // another client started or closed it meanwhile
         return;
-    prepareGrabbing();
-    // Before the SDK is touched: receivers read the compression data of the idle camera.
-    emit cameraGrabStart();
 
     if (m_pCamera->MonitorModeActive.GetValue()) {
         reportFailures(failureReport(QStringLiteral("Could't start grabbing in monitor mode. Reason: ")), [this] {
@@ -394,11 +409,12 @@ void CCamera::prepareGrabbing()
 
 void CCamera::singleShot(uint timeout)
 {
+    if (!announceGrabStart("singleShot", false))
+        return;
     QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("singleShot"))
         return;
-    emit cameraGrabStart();
     reportFailures(failureReport(QStringLiteral("Couldn't start grabbing for single shot. Reason: ")), [&] {
         if (!m_pCamera->MonitorModeActive.GetValue())
             setEnumParameter("singleShot", QStringLiteral("@CameraDevice/AcquisitionMode"), QStringLiteral("SingleFrame"));
@@ -494,6 +510,7 @@ void CCamera::OnCameraDeviceRemoved(Tavix::CInstantCamera&)
 
 QVector<unsigned char> CCamera::getCompressionDescriptor()
 {
+    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptor, m_pCamera->GetNodeMap(),
                                     tr("Invalid compression descriptor size found."));
@@ -502,6 +519,7 @@ QVector<unsigned char> CCamera::getCompressionDescriptor()
 
 QVector<unsigned char> CCamera::getCompressionDescriptorHash()
 {
+    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptorHash, m_pCamera->GetNodeMap(),
                                     tr("Invalid compression descriptor hash size found."));
@@ -510,6 +528,7 @@ QVector<unsigned char> CCamera::getCompressionDescriptorHash()
 
 int CCamera::getCompressionMode()
 {
+    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         const int mode = int(Tavix::CImageDecompressor::GetCompressionMode(m_pCamera->GetNodeMap()));
         if (mode < 0 || mode > 2)
@@ -520,6 +539,7 @@ int CCamera::getCompressionMode()
 
 size_t CCamera::getImageSizeForDecompression()
 {
+    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         const size_t size = Tavix::CImageDecompressor::GetImageSizeForDecompression(m_pCamera->GetNodeMap());
         if (size == 0)

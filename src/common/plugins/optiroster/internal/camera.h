@@ -92,6 +92,8 @@ private:
     void initialize();
     void createDevice();
     bool refusesGrab(const char* operation);
+    // Checks and prepares under the operation lock, then emits cameraGrabStart outside it.
+    bool announceGrabStart(const char* operation, bool prepare);
     void prepareGrabbing();
     void attachNodeMaps();
     void detachNodeMaps();

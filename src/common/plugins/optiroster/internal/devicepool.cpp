@@ -10,11 +10,14 @@
 #include <QSet>
 #include <QThread>
 
+#include <utility>
+
 namespace Plugin::OptiRoster::Internal {
 
 using Core::OptiRosterComponents::IInterfaceInfo;
 
 DeviceBaseInfoPtr ADevicePool::m_activeDevice;
+QMutex ADevicePool::m_activeDeviceMutex;
 
 ADevicePool::ADevicePool(QObject* parent)
     : QObject(parent)
@@ -59,9 +62,10 @@ QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
 bool ADevicePool::openActiveDevice(bool monitorMode)
 {
     QMutexLocker locker(&m_mutex);
-    if (!m_activeDevice)
+    const DeviceBaseInfoPtr active = getActiveDevice();
+    if (!active)
         return false;
-    return openDevice(m_activeDevice, monitorMode);
+    return openDevice(active, monitorMode);
 }
 
 bool ADevicePool::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
@@ -82,8 +86,8 @@ bool ADevicePool::isDeviceOpen(const DeviceBaseInfoPtr& info)
 
 void ADevicePool::closeActiveDevice()
 {
-    if (m_activeDevice)
-        closeDevice(m_activeDevice);
+    if (const DeviceBaseInfoPtr active = getActiveDevice())
+        closeDevice(active);
 }
 
 void ADevicePool::closeDevice(const DeviceBaseInfoPtr& info)
@@ -169,14 +173,17 @@ ADevicePool* ADevicePool::poolFor(const DeviceBaseInfoPtr& info, ADevicePool* ca
 
 DeviceBaseInfoPtr ADevicePool::getActiveDevice()
 {
+    QMutexLocker locker(&m_activeDeviceMutex);
     return m_activeDevice;
 }
 
 void ADevicePool::setActiveDevice(const DeviceBaseInfoPtr& info)
 {
+    DeviceBaseInfoPtr replaced; // let go after the unlock: the last reference may end a description
+    QMutexLocker locker(&m_activeDeviceMutex);
     if (m_activeDevice && m_activeDevice == info)
         return;
-    m_activeDevice = info;
+    replaced = std::exchange(m_activeDevice, info);
 }
 
 QSharedPointer<IDevice> ADevicePool::own(IDevice* device) const
@@ -193,7 +200,9 @@ QSharedPointer<IDevice> ADevicePool::own(IDevice* device) const
 QVector<QSharedPointer<IDevice>> ADevicePool::devices() const
 {
     QMutexLocker locker(&m_devicesMutex);
-    return m_devices;
+    // A copy of its own rather than a shared one: whether the pool's next change copies the
+    // list would otherwise hang on a count that the reader's thread drops without ordering.
+    return QVector<QSharedPointer<IDevice>>(m_devices.cbegin(), m_devices.cend());
 }
 
 void ADevicePool::appendDevice(const QSharedPointer<IDevice>& device)

@@ -94,6 +94,9 @@ private:
     quint64 m_indexedIdentityChanges = 0;
 
     static DeviceBaseInfoPtr m_activeDevice;
+    // A leaf lock for the copy of the shared pointer alone: a client's thread may set it while
+    // another reads it, and a torn copy would hold a description that is being let go.
+    static QMutex m_activeDeviceMutex;
 };
 
 } // namespace Plugin::OptiRoster::Internal

@@ -23,12 +23,12 @@ COptiRoster::COptiRoster(QSharedPointer<ImageGrabbedNotifierService> notifier, Q
 COptiRoster::~COptiRoster()
 {
     // The cameras outlive this part of the object (the base's destructor, or a client, ends
-    // them), so they are cut off while the roster is still whole: after the grab's stop has
-    // joined the grab thread, no image is in the roster's slot and no signal reaches it.
+    // them), so they are cut off while the roster is still whole. The grab stops first: once
+    // its thread is joined, no image is in the roster's slot while the connections go.
     for (const auto& device : devices()) {
         if (const auto camera = device.objectCast<ICamera>()) {
-            disconnect(camera.data(), nullptr, this, nullptr);
             camera->stopGrabbing();
+            disconnect(camera.data(), nullptr, this, nullptr);
         }
     }
     m_detachedCameras.clear();
@@ -262,7 +262,7 @@ QVector<QSharedPointer<ICamera>> COptiRoster::sharedCameras()
     QList<QSharedPointer<ICamera>> detached;
     {
         QMutexLocker locker(&m_mutex);
-        detached = m_detachedCameras;
+        detached = QList<QSharedPointer<ICamera>>(m_detachedCameras.cbegin(), m_detachedCameras.cend()); // unshared
     }
     QVector<QSharedPointer<ICamera>> cameras;
     for (const auto& device : devices()) {

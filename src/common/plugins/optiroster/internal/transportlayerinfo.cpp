@@ -27,7 +27,10 @@ QString CTransportLayerInfo::getClass() const { return m_class; }
 QString CTransportLayerInfo::getTlType() const { return m_tlType; }
 QString CTransportLayerInfo::getFriendlyName() const { return m_friendlyName; }
 QString CTransportLayerInfo::getFullName() const { return m_fullName; }
-bool CTransportLayerInfo::haveContainedCamerasChanged() const { return m_haveContainedCamerasChanged; }
+bool CTransportLayerInfo::haveContainedCamerasChanged() const
+{
+    return m_haveContainedCamerasChanged.load(std::memory_order_relaxed);
+}
 
 void CTransportLayerInfo::setCameraInfoList(const CCameraInfoList& list)
 {
@@ -43,7 +46,7 @@ void CTransportLayerInfo::setInterfaceInfoList(const CInterfaceInfoList& list)
 
 void CTransportLayerInfo::setHaveContainedCamerasChanged(bool changed)
 {
-    m_haveContainedCamerasChanged = changed;
+    m_haveContainedCamerasChanged.store(changed, std::memory_order_relaxed);
 }
 
 } // namespace Plugin::OptiRoster::Internal

@@ -4,6 +4,8 @@
 
 #include <tavix/deviceinfo.h>
 
+#include <atomic>
+
 namespace Plugin::OptiRoster::Internal {
 
 class CTransportLayerInfo : public ITransportLayerInfo
@@ -33,7 +35,8 @@ private:
     QString m_tlType;
     QString m_friendlyName;
     QString m_fullName;
-    bool m_haveContainedCamerasChanged = false;
+    // Stored by a pass on the pool's thread, read by the merge on the main thread.
+    std::atomic<bool> m_haveContainedCamerasChanged{false};
     CCameraInfoList m_cameraInfoList;
     CInterfaceInfoList m_interfaceInfoList;
 };
