@@ -136,6 +136,8 @@ void TestSdkFirmware::aBadFileGivesAClearErrorAndNoRecords_data()
                                          << "the info key 'RebootTime' holds a number; only texts are known";
     QTest::newRow("unknown key") << "\"Description\": \"Tesmar" << "\"Descripton\": \"Tesmar" << 0 << "FormatException"
                                  << "update #3 'tesmar-3.1.0': unknown info key 'Descripton'";
+    QTest::newRow("info key twice") << "\"RebootTime\": \"2000\"" << "\"RebootTime\": \"2000\", \"RebootTime\": \"3000\"" << 0
+                                    << "FormatException" << "the key 'RebootTime' is given twice in one object";
     QTest::newRow("no update file") << "\"tavixFirmwareUpdates\": 1" << "\"tavixFirmwareUpdates\": 2" << 0
                                     << "FormatException" << "no update file of a known version";
 }

@@ -191,6 +191,13 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
     QTest::addColumn<QString>("expected");
     QTest::newRow("not JSON") << QByteArray("{ \"transportLayers\": [") << "not valid JSON";
     QTest::newRow("no object") << QByteArray("[1]") << "$: an object is expected";
+    // Qt would keep the second silently (and lose the memory of the first object).
+    QTest::newRow("key twice") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "features": {"a": 1},
+        "features": {"b": 2}}]})") << "not valid JSON at offset 72: the key 'features' is given twice in one object";
+    QTest::newRow("key twice, escaped") << QByteArray(R"({"models": {"m": [], "m": []}})")
+                                        << "the key 'm' is given twice in one object";
+    QTest::newRow("same key in two objects") << QByteArray(R"({"transportLayers": [{"deviceClass": "X"}, {"deviceClass": "Y"}]})")
+                                             << "$.transportLayers[0].tlType: is missing";
     QTest::newRow("unknown key") << QByteArray(R"({"transportLayer": []})") << "$.transportLayer: is not a known key";
     QTest::newRow("missing name") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T"}]})")
                                   << "$.transportLayers[0].friendlyName: is missing";

@@ -1,4 +1,5 @@
 #include <tavix/sim/firmwarefile.h>
+#include <tavix/sim/strictjson.h>
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -108,10 +109,11 @@ private:
 
     QJsonObject parseDocument(const QByteArray& bytes) const
     {
-        QJsonParseError error;
-        const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
-        if (error.error != QJsonParseError::NoError)
-            failFile("FormatException", QStringLiteral("malformed at byte %1: %2").arg(error.offset).arg(error.errorString()));
+        QString error;
+        int offset = 0;
+        const QJsonDocument document = parseJsonStrictly(bytes, error, offset);
+        if (document.isNull())
+            failFile("FormatException", QStringLiteral("malformed at byte %1: %2").arg(offset).arg(error));
         if (!document.isObject())
             failFile("FormatException", QStringLiteral("the document must be an object"));
         return document.object();

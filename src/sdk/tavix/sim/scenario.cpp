@@ -1,4 +1,5 @@
 #include <tavix/sim/scenario.h>
+#include <tavix/sim/strictjson.h>
 
 #include <QJsonDocument>
 
@@ -413,10 +414,11 @@ bool parseFeatures(const QJsonArray& array, const QString& path, NodeMapDescript
 
 bool parseScenario(const QByteArray& json, const QString& source, Scenario& scenario, QString& error)
 {
-    QJsonParseError jsonError{};
-    const QJsonDocument document = QJsonDocument::fromJson(json, &jsonError);
-    if (jsonError.error != QJsonParseError::NoError) {
-        error = QStringLiteral("%1: not valid JSON at offset %2: %3").arg(source).arg(jsonError.offset).arg(jsonError.errorString());
+    QString jsonError;
+    int offset = 0;
+    const QJsonDocument document = parseJsonStrictly(json, jsonError, offset);
+    if (document.isNull()) {
+        error = QStringLiteral("%1: not valid JSON at offset %2: %3").arg(source).arg(offset).arg(jsonError);
         return false;
     }
     try {
