@@ -2,9 +2,10 @@
 // requested every 100 ms while cameras come and go, three client threads
 // driving the services at random, observers coming and going, devices lost
 // mid-grab and SDK failures injected. It checks at the end that nothing was
-// lost, left behind or unbalanced, and prints its figures.
+// lost, left behind or unbalanced, and prints its figures, among them what an
+// image costs on its grab thread and how far the main thread lags behind.
 //
-//     soak [--seconds N] [--seed S]
+//     soak [--seconds N] [--seed S] [--watchdog N]
 #include "host.h"
 
 #include <plugins/optiroster/icameracontrolservice.h>
@@ -29,6 +30,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -37,6 +39,8 @@
 #include <mutex>
 #include <random>
 #include <thread>
+#include <csignal>
+#include <execinfo.h>
 #include <unistd.h>
 
 using namespace Plugin::OptiRoster;
@@ -96,6 +100,7 @@ class CCountingObserver : public IImageGrabbedObserver
 public:
     void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr&) override
     {
+        m_total.fetch_add(1, std::memory_order_relaxed);
         std::lock_guard<std::mutex> lock(m_mutex);
         ++m_counts[info ? info->getFullName() : QString()];
     }
@@ -104,8 +109,10 @@ public:
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_counts;
     }
+    qint64 total() const { return m_total.load(std::memory_order_relaxed); }
 
 private:
+    std::atomic<qint64> m_total{0};
     std::mutex m_mutex;
     QHash<QString, qint64> m_counts;
 };
@@ -120,8 +127,9 @@ public:
 class CWatchdog
 {
 public:
-    CWatchdog()
-        : m_thread([this] { watch(); })
+    explicit CWatchdog(int seconds)
+        : m_limitMs(qint64(seconds) * 1000)
+        , m_thread([this] { watch(); })
     {
     }
     ~CWatchdog()
@@ -140,9 +148,9 @@ private:
     {
         while (!m_done.load()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(200));
-            if (now() - m_lastBeat.load() > 5000) {
-                std::fprintf(stderr, "soak: DEADLOCK: the main thread has not turned "
-                                     "for 5 s; threads:\n");
+            if (now() - m_lastBeat.load() > m_limitMs) {
+                std::fprintf(stderr, "soak: DEADLOCK: the main thread has not turned for %lld s; threads:\n",
+                             static_cast<long long>(m_limitMs / 1000));
                 const QString command = QStringLiteral("gdb -batch -p %1 -ex 'thread apply all bt' 2>/dev/null || "
                                                        "grep -H . /proc/%1/task/*/wchan /proc/%1/task/*/comm")
                                             .arg(getpid());
@@ -152,10 +160,79 @@ private:
         }
     }
 
+    const qint64 m_limitMs;
     std::atomic<qint64> m_lastBeat{now()};
     std::atomic<bool> m_done{false};
     std::thread m_thread;
 };
+
+// Samples, every 10 ms, how many images the main thread still owes its queued
+// events: those the observer has seen whose ImageGrabbedInfo the status
+// service has not yet relayed on the main thread.
+class CBacklogSampler
+{
+public:
+    CBacklogSampler(const CCountingObserver& observer, const std::atomic<qint64>& relayed)
+        : m_observer(observer)
+        , m_relayed(relayed)
+        , m_thread([this] { sample(); })
+    {
+    }
+    ~CBacklogSampler() { stop(); }
+
+    void stop()
+    {
+        m_done.store(true);
+        if (m_thread.joinable())
+            m_thread.join();
+    }
+    // After stop().
+    qint64 percentile(double fraction)
+    {
+        if (m_samples.empty())
+            return 0;
+        std::sort(m_samples.begin(), m_samples.end());
+        return m_samples[std::min(m_samples.size() - 1, size_t(fraction * double(m_samples.size())))];
+    }
+
+private:
+    void sample()
+    {
+        while (!m_done.load()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            m_samples.push_back(std::max<qint64>(0, m_observer.total() - m_relayed.load(std::memory_order_relaxed)));
+        }
+    }
+
+    const CCountingObserver& m_observer;
+    const std::atomic<qint64>& m_relayed;
+    std::vector<qint64> m_samples;
+    std::atomic<bool> m_done{false};
+    std::thread m_thread;
+};
+
+// A crash says where it happened before the process ends, so that a long run by hand that
+// dies leaves more than its exit status.
+void reportCrash(int signal)
+{
+    const char header[] = "soak: CRASH: the stack of the thread that received the signal:\n";
+    ssize_t unused = write(STDERR_FILENO, header, sizeof(header) - 1);
+    (void)unused;
+    void* frames[64];
+    backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+void reportCrashes()
+{
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // their own reports say more
+    void* warmUp[1];
+    backtrace(warmUp, 1); // loads what backtrace needs now, not inside the handler
+    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
+        std::signal(signal, reportCrash);
+#endif
+}
 
 struct CFigures
 {
@@ -167,13 +244,40 @@ struct CFigures
     std::atomic<int> observerSwaps{0};
 };
 
+// The cameras of the last enumeration, copied on the main thread when it changes:
+// the layers' camera lists belong to the main thread, which a pass updates in place.
+class CCameraSnapshot
+{
+public:
+    void refresh(ICameraEnumerationService& enumeration)
+    {
+        QVector<CameraInfoPtr> cameras;
+        for (const auto& layer : enumeration.getTransportLayers()) {
+            for (const auto& camera : layer->getCameraInfoList())
+                cameras.append(camera);
+        }
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_cameras.swap(cameras);
+    }
+    QVector<CameraInfoPtr> cameras()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return QVector<CameraInfoPtr>(m_cameras.cbegin(), m_cameras.cend());
+    }
+
+private:
+    std::mutex m_mutex;
+    QVector<CameraInfoPtr> m_cameras;
+};
+
 // One client plug-in's thread: random operations through the services on random
 // cameras.
 class CClient
 {
 public:
-    CClient(CHost& host, std::mutex* cameraLocks, CFigures& figures, unsigned seed)
-        : m_enumeration(findService<ICameraEnumerationService>(host))
+    CClient(CHost& host, CCameraSnapshot& snapshot, std::mutex* cameraLocks, CFigures& figures, unsigned seed)
+        : m_snapshot(snapshot)
+        , m_enumeration(findService<ICameraEnumerationService>(host))
         , m_status(findService<ICameraStatusService>(host))
         , m_control(findService<ICameraControlService>(host))
         , m_stream(findService<ICameraStreamControlService>(host))
@@ -197,10 +301,7 @@ private:
     CameraInfoPtr pickCamera()
     {
         QVector<CameraInfoPtr> cameras = m_enumeration->getOpenCameras();
-        for (const auto& layer : m_enumeration->getTransportLayers()) {
-            for (const auto& camera : layer->getCameraInfoList())
-                cameras.append(camera);
-        }
+        cameras += m_snapshot.cameras();
         return cameras.isEmpty() ? CameraInfoPtr() : cameras.at(int(m_random() % unsigned(cameras.size())));
     }
 
@@ -281,6 +382,7 @@ private:
         }
     }
 
+    CCameraSnapshot& m_snapshot;
     QSharedPointer<ICameraEnumerationService> m_enumeration;
     QSharedPointer<ICameraStatusService> m_status;
     QSharedPointer<ICameraControlService> m_control;
@@ -341,6 +443,7 @@ void check(bool condition, const QString& what)
 int main(int argc, char* argv[])
 {
     QStandardPaths::setTestModeEnabled(true);
+    reportCrashes();
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("TavixSoak"));
     QCoreApplication::setApplicationName(QStringLiteral("soak"));
@@ -355,7 +458,10 @@ int main(int argc, char* argv[])
     const QCommandLineOption pluginDirOption(
         QStringLiteral("plugin-dir"), QStringLiteral("Where the plug-in is."), QStringLiteral("folder"),
         QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../plugins")));
-    parser.addOptions({secondsOption, seedOption, pluginDirOption});
+    const QCommandLineOption watchdogOption(QStringLiteral("watchdog"),
+                                            QStringLiteral("Seconds the main thread may stand still before the run fails."),
+                                            QStringLiteral("N"), QStringLiteral("5"));
+    parser.addOptions({secondsOption, seedOption, pluginDirOption, watchdogOption});
     parser.process(app);
     const int seconds = parser.value(secondsOption).toInt();
     std::mt19937 random(parser.value(seedOption).toUInt());
@@ -368,6 +474,10 @@ int main(int argc, char* argv[])
     const TavixSim::RuntimeCounters before = TavixSim::runtimeCounters();
     CFigures figures;
     QHash<QString, qint64> observed;
+    TavixSim::DispatchTimes costs;
+    qint64 backlogMedian = 0;
+    qint64 backlog99 = 0;
+    qint64 backlogMax = 0;
     {
         CHost host;
         if (!host.load(CHost::findPlugin(parser.value(pluginDirOption))) || !host.start()) {
@@ -376,25 +486,40 @@ int main(int argc, char* argv[])
         }
         const auto enumeration = findService<ICameraEnumerationService>(host);
         const auto notifier = findService<IImageGrabbedNotifierService>(host);
+        std::atomic<qint64> relayed{0};
+        QObject::connect(findService<ICameraStatusService>(host).data(), &ICameraStatusService::cameraImageGrabbedInfo, &app,
+                         [&relayed] { relayed.fetch_add(1, std::memory_order_relaxed); });
         CCountingObserver counter;
         notifier->addObserver(&counter);
+        TavixSim::measureDispatch(true);
+        CBacklogSampler backlog(counter, relayed);
 
-        CWatchdog watchdog;
+        CWatchdog watchdog(qMax(1, parser.value(watchdogOption).toInt()));
         QTimer heartbeat;
         QObject::connect(&heartbeat, &QTimer::timeout, [&watchdog] { watchdog.beat(); });
         heartbeat.start(50);
         auto world = std::make_unique<QObject>();
         scheduleTheWorld(*world, *enumeration, figures, random);
         std::mutex cameraLocks[CameraCount];
+        CCameraSnapshot snapshot;
+        snapshot.refresh(*enumeration);
+        QObject::connect(enumeration.data(), &ICameraEnumerationService::enumerationChanged, &app,
+                         [&] { snapshot.refresh(*enumeration); });
         {
             std::vector<std::unique_ptr<CClient>> clients;
             for (unsigned i = 0; i < 3; ++i)
-                clients.push_back(std::make_unique<CClient>(host, cameraLocks, figures, random() + i));
+                clients.push_back(std::make_unique<CClient>(host, snapshot, cameraLocks, figures, random() + i));
             QTimer::singleShot(seconds * 1000, &app, &QCoreApplication::quit);
             app.exec();
             for (auto& client : clients)
                 client->stop();
         }
+        backlog.stop();
+        TavixSim::measureDispatch(false);
+        costs = TavixSim::dispatchTimes();
+        backlogMedian = backlog.percentile(0.5);
+        backlog99 = backlog.percentile(0.99);
+        backlogMax = backlog.percentile(1.0);
         world.reset(); // its timers with it
         TavixSim::clearFaults();
 
@@ -443,5 +568,12 @@ int main(int argc, char* argv[])
                 "failures %d\n",
                 seconds, images, figures.losses.load(), figures.faults.load(), figures.passesRequested.load(),
                 figures.clientOperations.load(), figures.observerSwaps.load(), figures.clientExceptions.load(), failures);
+    std::printf("soak: cost of an image on its grab thread, from the SDK's call into the plug-in to the "
+                "return of the last observer: median %.2f us, 90 %% %.2f us, 99 %% %.2f us, 99.9 %% %.2f us, largest %.0f us\n",
+                costs.p50Ns / 1e3, costs.p90Ns / 1e3, costs.p99Ns / 1e3, costs.p999Ns / 1e3, costs.maxNs / 1e3);
+    std::printf("soak: main thread backlog, images whose queued events it has not handled yet (sampled every 10 ms): "
+                "median %lld, 99 %% %lld, largest %lld\n",
+                static_cast<long long>(backlogMedian), static_cast<long long>(backlog99),
+                static_cast<long long>(backlogMax));
     return failures == 0 ? 0 : 1;
 }

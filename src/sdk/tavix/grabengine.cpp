@@ -1,5 +1,6 @@
 #include <tavix/bufferpool.h>
 #include <tavix/grabengine.h>
+#include <tavix/sim/dispatchtimes.h>
 #include <tavix/sim/world.h>
 
 #include <QtGlobal>
@@ -197,6 +198,18 @@ void CGrabEngine::deliver(CGrabResultData* data, const FrameResult& frame)
         for (const auto& registration : m_camera.m_imageHandlers)
             registration.handler->OnImagesSkipped(m_camera, frame.skippedImages);
     }
+    TavixSim::CDispatchTimes& times = TavixSim::CDispatchTimes::instance();
+    if (!times.measuring()) {
+        dispatch(result);
+        return;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    dispatch(result);
+    times.record(std::chrono::steady_clock::now() - start);
+}
+
+void CGrabEngine::dispatch(const CGrabResultPtr& result)
+{
     for (const auto& registration : m_camera.m_imageHandlers)
         registration.handler->OnImageGrabbed(m_camera, result);
 }

@@ -40,6 +40,7 @@ private:
     void giveBackQueued();
     void reportGrabError(const FrameResult& frame);
     void deliver(CGrabResultData* data, const FrameResult& frame);
+    void dispatch(const CGrabResultPtr& result);
     void join();
     void releasePool();
 

@@ -88,6 +88,21 @@ int liveObjects(LiveObject kind);
 int callCount(const std::string& what);
 GrabRecord lastGrab(const std::string& deviceFullName);
 
+// The time from a grab loop handing an image to the image event handlers until the last of them
+// returns, over every camera, since measuring was turned on (which empties it). Percentiles are
+// the lower bounds of log-linear buckets, exact to about 6 %.
+struct DispatchTimes
+{
+    uint64_t count = 0;
+    uint64_t p50Ns = 0;
+    uint64_t p90Ns = 0;
+    uint64_t p99Ns = 0;
+    uint64_t p999Ns = 0;
+    uint64_t maxNs = 0;
+};
+void measureDispatch(bool on);
+DispatchTimes dispatchTimes();
+
 // Firmware update. A device that executes "DeviceReset" vanishes from every listing until its
 // reboot time has passed on the simulator's clock, which advances by the time each
 // WaitObject::Sleep asks for (not by its scaled real time), so that a reboot takes the same
