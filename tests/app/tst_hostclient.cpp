@@ -197,7 +197,7 @@ void TestHostClient::layoutsThatCantBeWrittenAreRefused_data()
     QTest::newRow("with alpha") << "BGRA8" << 64 << "" << "BGRA8";
     QTest::newRow("unknown format") << "" << 64 << "" << "unknown pixel format";
     QTest::newRow("no width") << "Mono8" << 0 << "" << "0 x 4";
-    QTest::newRow("compressed") << "Mono8" << 64 << "Lossless" << "Lossless";
+    QTest::newRow("compressed, no decompressor") << "Mono8" << 64 << "Lossless" << "Lossless";
 }
 
 void TestHostClient::layoutsThatCantBeWrittenAreRefused()
@@ -206,9 +206,10 @@ void TestHostClient::layoutsThatCantBeWrittenAreRefused()
     QFETCH(int, width);
     QFETCH(QString, compression);
     QFETCH(QString, named);
-    const QString reason = CSnapshotWriter::checkLayout({width, 4, pixelFormat, compression});
+    const QString reason = CSnapshotWriter::checkLayout({width, 4, pixelFormat, compression}, false);
     QVERIFY2(reason.contains(named), qPrintable(reason));
-    QVERIFY(CSnapshotWriter::checkLayout({width > 0 ? width : 4, 4, QStringLiteral("Mono8"), QStringLiteral("Off")}).isEmpty());
+    QVERIFY(CSnapshotWriter::checkLayout({width > 0 ? width : 4, 4, QStringLiteral("Mono8"), QStringLiteral("Off")}, false).isEmpty());
+    QVERIFY(CSnapshotWriter::checkLayout({4, 4, QStringLiteral("Mono8"), QStringLiteral("Lossless")}, true).isEmpty());
 }
 
 void TestHostClient::everyNthImageUpToTheLimitIsWritten()

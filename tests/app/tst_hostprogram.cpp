@@ -135,6 +135,7 @@ void TestHostProgram::grabWritesSnapshotsOfThePattern_data()
     QTest::newRow("Mono8 by display name") << "Orvik left (70000031)" << 64 << 48 << 1 << QStringList();
     QTest::newRow("RGB8 by full name, exclusive") << "VorlanGigE#192.168.7.32#OVK-64c#70000032" << 40 << 30 << 3
                                                   << QStringList{"--exclusive"};
+    QTest::newRow("Mono8, compressed by the camera") << "Tesmar packed" << 48 << 32 << 1 << QStringList();
 }
 
 void TestHostProgram::grabWritesSnapshotsOfThePattern()
@@ -149,7 +150,10 @@ void TestHostProgram::grabWritesSnapshotsOfThePattern()
                                              folder.path()} + options);
     QVERIFY2(result.exitCode == 0, qPrintable(result.err));
     const QFileInfoList files = QDir(folder.path()).entryInfoList({"*.png"}, QDir::Files, QDir::Name);
-    QCOMPARE(files.size(), 5);
+    // The encoder never holds the grab up: on a slow machine it skips images, and says so.
+    QVERIFY2(!files.isEmpty() && files.size() <= 5, qPrintable(result.err));
+    if (files.size() < 5)
+        QVERIFY2(result.err.contains("snapshots were skipped while the encoder was busy"), qPrintable(result.err));
     const QRegularExpression numbered(QStringLiteral("-(\\d+)\\.png$"));
     for (const QFileInfo& file : files) {
         QVERIFY(result.out.contains(file.absoluteFilePath()));
@@ -199,7 +203,8 @@ void TestHostProgram::aNameThatFitsNoOrManyCamerasExitsWithTheCandidates_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QStringList>("candidates");
     QTest::addColumn<QStringList>("others");
-    QTest::newRow("unknown") << "Halvard" << QStringList{"Orvik left", "Orvik right", "Tesmar bench"} << QStringList();
+    QTest::newRow("unknown") << "Halvard" << QStringList{"Orvik left", "Orvik right", "Tesmar bench", "Tesmar packed"}
+                             << QStringList();
     QTest::newRow("ambiguous prefix") << "Orvik" << QStringList{"Orvik left", "Orvik right"} << QStringList{"Tesmar bench"};
 }
 

@@ -9,6 +9,7 @@
 #include <plugins/optiroster/icamerastatusservice.h>
 #include <plugins/optiroster/icamerastreamcontrolservice.h>
 #include <plugins/optiroster/idevicefirmwareupdateservice.h>
+#include <plugins/optiroster/iimagedecompressorservice.h>
 #include <plugins/optiroster/iimagegrabbednotifierservice.h>
 #include <plugins/optiroster/istaticdefectpixelcorrectionservice.h>
 
@@ -30,6 +31,7 @@ struct CClientServices
     QSharedPointer<Plugin::OptiRoster::IDeviceFirmwareUpdateService> firmware;
     QSharedPointer<Plugin::OptiRoster::ICameraActionCommandsService> actions;
     QSharedPointer<Plugin::OptiRoster::IStaticDefectPixelCorrectionService> defects;
+    QSharedPointer<Plugin::OptiRoster::IImageDecompressorService> decompressor;
 
     static CClientServices find(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
     {
@@ -43,6 +45,7 @@ struct CClientServices
         services.firmware = findService<Plugin::OptiRoster::IDeviceFirmwareUpdateService>(registry);
         services.actions = findService<Plugin::OptiRoster::ICameraActionCommandsService>(registry);
         services.defects = findService<Plugin::OptiRoster::IStaticDefectPixelCorrectionService>(registry);
+        services.decompressor = findService<Plugin::OptiRoster::IImageDecompressorService>(registry);
         return services;
     }
 
@@ -68,6 +71,8 @@ struct CClientServices
             names << QStringLiteral("ICameraActionCommandsService");
         if (!defects)
             names << QStringLiteral("IStaticDefectPixelCorrectionService");
+        if (!decompressor)
+            names << QStringLiteral("IImageDecompressorService");
         return names;
     }
 };

@@ -83,7 +83,10 @@ bool CGrabSession::prepareSnapshots(QString& error)
                     .arg(m_ptrCamera->getDisplayName(), QString::fromUtf8(e.GetDescription()));
         return false;
     }
-    error = CSnapshotWriter::checkLayout(layout);
+    // The decompressor service prepares a camera of the roster at its grab's start; a camera in
+    // exclusive use is the client's own and has none there.
+    const bool canDecompress = m_services.decompressor && !m_options.exclusive;
+    error = CSnapshotWriter::checkLayout(layout, canDecompress);
     if (!error.isEmpty())
         return false;
     if (!QDir().mkpath(m_options.pngDirectory)) {
@@ -91,8 +94,14 @@ bool CGrabSession::prepareSnapshots(QString& error)
         return false;
     }
     const QString baseName = m_ptrCamera->getSerialNumber().isEmpty() ? QStringLiteral("image") : m_ptrCamera->getSerialNumber();
+    CSnapshotWriter::DecompressorSource decompressors;
+    if (canDecompress) {
+        decompressors = [service = m_services.decompressor, info = Core::OptiRosterComponents::DeviceBaseInfoPtr(m_ptrCamera)] {
+            return service->getImageDecompressor(info);
+        };
+    }
     m_pSnapshots = std::make_unique<CSnapshotWriter>(m_options.pngDirectory, baseName, layout, m_options.every,
-                                                     m_options.maxSnapshots);
+                                                     m_options.maxSnapshots, std::move(decompressors));
     return true;
 }
 

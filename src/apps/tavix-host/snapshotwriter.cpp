@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QMutexLocker>
 
+#include <algorithm>
+
 QImage::Format CSnapshotWriter::imageFormatOf(const QString& pixelFormat)
 {
     if (pixelFormat == QLatin1String("Mono8"))
@@ -14,11 +16,16 @@ QImage::Format CSnapshotWriter::imageFormatOf(const QString& pixelFormat)
     return QImage::Format_Invalid;
 }
 
-QString CSnapshotWriter::checkLayout(const ImageLayout& layout)
+bool CSnapshotWriter::isCompressed(const ImageLayout& layout)
 {
-    if (!layout.compressionMode.isEmpty() && layout.compressionMode != QLatin1String("Off"))
-        return QStringLiteral("The camera sends compressed images (ImageCompressionMode %1); snapshots are written of "
-                              "uncompressed ones.").arg(layout.compressionMode);
+    return !layout.compressionMode.isEmpty() && layout.compressionMode != QLatin1String("Off");
+}
+
+QString CSnapshotWriter::checkLayout(const ImageLayout& layout, bool canDecompress)
+{
+    if (isCompressed(layout) && !canDecompress)
+        return QStringLiteral("The camera sends compressed images (ImageCompressionMode %1), and there is no "
+                              "decompressor for it here.").arg(layout.compressionMode);
     if (imageFormatOf(layout.pixelFormat) == QImage::Format_Invalid)
         return QStringLiteral("Snapshots are written for Mono8, RGB8 and BGR8 images; the camera sends %1.")
             .arg(layout.pixelFormat.isEmpty() ? QStringLiteral("an unknown pixel format") : layout.pixelFormat);
@@ -27,13 +34,15 @@ QString CSnapshotWriter::checkLayout(const ImageLayout& layout)
     return {};
 }
 
-CSnapshotWriter::CSnapshotWriter(QString directory, QString baseName, ImageLayout layout, int every, int maxFiles)
+CSnapshotWriter::CSnapshotWriter(QString directory, QString baseName, ImageLayout layout, int every, int maxFiles,
+                                 DecompressorSource decompressors)
     : m_directory(std::move(directory))
     , m_baseName(std::move(baseName))
     , m_layout(std::move(layout))
     , m_format(imageFormatOf(m_layout.pixelFormat))
     , m_every(qMax(1, every))
     , m_maxFiles(maxFiles)
+    , m_decompressors(std::move(decompressors))
 {
     // One worker keeps the files in the order of the images and the encoder off every other core.
     m_worker.setMaxThreadCount(1);
@@ -75,18 +84,47 @@ void CSnapshotWriter::save(const Tavix::CGrabResultPtr& result)
     const size_t imageBytes = size_t(bytesPerLine) * size_t(m_layout.height);
     const QString file = QDir(m_directory).absoluteFilePath(
         QStringLiteral("%1-%2.png").arg(m_baseName).arg(result->GetImageNumber(), 6, 10, QLatin1Char('0')));
-    if (result->GetPayloadSize() < imageBytes || result->GetBufferSize() < imageBytes) {
+    QByteArray decompressed;
+    const uchar* pixels = static_cast<const uchar*>(result->GetBuffer());
+    size_t pixelBytes = std::min(result->GetPayloadSize(), result->GetBufferSize());
+    if (isCompressed(m_layout)) {
+        decompressed = decompress(result, file);
+        if (decompressed.isEmpty())
+            return;
+        pixels = reinterpret_cast<const uchar*>(decompressed.constData());
+        pixelBytes = size_t(decompressed.size());
+    }
+    if (pixelBytes < imageBytes) {
         record(m_errors, QStringLiteral("%1: the image holds %2 bytes, %3 x %4 %5 needs %6.")
-                             .arg(file).arg(result->GetPayloadSize()).arg(m_layout.width).arg(m_layout.height)
+                             .arg(file).arg(pixelBytes).arg(m_layout.width).arg(m_layout.height)
                              .arg(m_layout.pixelFormat).arg(imageBytes));
         return;
     }
-    // A view of the SDK's buffer: the encoder reads the pixels where the camera put them.
-    const QImage view(static_cast<const uchar*>(result->GetBuffer()), m_layout.width, m_layout.height, int(bytesPerLine), m_format);
+    // A view of the pixels where they are: the encoder reads the SDK's buffer itself when the
+    // image isn't compressed.
+    const QImage view(pixels, m_layout.width, m_layout.height, int(bytesPerLine), m_format);
     if (view.save(file, "PNG"))
         record(m_files, file);
     else
         record(m_errors, QStringLiteral("%1: could not be written.").arg(file));
+}
+
+QByteArray CSnapshotWriter::decompress(const Tavix::CGrabResultPtr& result, const QString& file)
+{
+    const QSharedPointer<const Tavix::CImageDecompressor> decompressor = m_decompressors ? m_decompressors() : nullptr;
+    if (!decompressor) {
+        record(m_errors, QStringLiteral("%1: no decompressor was set up for the camera at the grab's start.").arg(file));
+        return {};
+    }
+    QByteArray pixels(int(decompressor->GetImageSizeForDecompression()), Qt::Uninitialized);
+    try {
+        const size_t written = decompressor->DecompressImage(pixels.data(), size_t(pixels.size()), result);
+        pixels.truncate(int(written));
+        return pixels;
+    } catch (const GenICam::GenericException& e) {
+        record(m_errors, QStringLiteral("%1: the image could not be decompressed: %2").arg(file, QString::fromUtf8(e.GetDescription())));
+        return {};
+    }
 }
 
 void CSnapshotWriter::record(QStringList& list, const QString& text)

@@ -1,18 +1,22 @@
 #pragma once
 
 #include <tavix/grabresult.h>
+#include <tavix/imagedecompressor.h>
 
 #include <QImage>
 #include <QMutex>
+#include <QSharedPointer>
 #include <QString>
 #include <QStringList>
 #include <QThreadPool>
 
 #include <atomic>
+#include <functional>
 
 // Writes every Nth image of a grab as a PNG file. The grab thread only keeps a handle on the
-// image and hands it to a worker, which encodes it straight from the SDK's buffer and then
-// drops the handle, so that the buffer goes back to the SDK's pool.
+// image and hands it to a worker, which encodes it straight from the SDK's buffer (or, for a
+// compressing camera, decompresses it first) and then drops the handle, so that the buffer goes
+// back to the SDK's pool.
 class CSnapshotWriter
 {
 public:
@@ -24,13 +28,19 @@ public:
         QString compressionMode; // "ImageCompressionMode" of a compressing camera, empty otherwise
     };
 
+    // The camera's decompressor as it is now: it is set up at the grab's start, after the writer.
+    using DecompressorSource = std::function<QSharedPointer<const Tavix::CImageDecompressor>()>;
+
     // The QImage format of a pixel format, QImage::Format_Invalid for those it can't hold.
     static QImage::Format imageFormatOf(const QString& pixelFormat);
+    static bool isCompressed(const ImageLayout& layout);
     // Empty when the layout can be written, the reason otherwise.
-    static QString checkLayout(const ImageLayout& layout);
+    static QString checkLayout(const ImageLayout& layout, bool canDecompress);
 
-    // Files are named "<baseName>-<image number>.png"; maxFiles < 0 is no limit.
-    CSnapshotWriter(QString directory, QString baseName, ImageLayout layout, int every, int maxFiles = -1);
+    // Files are named "<baseName>-<image number>.png"; maxFiles < 0 is no limit. Compressed
+    // images need a source of decompressors.
+    CSnapshotWriter(QString directory, QString baseName, ImageLayout layout, int every, int maxFiles = -1,
+                    DecompressorSource decompressors = {});
     ~CSnapshotWriter();
 
     // On the grab thread. Never blocks: when the worker lags behind, the image is skipped.
@@ -46,6 +56,8 @@ private:
     static constexpr int MaxPending = 3;
 
     void save(const Tavix::CGrabResultPtr& result);
+    // The pixels of a compressed image, or empty with the reason recorded.
+    QByteArray decompress(const Tavix::CGrabResultPtr& result, const QString& file);
     void record(QStringList& list, const QString& text);
 
     const QString m_directory;
@@ -54,6 +66,7 @@ private:
     const QImage::Format m_format;
     const int m_every;
     const int m_maxFiles;
+    const DecompressorSource m_decompressors;
     std::atomic<int> m_offered{0};
     std::atomic<int> m_accepted{0};
     std::atomic<int> m_pending{0};
