@@ -196,6 +196,11 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
         "features": {"b": 2}}]})") << "not valid JSON at offset 72: the key 'features' is given twice in one object";
     QTest::newRow("key twice, escaped") << QByteArray(R"({"models": {"m": [], "m": []}})")
                                         << "the key 'm' is given twice in one object";
+    QTest::newRow("key twice behind an unknown escape") << QByteArray(R"({"description": "a\ b", "models": {}, "models": {}})")
+                                                        << "the key 'models' is given twice in one object";
+    QTest::newRow("integer beyond 64 bits") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T",
+        "friendlyName": "F", "devices": [{"fullName": "D", "features": [{"name": "W", "type": "integer", "value": 1.9e32}]}]}]})")
+                                            << "$.transportLayers[0].devices[0].features[0].value: an integer is expected";
     QTest::newRow("same key in two objects") << QByteArray(R"({"transportLayers": [{"deviceClass": "X"}, {"deviceClass": "Y"}]})")
                                              << "$.transportLayers[0].tlType: is missing";
     QTest::newRow("unknown key") << QByteArray(R"({"transportLayer": []})") << "$.transportLayer: is not a known key";

@@ -56,9 +56,25 @@ bool takeReadLock(const void* lock)
     return false;
 }
 
-unsigned tryFlags(bool acquired)
+// Tells TSan about a lock taken by `attempt`, which answers whether it got the lock; flags carry
+// __tsan_mutex_read_lock and __tsan_mutex_try_lock as the operation is.
+template <typename Attempt>
+bool annotatedLock(void* lock, unsigned flags, Attempt attempt)
 {
-    return __tsan_mutex_try_lock | (acquired ? 0u : __tsan_mutex_try_lock_failed);
+    __tsan_mutex_pre_lock(lock, flags);
+    const bool acquired = attempt();
+    __tsan_mutex_post_lock(lock, flags | (acquired ? 0u : __tsan_mutex_try_lock_failed), 0);
+    if (acquired && (flags & __tsan_mutex_read_lock))
+        noteReadLock(lock);
+    return acquired;
+}
+
+template <typename Release>
+void annotatedUnlock(void* lock, unsigned flags, Release release)
+{
+    __tsan_mutex_pre_unlock(lock, flags);
+    release();
+    __tsan_mutex_post_unlock(lock, flags);
 }
 
 // Runs a runnable that was handed over with a release on this object's address.
@@ -73,8 +89,11 @@ public:
     void run() override
     {
         __tsan_acquire(this);
+        // Asked before the run, as the pool does: a runnable that isn't deleted by the pool may
+        // delete itself in its run.
+        const bool deleteAfterRun = m_pRunnable->autoDelete();
         m_pRunnable->run();
-        if (m_pRunnable->autoDelete())
+        if (deleteAfterRun)
             delete m_pRunnable;
     }
 
@@ -150,26 +169,19 @@ void _ZN11QThreadPool5startESt8functionIFvvEEi(QThreadPool* self, std::function<
 void _ZN6QMutex4lockEv(QMutex* self)
 {
     static const auto lock = real<void (*)(QMutex*)>("_ZN6QMutex4lockEv");
-    __tsan_mutex_pre_lock(self, 0);
-    lock(self);
-    __tsan_mutex_post_lock(self, 0, 0);
+    annotatedLock(self, 0, [&] { lock(self); return true; });
 }
 
 bool _ZN6QMutex7tryLockEi(QMutex* self, int timeout)
 {
     static const auto tryLock = real<bool (*)(QMutex*, int)>("_ZN6QMutex7tryLockEi");
-    __tsan_mutex_pre_lock(self, __tsan_mutex_try_lock);
-    const bool acquired = tryLock(self, timeout);
-    __tsan_mutex_post_lock(self, tryFlags(acquired), 0);
-    return acquired;
+    return annotatedLock(self, __tsan_mutex_try_lock, [&] { return tryLock(self, timeout); });
 }
 
 void _ZN6QMutex6unlockEv(QMutex* self)
 {
     static const auto unlock = real<void (*)(QMutex*)>("_ZN6QMutex6unlockEv");
-    __tsan_mutex_pre_unlock(self, 0);
-    unlock(self);
-    __tsan_mutex_post_unlock(self, 0);
+    annotatedUnlock(self, 0, [&] { unlock(self); });
 }
 
 void _ZN6QMutexD1Ev(QMutex* self)
@@ -191,67 +203,43 @@ void _ZN6QMutexD2Ev(QMutex* self)
 void _ZN14QReadWriteLock11lockForReadEv(QReadWriteLock* self)
 {
     static const auto lock = real<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock11lockForReadEv");
-    __tsan_mutex_pre_lock(self, __tsan_mutex_read_lock);
-    lock(self);
-    __tsan_mutex_post_lock(self, __tsan_mutex_read_lock, 0);
-    noteReadLock(self);
+    annotatedLock(self, __tsan_mutex_read_lock, [&] { lock(self); return true; });
 }
 
 bool _ZN14QReadWriteLock14tryLockForReadEv(QReadWriteLock* self)
 {
     static const auto tryLock = real<bool (*)(QReadWriteLock*)>("_ZN14QReadWriteLock14tryLockForReadEv");
-    __tsan_mutex_pre_lock(self, __tsan_mutex_read_lock | __tsan_mutex_try_lock);
-    const bool acquired = tryLock(self);
-    __tsan_mutex_post_lock(self, __tsan_mutex_read_lock | tryFlags(acquired), 0);
-    if (acquired)
-        noteReadLock(self);
-    return acquired;
+    return annotatedLock(self, __tsan_mutex_read_lock | __tsan_mutex_try_lock, [&] { return tryLock(self); });
 }
 
 bool _ZN14QReadWriteLock14tryLockForReadEi(QReadWriteLock* self, int timeout)
 {
     static const auto tryLock = real<bool (*)(QReadWriteLock*, int)>("_ZN14QReadWriteLock14tryLockForReadEi");
-    __tsan_mutex_pre_lock(self, __tsan_mutex_read_lock | __tsan_mutex_try_lock);
-    const bool acquired = tryLock(self, timeout);
-    __tsan_mutex_post_lock(self, __tsan_mutex_read_lock | tryFlags(acquired), 0);
-    if (acquired)
-        noteReadLock(self);
-    return acquired;
+    return annotatedLock(self, __tsan_mutex_read_lock | __tsan_mutex_try_lock, [&] { return tryLock(self, timeout); });
 }
 
 void _ZN14QReadWriteLock12lockForWriteEv(QReadWriteLock* self)
 {
     static const auto lock = real<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock12lockForWriteEv");
-    __tsan_mutex_pre_lock(self, 0);
-    lock(self);
-    __tsan_mutex_post_lock(self, 0, 0);
+    annotatedLock(self, 0, [&] { lock(self); return true; });
 }
 
 bool _ZN14QReadWriteLock15tryLockForWriteEv(QReadWriteLock* self)
 {
     static const auto tryLock = real<bool (*)(QReadWriteLock*)>("_ZN14QReadWriteLock15tryLockForWriteEv");
-    __tsan_mutex_pre_lock(self, __tsan_mutex_try_lock);
-    const bool acquired = tryLock(self);
-    __tsan_mutex_post_lock(self, tryFlags(acquired), 0);
-    return acquired;
+    return annotatedLock(self, __tsan_mutex_try_lock, [&] { return tryLock(self); });
 }
 
 bool _ZN14QReadWriteLock15tryLockForWriteEi(QReadWriteLock* self, int timeout)
 {
     static const auto tryLock = real<bool (*)(QReadWriteLock*, int)>("_ZN14QReadWriteLock15tryLockForWriteEi");
-    __tsan_mutex_pre_lock(self, __tsan_mutex_try_lock);
-    const bool acquired = tryLock(self, timeout);
-    __tsan_mutex_post_lock(self, tryFlags(acquired), 0);
-    return acquired;
+    return annotatedLock(self, __tsan_mutex_try_lock, [&] { return tryLock(self, timeout); });
 }
 
 void _ZN14QReadWriteLock6unlockEv(QReadWriteLock* self)
 {
     static const auto unlock = real<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock6unlockEv");
-    const unsigned flags = takeReadLock(self) ? __tsan_mutex_read_lock : 0u;
-    __tsan_mutex_pre_unlock(self, flags);
-    unlock(self);
-    __tsan_mutex_post_unlock(self, flags);
+    annotatedUnlock(self, takeReadLock(self) ? __tsan_mutex_read_lock : 0u, [&] { unlock(self); });
 }
 
 } // extern "C"

@@ -66,8 +66,11 @@ void listDevices(Tavix::ITransportLayer* layer, Tavix::DeviceInfoList& devices, 
         layer->EnumerateDevices(devices, false);
 }
 
-void updateCameras(CTransportLayerInfo& info, Tavix::ITransportLayer* layer, const EnumerationSettings& settings)
+// Gives the layer's camera list after the pass.
+CCameraInfoList updateCameras(CTransportLayerInfo& info, Tavix::ITransportLayer* layer, const EnumerationSettings& settings)
 {
+    // The main thread may change the list meanwhile (a lost camera's removal): read a copy.
+    CCameraInfoList present = info.cameraInfoListCopy();
     try {
         Tavix::DeviceInfoList devices;
         listDevices(layer, devices, settings);
@@ -75,12 +78,14 @@ void updateCameras(CTransportLayerInfo& info, Tavix::ITransportLayer* layer, con
         const CCameraInfoList cameras = CCameraInfoList::fromDeviceInfoList(devices, &changed);
         // Both lists are sorted by display name and hold the known objects, so an equal set of
         // cameras compares equal pointer by pointer.
-        const bool listDiffers = cameras != info.getCameraInfoList();
+        const bool listDiffers = cameras != present;
         if (changed || listDiffers)
             info.setHaveContainedCamerasChanged(true);
         // An equal list stays as it is: the main thread may be reading it, without a lock.
-        if (listDiffers)
+        if (listDiffers) {
             info.setCameraInfoList(cameras);
+            present = cameras;
+        }
     } catch (const Core::Exception::BaseException& e) {
         Internal::writeLog(logCategoryId(), QStringLiteral("CTransportLayerList::refreshTransportLayerList failed: %1")
                                                 .arg(QString::fromUtf8(e.what())));
@@ -88,11 +93,11 @@ void updateCameras(CTransportLayerInfo& info, Tavix::ITransportLayer* layer, con
         Internal::writeLog(logCategoryId(),
                            QStringLiteral("CTransportLayerList::refreshTransportLayerList: Unknown exception occured"));
     }
+    return present;
 }
 
-void logFindingsOf(const CTransportLayerInfo& info, int oldCount)
+void logFindingsOf(const CTransportLayerInfo& info, const CCameraInfoList& cameras, int oldCount)
 {
-    const CCameraInfoList& cameras = info.getCameraInfoList();
     Internal::writeLog(logCategoryId(), QStringLiteral("Enumerated '%1' and found %2 new devices.")
                                             .arg(asLogged(info.getFriendlyName()), QString::number(cameras.size() - oldCount)));
     for (const auto& camera : cameras) {
@@ -129,10 +134,10 @@ void scanLayer(CTransportLayerInfo& info, const Tavix::CTlInfo& tlInfo, const En
         }
     }
 
-    const int oldCount = info.getCameraInfoList().size();
-    updateCameras(info, layer, settings);
+    const int oldCount = info.cameraInfoListCopy().size();
+    const CCameraInfoList cameras = updateCameras(info, layer, settings);
     if (logFindings)
-        logFindingsOf(info, oldCount);
+        logFindingsOf(info, cameras, oldCount);
     if (layer != keptLayer)
         factory.ReleaseTl(layer);
 }

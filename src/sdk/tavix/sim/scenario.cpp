@@ -81,7 +81,9 @@ int64_t integerAt(const QJsonObject& parent, const char* key, const QString& pat
         return number;
     }
     const double number = numberAt(parent, key, path, double(fallback));
-    if (number != double(int64_t(number)))
+    // Outside the range of int64_t the conversion itself would be undefined.
+    constexpr double Limit = 9223372036854775808.0; // 2^63
+    if (!(number >= -Limit && number < Limit) || number != double(int64_t(number)))
         fail(path + QLatin1Char('.') + QLatin1String(key), QStringLiteral("an integer is expected"));
     return int64_t(number);
 }

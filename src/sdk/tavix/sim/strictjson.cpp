@@ -115,7 +115,10 @@ private:
             return true;
         }
         default:
-            return false;
+            // Qt's parser takes an unknown escape as the character itself; so does the scan, or a
+            // repeated key behind it would slip through.
+            text += QLatin1Char(kind);
+            return true;
         }
     }
 

@@ -510,7 +510,6 @@ void CCamera::OnCameraDeviceRemoved(Tavix::CInstantCamera&)
 
 QVector<unsigned char> CCamera::getCompressionDescriptor()
 {
-    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptor, m_pCamera->GetNodeMap(),
                                     tr("Invalid compression descriptor size found."));
@@ -519,7 +518,6 @@ QVector<unsigned char> CCamera::getCompressionDescriptor()
 
 QVector<unsigned char> CCamera::getCompressionDescriptorHash()
 {
-    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptorHash, m_pCamera->GetNodeMap(),
                                     tr("Invalid compression descriptor hash size found."));
@@ -528,7 +526,6 @@ QVector<unsigned char> CCamera::getCompressionDescriptorHash()
 
 int CCamera::getCompressionMode()
 {
-    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         const int mode = int(Tavix::CImageDecompressor::GetCompressionMode(m_pCamera->GetNodeMap()));
         if (mode < 0 || mode > 2)
@@ -539,7 +536,6 @@ int CCamera::getCompressionMode()
 
 size_t CCamera::getImageSizeForDecompression()
 {
-    QMutexLocker serialised(&m_operationMutex); // an open or close must not swap the device under the read
     return translateFailures([this] {
         const size_t size = Tavix::CImageDecompressor::GetImageSizeForDecompression(m_pCamera->GetNodeMap());
         if (size == 0)

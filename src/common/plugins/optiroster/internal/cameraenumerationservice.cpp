@@ -145,7 +145,7 @@ void CCameraEnumerationService::removeDevice(CameraInfoPtr ptrDeviceInfo)
         const auto concrete = layer.objectCast<CTransportLayerInfo>();
         if (!concrete)
             continue;
-        CCameraInfoList cameras = concrete->getCameraInfoList();
+        CCameraInfoList cameras = concrete->cameraInfoListCopy(); // a pass may be writing it
         cameras.removeOne(ptrDeviceInfo);
         concrete->setCameraInfoList(cameras);
         break;

@@ -34,8 +34,15 @@ bool CTransportLayerInfo::haveContainedCamerasChanged() const
 
 void CTransportLayerInfo::setCameraInfoList(const CCameraInfoList& list)
 {
+    QMutexLocker locker(&m_cameraInfoListMutex);
     if (&list != &m_cameraInfoList)
         m_cameraInfoList = list;
+}
+
+CCameraInfoList CTransportLayerInfo::cameraInfoListCopy() const
+{
+    QMutexLocker locker(&m_cameraInfoListMutex);
+    return m_cameraInfoList;
 }
 
 void CTransportLayerInfo::setInterfaceInfoList(const CInterfaceInfoList& list)

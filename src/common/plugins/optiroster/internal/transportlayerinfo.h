@@ -4,6 +4,8 @@
 
 #include <tavix/deviceinfo.h>
 
+#include <QMutex>
+
 #include <atomic>
 
 namespace Plugin::OptiRoster::Internal {
@@ -27,6 +29,9 @@ public:
     bool haveContainedCamerasChanged() const override;
 
     void setCameraInfoList(const CCameraInfoList& list);
+    // A copy taken under the list's lock, for the pass and the removal of a lost camera, which
+    // change the list from two threads.
+    CCameraInfoList cameraInfoListCopy() const;
     void setInterfaceInfoList(const CInterfaceInfoList& list);
     void setHaveContainedCamerasChanged(bool changed);
 
@@ -37,6 +42,7 @@ private:
     QString m_fullName;
     // Stored by a pass on the pool's thread, read by the merge on the main thread.
     std::atomic<bool> m_haveContainedCamerasChanged{false};
+    mutable QMutex m_cameraInfoListMutex; // a leaf lock: held for a copy or an assignment alone
     CCameraInfoList m_cameraInfoList;
     CInterfaceInfoList m_interfaceInfoList;
 };
