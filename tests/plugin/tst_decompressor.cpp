@@ -10,7 +10,9 @@
 
 #include <tavix/imagedecompressor.h>
 
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 using namespace Plugin::OptiRoster;
 using Internal::CImageDecompressorService;
@@ -106,6 +108,7 @@ private slots:
     void aFailedReadLeavesNoEntryAndTheGrabStarts_data();
     void aFailedReadLeavesNoEntryAndTheGrabStarts();
     void aHeldDecompressorOutlivesTheClose();
+    void aCloseOnAnotherThreadWaitsForACompressionRead();
     void aNullInfoIsRefusedWithoutALogEntry();
 
 private:
@@ -322,6 +325,31 @@ void TestImageDecompression::aHeldDecompressorOutlivesTheClose()
     m_pRoster->closeDevice(DeviceBaseInfoPtr(info));
     QVERIFY(!m_pService->getImageDecompressor(info));
     QCOMPARE(decompressed(*decompressor, results[0]), expectedPattern(results[0]->GetImageNumber(), 0xFF));
+}
+
+void TestImageDecompression::aCloseOnAnotherThreadWaitsForACompressionRead()
+{
+    // The decompressor service reads the node map on the main thread while a client may close
+    // the camera on its own: the close must not destroy the node map under the read.
+    const CameraInfoPtr info = openCamera(QStringLiteral("601"));
+    QVERIFY(info);
+    TavixSim::pauseOperation("Read:ImageCompressionMode");
+    int mode = -1;
+    std::thread reader([&] { mode = m_pRoster->getCompressionMode(info); });
+    QVERIFY(TavixSim::waitUntilPaused("Read:ImageCompressionMode"));
+    std::atomic<bool> closed{false};
+    std::thread closer([&] {
+        m_pRoster->closeDevice(DeviceBaseInfoPtr(info));
+        closed.store(true);
+    });
+    QTest::qWait(50); // time for a close that doesn't wait to destroy the device
+    const bool closedDuringTheRead = closed.load();
+    TavixSim::resumeOperation("Read:ImageCompressionMode");
+    reader.join();
+    closer.join();
+    QVERIFY(!closedDuringTheRead);
+    QCOMPARE(mode, 1); // Lossless, read whole from the open camera
+    QVERIFY(!m_pRoster->isDeviceOpen(info));
 }
 
 void TestImageDecompression::aNullInfoIsRefusedWithoutALogEntry()

@@ -292,10 +292,18 @@ void CCamera::close()
 
 void CCamera::closeDevice()
 {
+    // deviceClosed is told once the operation lock is let go: a receiver may hold a lock of its
+    // own around reads from this camera, which wait for that lock (the decompressor service does).
+    if (closeUnderOperationLock())
+        emit deviceClosed();
+}
+
+bool CCamera::closeUnderOperationLock()
+{
     QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (!m_pCamera->IsOpen())
-        return;
+        return false;
     emit deviceClosing();
     if (m_pCamera->IsGrabbing())
         stopGrabbing();
@@ -307,7 +315,7 @@ void CCamera::closeDevice()
     reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")), [this] { m_pCamera->Close(); });
     reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")),
                    [this] { m_pCamera->DestroyDevice(); });
-    emit deviceClosed();
+    return true;
 }
 
 bool CCamera::refusesGrab(const char* operation)
@@ -510,6 +518,7 @@ void CCamera::OnCameraDeviceRemoved(Tavix::CInstantCamera&)
 
 QVector<unsigned char> CCamera::getCompressionDescriptor()
 {
+    QMutexLocker serialised(&m_operationMutex); // a close on another thread must not destroy the node map
     return translateFailures([this] {
         return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptor, m_pCamera->GetNodeMap(),
                                     tr("Invalid compression descriptor size found."));
@@ -518,6 +527,7 @@ QVector<unsigned char> CCamera::getCompressionDescriptor()
 
 QVector<unsigned char> CCamera::getCompressionDescriptorHash()
 {
+    QMutexLocker serialised(&m_operationMutex); // a close on another thread must not destroy the node map
     return translateFailures([this] {
         return readCompressionBlock(&Tavix::CImageDecompressor::GetCompressionDescriptorHash, m_pCamera->GetNodeMap(),
                                     tr("Invalid compression descriptor hash size found."));
@@ -526,6 +536,7 @@ QVector<unsigned char> CCamera::getCompressionDescriptorHash()
 
 int CCamera::getCompressionMode()
 {
+    QMutexLocker serialised(&m_operationMutex); // a close on another thread must not destroy the node map
     return translateFailures([this] {
         const int mode = int(Tavix::CImageDecompressor::GetCompressionMode(m_pCamera->GetNodeMap()));
         if (mode < 0 || mode > 2)
@@ -536,6 +547,7 @@ int CCamera::getCompressionMode()
 
 size_t CCamera::getImageSizeForDecompression()
 {
+    QMutexLocker serialised(&m_operationMutex); // a close on another thread must not destroy the node map
     return translateFailures([this] {
         const size_t size = Tavix::CImageDecompressor::GetImageSizeForDecompression(m_pCamera->GetNodeMap());
         if (size == 0)

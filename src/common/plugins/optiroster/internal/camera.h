@@ -91,6 +91,8 @@ private slots:
 private:
     void initialize();
     void createDevice();
+    // The steps of a close up to deviceClosed; false when the camera wasn't open.
+    bool closeUnderOperationLock();
     bool refusesGrab(const char* operation);
     // Checks and prepares under the operation lock, then emits cameraGrabStart outside it.
     bool announceGrabStart(const char* operation, bool prepare);
