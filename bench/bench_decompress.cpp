@@ -1,6 +1,8 @@
 // The decompressor on a 5-megapixel Mono8 stream of the simulator's moving pattern, in one
 // thread, against a plain memcpy of the same decompressed bytes; with the compression ratio
 // the simulator's codec reached on that stream and the rate at which it compresses.
+#include "grabstopwaiter.h"
+
 #include <tavix/imagedecompressor.h>
 #include <tavix/instantcamera.h>
 #include <tavix/sim/simcontrol.h>
@@ -12,9 +14,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
 #include <numeric>
 #include <vector>
 
@@ -37,7 +37,7 @@ void loadCompressingCamera()
 
 // Keeps a copy of each compressed image, so the measurement decompresses a moving stream
 // without holding the camera's buffers.
-class CCollector : public Tavix::CImageEventHandler, public Tavix::CConfigurationEventHandler
+class CCollector : public Tavix::CImageEventHandler, public CGrabStopWaiter
 {
 public:
     void OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr& result) override
@@ -45,25 +45,8 @@ public:
         const auto* bytes = static_cast<const unsigned char*>(result->GetBuffer());
         images.emplace_back(bytes, bytes + result->GetPayloadSize());
     }
-    void OnGrabStopped(Tavix::CInstantCamera&) override
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        stopped = true;
-        done.notify_all();
-    }
-    void waitForStop()
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        done.wait(lock, [this] { return stopped; });
-        stopped = false;
-    }
 
     std::vector<std::vector<unsigned char>> images;
-
-private:
-    std::mutex mutex;
-    std::condition_variable done;
-    bool stopped = false;
 };
 
 struct Stream

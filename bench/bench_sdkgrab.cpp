@@ -1,4 +1,6 @@
 // Images per second that one simulated camera delivers to an empty image handler.
+#include "grabstopwaiter.h"
+
 #include <tavix/instantcamera.h>
 #include <tavix/sim/simcontrol.h>
 #include <tavix/tlfactory.h>
@@ -10,32 +12,13 @@
 #include <QJsonObject>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 
 namespace {
 
-class CEmptyHandler : public Tavix::CImageEventHandler, public Tavix::CConfigurationEventHandler
+class CEmptyHandler : public Tavix::CImageEventHandler, public CGrabStopWaiter
 {
 public:
     void OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr&) override {}
-    void OnGrabStopped(Tavix::CInstantCamera&) override
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        stopped = true;
-        done.notify_all();
-    }
-    void waitForStop()
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        done.wait(lock, [this] { return stopped; });
-        stopped = false;
-    }
-
-private:
-    std::mutex mutex;
-    std::condition_variable done;
-    bool stopped = false;
 };
 
 void loadCamera(int width, int height)

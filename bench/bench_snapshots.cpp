@@ -1,6 +1,7 @@
 // What PNG snapshots cost the grab thread: images per second that one free-running simulated
 // camera delivers to a handler that offers each image to a CSnapshotWriter, against a handler
 // that does nothing. The encoding runs on the writer's worker and must not slow the grab.
+#include "grabstopwaiter.h"
 #include "snapshotwriter.h"
 
 #include <tavix/instantcamera.h>
@@ -15,16 +16,14 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 
 namespace {
 
 constexpr int Width = 1920;
 constexpr int Height = 1200;
 
-class CSnapshotHandler : public Tavix::CImageEventHandler, public Tavix::CConfigurationEventHandler
+class CSnapshotHandler : public Tavix::CImageEventHandler, public CGrabStopWaiter
 {
 public:
     explicit CSnapshotHandler(CSnapshotWriter* writer)
@@ -36,24 +35,9 @@ public:
         if (m_pWriter)
             m_pWriter->offer(result);
     }
-    void OnGrabStopped(Tavix::CInstantCamera&) override
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_stopped = true;
-        m_done.notify_all();
-    }
-    void waitForStop()
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_done.wait(lock, [this] { return m_stopped; });
-        m_stopped = false;
-    }
 
 private:
     CSnapshotWriter* m_pWriter;
-    std::mutex m_mutex;
-    std::condition_variable m_done;
-    bool m_stopped = false;
 };
 
 void loadCamera()
