@@ -216,12 +216,15 @@ Figures throughThePlugin(const Tavix::CDeviceInfo& device, const Settings& setti
     return figures;
 }
 
-bool findDevice(const char* tlType, Tavix::CDeviceInfo& found)
+// The first Aravis device of the TL type, and with the serial number if one is given.
+bool findDevice(const char* tlType, Tavix::CDeviceInfo& found, const QString& serial = QString())
 {
     Tavix::DeviceInfoList devices;
     Tavix::DeviceInfoList filter(1);
     filter[0].SetTLType(tlType);
     filter[0].SetVendorName("Aravis");
+    if (!serial.isEmpty())
+        filter[0].SetSerialNumber(serial.toUtf8().constData());
     for (int pass = 0; pass < 5 && devices.empty(); ++pass)
         Tavix::CTlFactory::GetInstance().EnumerateDevices(devices, filter, false);
     if (devices.empty())
@@ -284,16 +287,20 @@ int main(int argc, char** argv)
         std::printf("Fake GigE Vision camera: arv-fake-gv-camera-0.8 is not installed (package aravis-tools)\n");
         return 0;
     }
-    fakeGv.start(program, {QStringLiteral("-i"), QStringLiteral("127.0.0.1")});
+    // Its own serial number, so that another camera serving on loopback is never measured instead.
+    const QString serial = QStringLiteral("TVXB%1").arg(QCoreApplication::applicationPid());
+    fakeGv.start(program, {QStringLiteral("-i"), QStringLiteral("127.0.0.1"), QStringLiteral("-s"), serial});
     if (!fakeGv.waitForStarted(10000) || fakeGv.waitForFinished(500)) {
         std::printf("Fake GigE Vision camera: can't serve on 127.0.0.1\n");
         return 0;
     }
     TavixAravis::setInterfaces({"GigEVision"});
-    if (findDevice("GEV", device))
+    if (findDevice("GEV", device, serial))
         compare("Fake GigE Vision camera over loopback", device, settings, true);
     else
-        std::printf("Fake GigE Vision camera: discovery found nothing on 127.0.0.1\n");
+        std::printf("Fake GigE Vision camera: discovery found no camera %s on 127.0.0.1; another GigE Vision camera may "
+                    "hold its control port (tools/privatenet.sh bench_aravis gives the run a loopback of its own)\n",
+                    qPrintable(serial));
     fakeGv.kill();
     fakeGv.waitForFinished(10000);
     return 0;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what the build needs on Debian 12, builds, and runs the host program ("run"), every
-# test ("test"), the benchmarks ("bench"), every test in a sanitizer build ("asan": address and
-# undefined behaviour, halting on the first report; "tsan": threads), or the fuzzers ("fuzz").
+# test ("test"), the benchmarks ("bench"), every test in a sanitizer build ("asan": address,
+# leaks and undefined behaviour, halting on the first report; "tsan": threads), or the fuzzers
+# ("fuzz").
 set -euo pipefail
 
 mode="${1:-run}"
@@ -10,7 +11,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${TAVIX_BUILD_DIR:-$root/build}"
 
 packages=(cmake g++ make pkg-config qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev
-          libaravis-dev libusb-1.0-0-dev aravis-tools python3)
+          libaravis-dev libusb-1.0-0-dev aravis-tools aravis-tools-cli iproute2 python3)
 
 install_missing() {
     local missing=()
@@ -44,8 +45,8 @@ case "$mode" in
     bench) build_in "$build" && for b in "$build"/bin/bench_*; do "$b"; done ;;
     asan)
         build_in "$build-asan" -DTAVIX_SANITIZE=ON -DTAVIX_BUILD_BENCHMARKS=OFF
-        ASAN_OPTIONS="halt_on_error=1:detect_leaks=0" UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1" \
-            run_tests_in "$build-asan" ;;
+        ASAN_OPTIONS="halt_on_error=1:detect_leaks=1" LSAN_OPTIONS="suppressions=$root/tools/lsan.supp:print_suppressions=0" \
+            UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1" run_tests_in "$build-asan" ;;
     tsan)
         # Reports go to files; the tests pass or fail on their own, and the run fails on a race
         # with this project's code on both sides.

@@ -1,6 +1,7 @@
 #include "testmain.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -15,10 +16,15 @@ namespace {
 
 const QString CamerasScenario = QStringLiteral(TAVIX_TEST_DATA_DIR "/host-cameras.json");
 const QString TimelineScenario = QStringLiteral(TAVIX_TEST_DATA_DIR "/host-timeline.json");
+const QString EmptyScenario = QStringLiteral(TAVIX_TEST_DATA_DIR "/host-empty.json");
 constexpr int RunTimeoutMs = 60000;
+// What "at once" means for a command that must not wait for images or discovery that won't
+// come: well below the 10 s that a stalled grab or a missing enumeration result would take.
+constexpr int PromptMs = 8000;
 
 struct RunResult
 {
+    qint64 elapsedMs = 0;
     int exitCode = -1;
     QProcess::ExitStatus exitStatus = QProcess::CrashExit;
     QString out;
@@ -56,7 +62,12 @@ class TestHostProgram : public QObject
 private slots:
     void initTestCase();
 
-    void listJsonNamesEveryScenarioCamera();
+    void listNamesEveryScenarioCameraWithItsAddress();
+    void theCommandsArePromptAndTruthfulAboutBadInput_data();
+    void theCommandsArePromptAndTruthfulAboutBadInput();
+    void grabReportsTheRunsImagesFailuresAndAverageRate();
+    void logLinesOnlyWhenAskedFor_data();
+    void logLinesOnlyWhenAskedFor();
     void grabWritesSnapshotsOfThePattern_data();
     void grabWritesSnapshotsOfThePattern();
     void watchShowsTheTimelinesComingAndGoing();
@@ -65,8 +76,8 @@ private slots:
     void anInterruptedGrabClosesAndExitsCleanly();
 
 private:
-    void configure(QProcess& process, const QStringList& arguments);
-    RunResult run(const QStringList& arguments);
+    void configure(QProcess& process, const QStringList& arguments, const QString& logRules = QString());
+    RunResult run(const QStringList& arguments, const QString& logRules = QString());
 
     QTemporaryDir m_settingsHome; // the program's settings never reach the user's
 };
@@ -77,27 +88,33 @@ void TestHostProgram::initTestCase()
     QVERIFY(m_settingsHome.isValid());
 }
 
-void TestHostProgram::configure(QProcess& process, const QStringList& arguments)
+// logRules: QT_LOGGING_RULES for the program; none by default, as a user's shell has.
+void TestHostProgram::configure(QProcess& process, const QStringList& arguments, const QString& logRules)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_settingsHome.path());
     environment.remove(QStringLiteral("TAVIX_SIM_SCENARIO"));
+    environment.remove(QStringLiteral("QT_LOGGING_RULES"));
+    if (!logRules.isEmpty())
+        environment.insert(QStringLiteral("QT_LOGGING_RULES"), logRules);
     process.setProcessEnvironment(environment);
     process.setProgram(QStringLiteral(TAVIX_HOST_PROGRAM));
-    process.setArguments(QStringList{"--plugin-dir", QStringLiteral(TAVIX_TEST_PLUGIN_DIR), "--log-rules", "tavix.*=false"}
-                         + arguments);
+    process.setArguments(QStringList{"--plugin-dir", QStringLiteral(TAVIX_TEST_PLUGIN_DIR)} + arguments);
 }
 
-RunResult TestHostProgram::run(const QStringList& arguments)
+RunResult TestHostProgram::run(const QStringList& arguments, const QString& logRules)
 {
     QProcess process;
-    configure(process, arguments);
+    configure(process, arguments, logRules);
+    QElapsedTimer clock;
+    clock.start();
     process.start();
     RunResult result;
     if (!process.waitForFinished(RunTimeoutMs)) {
         process.kill();
         process.waitForFinished();
     }
+    result.elapsedMs = clock.elapsed();
     result.exitCode = process.exitCode();
     result.exitStatus = process.exitStatus();
     result.out = QString::fromUtf8(process.readAllStandardOutput());
@@ -105,7 +122,7 @@ RunResult TestHostProgram::run(const QStringList& arguments)
     return result;
 }
 
-void TestHostProgram::listJsonNamesEveryScenarioCamera()
+void TestHostProgram::listNamesEveryScenarioCameraWithItsAddress()
 {
     const RunResult result = run({"--scenario", CamerasScenario, "list", "--json"});
     QCOMPARE(result.exitCode, 0);
@@ -113,9 +130,11 @@ void TestHostProgram::listJsonNamesEveryScenarioCamera()
     const QJsonDocument document = QJsonDocument::fromJson(result.out.toUtf8(), &error);
     QCOMPARE(error.error, QJsonParseError::NoError);
     QStringList listed;
+    QMap<QString, QString> addresses;
     for (const QJsonValue& layer : document.object().value("transportLayers").toArray()) {
         for (const QJsonValue& camera : layer.toObject().value("cameras").toArray()) {
             listed << camera.toObject().value("fullName").toString();
+            addresses.insert(camera.toObject().value("serialNumber").toString(), camera.toObject().value("ipAddress").toString());
             QCOMPARE(camera.toObject().value("open").toBool(), false);
         }
     }
@@ -123,6 +142,102 @@ void TestHostProgram::listJsonNamesEveryScenarioCamera()
     listed.sort();
     expected.sort();
     QCOMPARE(listed, expected);
+    QCOMPARE(addresses.value("70000031"), QStringLiteral("192.168.7.31"));
+    QCOMPARE(addresses.value("70000041"), QString()); // a USB camera has none
+
+    const RunResult text = run({"--scenario", CamerasScenario, "list"});
+    QCOMPARE(text.exitCode, 0);
+    QVERIFY2(text.out.contains(QRegularExpression("Orvik left \\(70000031\\).*GEV  192\\.168\\.7\\.31  closed")), qPrintable(text.out));
+}
+
+void TestHostProgram::theCommandsArePromptAndTruthfulAboutBadInput_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QStringList>("errors");
+    const QString held = QStringLiteral("Held elsewhere");
+    // Usage errors, whichever part of the program finds them, exit with 2.
+    QTest::newRow("unknown option") << QStringList{"list", "--no-such"} << 2 << QStringList{"Unknown option 'no-such'"};
+    QTest::newRow("option without its value") << QStringList{"grab", "--camera"} << 2 << QStringList{"Missing value after '--camera'"};
+    QTest::newRow("unknown command") << QStringList{"frobnicate"} << 2 << QStringList{"'frobnicate' is no command"};
+    QTest::newRow("count not a number") << QStringList{"grab", "--camera", held, "--count", "many"} << 2
+                                        << QStringList{"--count needs a whole number of 0 or more, not 'many'"};
+    QTest::newRow("factory list written") << QStringList{"defects", "--camera", held, "--factory", "--write", "pixels.txt"} << 2
+                                          << QStringList{"Only the user list can be written."};
+    // A negative number is a value, not an option.
+    QTest::newRow("negative value") << QStringList{"set", "--camera", "Orvik left", "ExposureTime", "-5"} << 1
+                                    << QStringList{"ExposureTime: Value of 'ExposureTime' is out of range."};
+    // Failures name their reason, at once.
+    QTest::newRow("grab that can't start") << QStringList{"grab", "--camera", held, "--count", "5"} << 1
+                                           << QStringList{"Held elsewhere (70000043) couldn't start grabbing: ",
+                                                          "The camera is held by another application."};
+    QTest::newRow("snapshot folder not writable") << QStringList{"grab", "--camera", "Orvik left", "--count", "3", "--png", "/proc/self"}
+                                                  << 1 << QStringList{"No snapshot can be written in '/proc/self': "};
+    QTest::newRow("pixel file not readable") << QStringList{"defects", "--camera", held, "--write", "/nonexistent/pixels.txt"} << 1
+                                             << QStringList{"/nonexistent/pixels.txt: No such file or directory"};
+    QTest::newRow("empty world") << QStringList{"--scenario", EmptyScenario, "list"} << 1
+                                 << QStringList{"No transport layer was found: the camera world is empty."};
+}
+
+void TestHostProgram::theCommandsArePromptAndTruthfulAboutBadInput()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QStringList, errors);
+    if (!arguments.contains("--scenario"))
+        arguments = QStringList{"--scenario", CamerasScenario} + arguments;
+    const RunResult result = run(arguments);
+    QVERIFY2(result.exitCode == exitCode, qPrintable(QStringLiteral("exit %1: %2").arg(result.exitCode).arg(result.err)));
+    for (const QString& error : errors)
+        QVERIFY2(result.err.contains(error), qPrintable(result.err));
+    QVERIFY2(!result.err.contains("Unknown option '1'"), qPrintable(result.err));
+    QVERIFY(!result.out.contains("Snapshot:"));
+    QVERIFY2(result.elapsedMs < PromptMs, qPrintable(QStringLiteral("%1 ms").arg(result.elapsedMs)));
+}
+
+void TestHostProgram::grabReportsTheRunsImagesFailuresAndAverageRate()
+{
+    // Every fourth frame of this camera is lost; a frame the grab loop came too late for is skipped.
+    const RunResult result = run({"--scenario", CamerasScenario, "grab", "--camera", "Tesmar bench", "--count", "20"});
+    QVERIFY2(result.exitCode == 0, qPrintable(result.err));
+    QVERIFY2(result.err.isEmpty(), qPrintable(result.err)); // nothing but what was asked for
+    const QRegularExpressionMatch summary =
+        QRegularExpression("^20 images from Tesmar bench \\(70000041\\) in ([0-9.]+) s: ([0-9.]+) fps, [0-9.]+ MB/s on average; "
+                           "(\\d+) failed, (\\d+) skipped$",
+                           QRegularExpression::MultilineOption)
+            .match(result.out);
+    QVERIFY2(summary.hasMatch(), qPrintable(result.out));
+    const double seconds = summary.captured(1).toDouble();
+    QVERIFY(seconds > 0);
+    QVERIFY(qAbs(summary.captured(2).toDouble() - 20 / seconds) < 0.5 + 20 / seconds * 0.01);
+    const int failed = summary.captured(3).toInt();
+    const int skipped = summary.captured(4).toInt();
+    QVERIFY2(skipped == 0 ? failed == 5 : failed <= 5, qPrintable(result.out));
+}
+
+void TestHostProgram::logLinesOnlyWhenAskedFor_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("environmentRules");
+    QTest::addColumn<bool>("logged");
+    QTest::newRow("quiet by default") << QStringList() << QString() << false;
+    QTest::newRow("--verbose") << QStringList{"--verbose"} << QString() << true;
+    QTest::newRow("--log-rules") << QStringList{"--log-rules", "tavix.*=true"} << QString() << true;
+    QTest::newRow("QT_LOGGING_RULES") << QStringList() << "tavix.*=true" << true;
+    QTest::newRow("QT_LOGGING_RULES wins over --verbose") << QStringList{"--verbose"} << "tavix.*=false" << false;
+}
+
+void TestHostProgram::logLinesOnlyWhenAskedFor()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, environmentRules);
+    QFETCH(bool, logged);
+    const RunResult result = run(QStringList{"--scenario", CamerasScenario} + options + QStringList{"params", "--camera", "Orvik left",
+                                                                                                  "Width"},
+                                 environmentRules);
+    QVERIFY2(result.exitCode == 0, qPrintable(result.err));
+    QCOMPARE(result.out, QStringLiteral("Width = 64\n"));
+    QVERIFY2(result.err.isEmpty() != logged, qPrintable(result.err));
 }
 
 void TestHostProgram::grabWritesSnapshotsOfThePattern_data()

@@ -58,13 +58,14 @@ private:
     std::set<size_t> m_payloadSizes;
 };
 
-CameraInfoPtr aravisCamera(const QVector<TransportLayerInfoPtr>& layers, const QString& tlType)
+// An Aravis camera of the TL type; with a serial number, only that camera.
+CameraInfoPtr aravisCamera(const QVector<TransportLayerInfoPtr>& layers, const QString& tlType, const QString& serial = QString())
 {
     for (const auto& layer : layers) {
         if (layer->getTlType() != tlType)
             continue;
         for (const auto& camera : layer->getCameraInfoList()) {
-            if (camera->getVendorName() == QLatin1String("Aravis"))
+            if (camera->getVendorName() == QLatin1String("Aravis") && (serial.isEmpty() || camera->getSerialNumber() == serial))
                 return camera;
         }
     }
@@ -95,8 +96,8 @@ private slots:
 
 private:
     void startAndWaitForTheFirstPass();
-    // Asks for passes until the enumeration's camera of the TL type is there (or gone).
-    CameraInfoPtr waitForCamera(const QString& tlType, bool present);
+    // Asks for passes until the enumeration's camera of the TL type and serial is there (or gone).
+    CameraInfoPtr waitForCamera(const QString& tlType, const QString& serial, bool present);
     void grab(const CameraInfoPtr& info, int images, CImageLog& log);
 
     CHostedPlugin m_host;
@@ -129,17 +130,17 @@ void TestAravisPlugin::startAndWaitForTheFirstPass()
     QVERIFY(changed.wait(30000));
 }
 
-CameraInfoPtr TestAravisPlugin::waitForCamera(const QString& tlType, bool present)
+CameraInfoPtr TestAravisPlugin::waitForCamera(const QString& tlType, const QString& serial, bool present)
 {
     QElapsedTimer clock;
     clock.start();
-    CameraInfoPtr camera = aravisCamera(m_host.enumeration->getTransportLayers(), tlType);
+    CameraInfoPtr camera = aravisCamera(m_host.enumeration->getTransportLayers(), tlType, serial);
     while (bool(camera) != present && clock.elapsed() < 30000) {
         // A request during a running pass is dropped; the next round asks again.
         QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
         m_host.enumeration->requestEnumeration();
         changed.wait(1500);
-        camera = aravisCamera(m_host.enumeration->getTransportLayers(), tlType);
+        camera = aravisCamera(m_host.enumeration->getTransportLayers(), tlType, serial);
     }
     return camera;
 }
@@ -181,13 +182,14 @@ void TestAravisPlugin::theInProcessFakeCameraThroughTheServices()
 
 void TestAravisPlugin::theFakeGigEVisionCameraIsFoundGrabbedAndLost()
 {
-    const QString notStarted = AravisFixture::startFakeGvCamera(m_fakeGvCamera);
+    const QString serial = AravisFixture::ownFakeSerial();
+    const QString notStarted = AravisFixture::startFakeGvCamera(m_fakeGvCamera, serial);
     if (!notStarted.isEmpty())
         QSKIP(qPrintable(notStarted));
     AravisFixture::useBackends("aravis", {"GigEVision"});
     startAndWaitForTheFirstPass();
-    const CameraInfoPtr info = waitForCamera(QStringLiteral("GEV"), true);
-    QVERIFY2(info, "discovery found no fake GigE Vision camera on 127.0.0.1");
+    const CameraInfoPtr info = waitForCamera(QStringLiteral("GEV"), serial, true);
+    QVERIFY2(info, qPrintable(QStringLiteral("discovery found no fake GigE Vision camera %1 on 127.0.0.1").arg(serial)));
     QCOMPARE(QString::fromUtf8(info->getDeviceInfo().GetIpAddress().c_str()), QStringLiteral("127.0.0.1"));
 
     QVERIFY(m_host.control->open(info, false));
@@ -206,7 +208,7 @@ void TestAravisPlugin::theFakeGigEVisionCameraIsFoundGrabbedAndLost()
     m_host.notifier->removeObserver(&log);
     QVERIFY(!m_host.status->isDeviceOpen(info));
     QVERIFY(m_host.enumeration->getOpenCameras().isEmpty());
-    QVERIFY(!waitForCamera(QStringLiteral("GEV"), false));
+    QVERIFY(!waitForCamera(QStringLiteral("GEV"), serial, false));
 }
 
 void TestAravisPlugin::bothWorldsInOneEnumeration()

@@ -125,7 +125,9 @@ void TestSdkFirmware::aBadFileGivesAClearErrorAndNoRecords_data()
     QTest::addColumn<QString>("type");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("truncated") << "" << "" << 4000 << "FormatException" << "malformed at byte";
+    // The fault of a file cut short is its last byte, never one past the end.
+    QTest::newRow("truncated") << "" << "" << 4000 << "FormatException"
+                               << "malformed at byte 3999 (line 20, column 3336): unterminated string";
     QTest::newRow("missing payload file") << "\"orvik-2.2.0.bin\"" << "\"orvik-2.2.1.bin\"" << 0
                                           << "FileNotFoundException" << "update #1 'orvik-2.2.0': the payload file";
     QTest::newRow("checksum malformed") << "\"sha256\": \"" << "\"sha256\": \"0" << 0 << "FormatException"

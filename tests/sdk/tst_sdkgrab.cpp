@@ -1,6 +1,7 @@
 #include "simscenario.h"
 #include "testmain.h"
 
+#include <tavix/defectpixelcorrection.h>
 #include <tavix/instantcamera.h>
 #include <tavix/runtime.h>
 #include <tavix/tlfactory.h>
@@ -132,18 +133,28 @@ private slots:
     void aLostDeviceIsReportedFromAThreadOfItsOwn();
     void failedFramesChunkDataAndGrabErrorsArrive();
     void imageNumbersStartWhereTheScenarioSays();
+    void defectPixelsShowUnlessTheCorrectionCoversThem_data();
+    void defectPixelsShowUnlessTheCorrectionCoversThem();
 };
 
 void TestSdkGrab::init()
 {
     TavixSim::reset();
-    const QJsonArray devices{
+    QJsonArray devices{
         TestScenario::camera(QStringLiteral("100")),
         TestScenario::camera(QStringLiteral("101"), QJsonObject{{"failures", QJsonArray{QJsonObject{{"every", 2}, {"code", 7}, {"text", "incomplete"}}}},
                                                              {"errors", QJsonArray{QJsonObject{{"afterFrame", 3}, {"message", "link lost"}}}},
                                                              {"payloadType", "chunk"}}),
         TestScenario::camera(QStringLiteral("102"), QJsonObject{{"firstImageNumber", "2147483646"}, {"frameRate", 200}}),
+        TestScenario::camera(QStringLiteral("103"), {},
+                             QJsonArray{QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 16}},
+                                        QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", 4}}}),
     };
+    devices[3] = [](QJsonObject camera) {
+        camera.insert("defectPixels", QJsonObject{{"factory", QJsonArray{QJsonArray{2, 1}, QJsonArray{4, 2}}},
+                                                  {"sensor", QJsonArray{QJsonArray{8, 1}, QJsonArray{11, 3}}}});
+        return camera;
+    }(devices[3].toObject());
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(devices)}), QString());
 }
 
@@ -307,6 +318,50 @@ void TestSdkGrab::imageNumbersStartWhereTheScenarioSays()
     open.camera.StartGrabbing(3);
     QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
     QCOMPARE(recorder.imageNumbers(), (QVector<int64_t>{2147483646ll, 2147483647ll, 2147483648ll}));
+}
+
+void TestSdkGrab::defectPixelsShowUnlessTheCorrectionCoversThem_data()
+{
+    // The sensor of camera 103 (16 x 4 Mono8) has defects at 2,1 and 4,2 (its factory list) and
+    // at 8,1 and 11,3 (on no list): hot where x + y is even, dead where it is odd.
+    QTest::addColumn<bool>("correction");
+    QTest::addColumn<QString>("userList");
+    QTest::addColumn<QString>("visible");
+    QTest::newRow("on, factory list") << true << "" << "8,1;11,3";
+    QTest::newRow("on, the user list names one more") << true << "8,1" << "11,3";
+    QTest::newRow("off") << false << "8,1" << "2,1;4,2;8,1;11,3";
+}
+
+void TestSdkGrab::defectPixelsShowUnlessTheCorrectionCoversThem()
+{
+    QFETCH(bool, correction);
+    QFETCH(QString, userList);
+    QFETCH(QString, visible);
+    CRecorder recorder;
+    recorder.keepResults = true;
+    OpenCamera open(QStringLiteral("103"), recorder);
+    GenApi::INodeMap& nodeMap = open.camera.GetNodeMap();
+    StaticDefectPixelList user = CStaticDefectPixelCorrection::FromText(userList.toStdString());
+    QVERIFY(CStaticDefectPixelCorrection::SetDefectPixelList(&nodeMap, user, CStaticDefectPixelCorrection::ListType_User));
+    CEnumParameter(nodeMap, "VrlStaticDefectPixelCorrectionMode").SetValue(correction ? "On" : "Off");
+    open.camera.StartGrabbing(1);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
+    QMutexLocker locker(&recorder.mutex);
+    QCOMPARE(recorder.kept.size(), size_t(1));
+    const auto* image = static_cast<const unsigned char*>(recorder.kept.front()->GetBuffer());
+    const auto pixel = [image](int x, int y) { return int(image[y * 16 + x]); };
+
+    const StaticDefectPixelList shown = CStaticDefectPixelCorrection::FromText(visible.toStdString());
+    for (const QPoint& defect : {QPoint(2, 1), QPoint(4, 2), QPoint(8, 1), QPoint(11, 3)}) {
+        const bool expectShown = std::find(shown.begin(), shown.end(), StaticDefectPixel{uint32_t(defect.x()), uint32_t(defect.y())})
+                                 != shown.end();
+        // A corrected pixel is what the ramp of the test pattern has there: its neighbours' mean.
+        const int expected = expectShown ? ((defect.x() + defect.y()) % 2 == 0 ? 255 : 0)
+                                         : (pixel(defect.x() - 1, defect.y()) + pixel(defect.x() + 1, defect.y())) / 2;
+        QCOMPARE(pixel(defect.x(), defect.y()), expected);
+    }
+    // A pixel without a defect keeps the pattern's value.
+    QCOMPARE(pixel(6, 2), (pixel(5, 2) + pixel(7, 2)) / 2);
 }
 
 TAVIX_TEST_MAIN(TestSdkGrab)

@@ -106,6 +106,9 @@ void TestSdkWorld::enumerateDevicesFiltersAndAddsToTheList()
     QCOMPARE(factory.EnumerateDevices(found, filter, false), 1);
     QCOMPARE(namesOf(found), QStringList{"201"});
     QCOMPARE(factory.EnumerateDevices(found, DeviceInfoList(), false), 2); // an empty filter lists all
+    // A record that names no device creates none; only CreateFirstDevice takes the first.
+    QVERIFY_EXCEPTION_THROWN(factory.CreateDevice(CDeviceInfo().SetDeviceClass("VorlanGigE")), GenICam::RuntimeException);
+    delete factory.CreateFirstDevice(CDeviceInfo().SetDeviceClass("VorlanGigE"));
 }
 
 void TestSdkWorld::anUnreachableCameraIsListedOnceAnnounced()
@@ -190,10 +193,11 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<QString>("expected");
     QTest::newRow("not JSON") << QByteArray("{ \"transportLayers\": [") << "not valid JSON";
+    QTest::newRow("stray comma") << QByteArray("{\"models\": {},\n ,}") << "not valid JSON at byte 16 (line 2, column 2)";
     QTest::newRow("no object") << QByteArray("[1]") << "$: an object is expected";
     // Qt would keep the second silently (and lose the memory of the first object).
     QTest::newRow("key twice") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "features": {"a": 1},
-        "features": {"b": 2}}]})") << "not valid JSON at offset 72: the key 'features' is given twice in one object";
+        "features": {"b": 2}}]})") << "not valid JSON at byte 72 (line 2, column 9): the key 'features' is given twice in one object";
     QTest::newRow("key twice, escaped") << QByteArray(R"({"models": {"m": [], "m": []}})")
                                         << "the key 'm' is given twice in one object";
     QTest::newRow("key twice behind an unknown escape") << QByteArray(R"({"description": "a\ b", "models": {}, "models": {}})")

@@ -19,7 +19,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <memory>
 
 namespace {
 
@@ -101,6 +100,33 @@ private:
     QRunnable* m_pRunnable;
 };
 
+// Runs a function that was handed over with a release on this object's address. The pool thread
+// reaches the function only through run(), after the acquire; Qt's own wrapper of a function
+// would be read on that thread before any code of ours runs.
+class CHandedOverFunction : public QRunnable
+{
+public:
+    explicit CHandedOverFunction(std::function<void()> work)
+        : m_work(std::move(work))
+    {
+        setAutoDelete(true);
+    }
+    void run() override
+    {
+        __tsan_acquire(this);
+        m_work();
+    }
+
+private:
+    std::function<void()> m_work;
+};
+
+void startRunnable(QThreadPool* pool, QRunnable* runnable, int priority)
+{
+    static const auto start = real<void (*)(QThreadPool*, QRunnable*, int)>("_ZN11QThreadPool5startEP9QRunnablei");
+    start(pool, runnable, priority);
+}
+
 // The state a QFuture shares with its task: QFutureInterfaceBase holds nothing but a pointer to
 // it after its table of virtual functions, and every copy of a future points to the same.
 const void* sharedFutureState(const QFutureInterfaceBase* future)
@@ -141,27 +167,24 @@ bool _ZNK20QFutureInterfaceBase10isFinishedEv(const QFutureInterfaceBase* self)
 
 void _ZN11QThreadPool5startEP9QRunnablei(QThreadPool* self, QRunnable* runnable, int priority)
 {
-    static const auto start = real<void (*)(QThreadPool*, QRunnable*, int)>("_ZN11QThreadPool5startEP9QRunnablei");
     if (!runnable) {
-        start(self, runnable, priority);
+        startRunnable(self, runnable, priority);
         return;
     }
     auto* handedOver = new CHandedOverRunnable(runnable);
     __tsan_release(handedOver);
-    start(self, handedOver, priority);
+    startRunnable(self, handedOver, priority);
 }
 
-// The std::function travels by a hidden pointer to the caller's copy.
+// The std::function travels by a hidden pointer to the caller's copy; it goes to the pool as a
+// runnable of ours, as Qt's own overload would wrap it.
 void _ZN11QThreadPool5startESt8functionIFvvEEi(QThreadPool* self, std::function<void()>* function, int priority)
 {
-    static const auto start = real<void (*)(QThreadPool*, std::function<void()>*, int)>("_ZN11QThreadPool5startESt8functionIFvvEEi");
-    const auto token = std::make_shared<char>();
-    __tsan_release(token.get());
-    std::function<void()> handedOver = [token, work = std::move(*function)] {
-        __tsan_acquire(token.get());
-        work();
-    };
-    start(self, &handedOver, priority);
+    if (!*function)
+        return;
+    auto* handedOver = new CHandedOverFunction(std::move(*function));
+    __tsan_release(handedOver);
+    startRunnable(self, handedOver, priority);
 }
 
 // QMutex (and QRecursiveMutex, which is one)

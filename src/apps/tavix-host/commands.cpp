@@ -11,7 +11,9 @@
 #include <tavix/genapi.h>
 
 #include <QEventLoop>
+#include <QCoreApplication>
 #include <QJsonDocument>
+#include <QThreadPool>
 #include <QTimer>
 
 using Core::OptiRosterComponents::CameraInfoPtr;
@@ -114,12 +116,22 @@ void waitForEnumeration(CCommandContext& context, int timeoutMs)
 {
     if (!context.services.enumeration->getTransportLayers().isEmpty())
         return;
+    // A pass that finds nothing is no news and so emits nothing; the pass runs on a worker of
+    // the global pool, whose falling idle tells that an empty result is in.
     QEventLoop loop;
     QObject::connect(context.services.enumeration.data(), &Plugin::OptiRoster::ICameraEnumerationService::enumerationChanged,
                      &loop, &QEventLoop::quit);
     QObject::connect(&context.interrupt, &CInterruptWatcher::interrupted, &loop, &QEventLoop::quit);
+    QTimer idleCheck;
+    QObject::connect(&idleCheck, &QTimer::timeout, &loop, [&loop] {
+        if (QThreadPool::globalInstance()->activeThreadCount() == 0)
+            loop.quit();
+    });
+    idleCheck.start(20);
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
     loop.exec();
+    // The result of a pass that ended just now is still queued to this thread.
+    QCoreApplication::processEvents();
 }
 
 CScopedOpen::CScopedOpen(const CClientServices& services, CameraInfoPtr camera)

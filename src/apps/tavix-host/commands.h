@@ -28,7 +28,7 @@ struct CCommandOptions
                              QStringLiteral("n"), QStringLiteral("1")};
     QCommandLineOption monitor{QStringLiteral("monitor"), QStringLiteral("grab: open in monitor mode.")};
     QCommandLineOption exclusive{QStringLiteral("exclusive"), QStringLiteral("grab: take the camera into exclusive use.")};
-    QCommandLineOption seconds{QStringLiteral("seconds"), QStringLiteral("watch: stop after this many seconds."),
+    QCommandLineOption seconds{QStringLiteral("seconds"), QStringLiteral("watch: stop after this many seconds (0, the default: until Ctrl-C)."),
                                QStringLiteral("s")};
     QCommandLineOption apply{QStringLiteral("apply"), QStringLiteral("firmware: run the update of this number in the list."),
                              QStringLiteral("n")};
@@ -45,10 +45,10 @@ struct CCommandOptions
     QCommandLineOption interval{QStringLiteral("interval"), QStringLiteral("watch: ask for an enumeration pass this often."),
                                 QStringLiteral("ms"), QStringLiteral("500")};
 
-    void addTo(QCommandLineParser& parser) const
+    QList<QCommandLineOption> all() const
     {
-        parser.addOptions({json, camera, count, png, every, monitor, exclusive, seconds, interval, apply, deviceKey, groupKey,
-                           groupMask, at, broadcast, user, factory, write});
+        return {json, camera, count, png, every, monitor, exclusive, seconds, interval, apply, deviceKey, groupKey,
+                groupMask, at, broadcast, user, factory, write};
     }
 };
 

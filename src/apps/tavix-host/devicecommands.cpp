@@ -167,6 +167,10 @@ int runDefects(CCommandContext& context)
     if (!camera)
         return status;
     const bool factory = context.parser.isSet(context.options.factory);
+    if (factory && context.parser.isSet(context.options.write)) {
+        context.err << "Only the user list can be written.\n";
+        return ExitUsage;
+    }
     CScopedOpen open(context.services, camera);
     if (!open.isOpen()) {
         context.err << openError(camera);
@@ -175,8 +179,8 @@ int runDefects(CCommandContext& context)
     Tavix::StaticDefectPixelList list;
     if (context.parser.isSet(context.options.write)) {
         QFile file(context.parser.value(context.options.write));
-        if (factory || !file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-            context.err << (factory ? QStringLiteral("Only the user list can be written.") : file.errorString()) << '\n';
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+            context.err << file.fileName() << ": " << file.errorString() << '\n';
             return ExitFailure;
         }
         try {

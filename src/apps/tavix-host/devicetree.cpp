@@ -34,8 +34,10 @@ void CDeviceTree::print(QTextStream& out) const
                 << stateText(interfaceInfo, m_ptrStatus.data()) << '\n';
         }
         for (const auto& camera : layer->getCameraInfoList()) {
+            const QString address = ipAddress(camera);
             out << "  camera     " << camera->getDisplayName() << "  [" << camera->getFullName() << "]  "
-                << camera->getTlType() << "  " << stateText(camera, m_ptrStatus.data()) << '\n';
+                << camera->getTlType() << (address.isEmpty() ? QString() : QStringLiteral("  ") + address) << "  "
+                << stateText(camera, m_ptrStatus.data()) << '\n';
         }
     }
 }
@@ -72,6 +74,9 @@ QJsonObject CDeviceTree::deviceJson(const DeviceBaseInfoPtr& info, Plugin::OptiR
     if (const auto camera = info.objectCast<ICameraInfo>()) {
         device.insert(QStringLiteral("modelName"), camera->getModelName());
         device.insert(QStringLiteral("serialNumber"), camera->getSerialNumber());
+        const QString address = ipAddress(camera);
+        if (!address.isEmpty())
+            device.insert(QStringLiteral("ipAddress"), address);
         if (status) {
             device.insert(QStringLiteral("grabbing"), status->isCameraGrabbing(camera));
             device.insert(QStringLiteral("exclusive"), status->isExclusive(camera));
@@ -82,6 +87,12 @@ QJsonObject CDeviceTree::deviceJson(const DeviceBaseInfoPtr& info, Plugin::OptiR
     if (!info->getLastError().isEmpty())
         device.insert(QStringLiteral("lastError"), info->getLastError());
     return device;
+}
+
+QString CDeviceTree::ipAddress(const CameraInfoPtr& camera)
+{
+    const Tavix::CDeviceInfo& record = camera->getDeviceInfo();
+    return record.IsPropertyAvailable("IpAddress") ? QString::fromUtf8(record.GetPropertyValue("IpAddress").c_str()) : QString();
 }
 
 QString CDeviceTree::stateText(const DeviceBaseInfoPtr& info, Plugin::OptiRoster::ICameraStatusService* status)

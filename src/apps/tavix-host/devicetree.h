@@ -25,6 +25,8 @@ public:
     // One device with its state; also what a watch prints for a device.
     static QJsonObject deviceJson(const DeviceBaseInfoPtr& info, Plugin::OptiRoster::ICameraStatusService* status);
     static QString stateText(const DeviceBaseInfoPtr& info, Plugin::OptiRoster::ICameraStatusService* status);
+    // A GigE camera's address, empty for others.
+    static QString ipAddress(const CameraInfoPtr& camera);
 
 private:
     QVector<TransportLayerInfoPtr> m_layers;

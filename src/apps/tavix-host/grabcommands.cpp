@@ -4,7 +4,6 @@
 #include "grabsession.h"
 #include "interruptwatcher.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -26,19 +25,36 @@ QString bandwidthText(quint64 bytesPerSecond)
 void reportFigures(CCommandContext& context, const CGrabSession& session, const CameraInfoPtr& camera, qint64 elapsedMs)
 {
     const CGrabSession::Figures figures = session.figures();
-    context.out << QStringLiteral("%1 images from %2 in %3 s: %4 fps, %5, %6 failed\n")
-                       .arg(session.imagesSeen())
+    const double seconds = elapsedMs / 1000.0;
+    const double perSecond = seconds > 0 ? 1.0 / seconds : 0.0;
+    context.out << QStringLiteral("%1 images from %2 in %3 s: %4 fps, %5 on average; %6 failed, %7 skipped\n")
+                       .arg(figures.images)
                        .arg(camera->getDisplayName())
-                       .arg(elapsedMs / 1000.0, 0, 'f', 2)
-                       .arg(figures.fps, 0, 'f', 1)
-                       .arg(bandwidthText(figures.bps))
-                       .arg(figures.failed);
+                       .arg(seconds, 0, 'f', 2)
+                       .arg(figures.images * perSecond, 0, 'f', 1)
+                       .arg(bandwidthText(quint64(double(figures.bytes) * perSecond)))
+                       .arg(figures.failed)
+                       .arg(figures.skipped);
     for (const QString& file : session.snapshots())
         context.out << "Snapshot: " << file << '\n';
-    for (const QString& error : session.snapshotErrors())
-        context.err << error << '\n';
     if (session.skippedSnapshots() > 0)
         context.err << session.skippedSnapshots() << " snapshots were skipped while the encoder was busy.\n";
+}
+
+// Every snapshot that failed, each reason once with how often it came; true when there was none.
+bool reportSnapshotErrors(CCommandContext& context, const CGrabSession& session)
+{
+    const QStringList errors = session.snapshotErrors();
+    QStringList reasons;
+    for (const QString& error : errors) {
+        if (!reasons.contains(error))
+            reasons << error;
+    }
+    for (const QString& reason : reasons) {
+        const int times = errors.count(reason);
+        context.err << reason << (times > 1 ? QStringLiteral(" (%1 snapshots)").arg(times) : QString()) << '\n';
+    }
+    return errors.isEmpty();
 }
 
 // Grabs from an open session until the count, an interruption or the grab's own end, then
@@ -54,23 +70,25 @@ int grabAndReport(CCommandContext& context, CGrabSession& session, const CameraI
     QObject::connect(&context.interrupt, &CInterruptWatcher::interrupted, &loop, &QEventLoop::quit);
     QElapsedTimer clock;
     clock.start();
-    session.start();
+    if (!session.start()) {
+        context.err << session.endReason() << '\n';
+        return ExitFailure;
+    }
     if (!context.interrupt.isInterrupted())
         loop.exec();
     const qint64 elapsed = clock.elapsed();
     session.stop();
-    // The last statistics cross to this thread by queue.
-    QCoreApplication::processEvents();
     reportFigures(context, session, camera, elapsed);
+    const bool snapshotsWritten = reportSnapshotErrors(context, session);
     if (context.interrupt.isInterrupted()) {
         context.out << "Interrupted; " << camera->getDisplayName() << " is closed.\n";
-        return ExitSuccess;
+        return snapshotsWritten ? ExitSuccess : ExitFailure;
     }
     if (!session.endReason().isEmpty()) {
         context.err << session.endReason() << '\n';
         return ExitFailure;
     }
-    return ExitSuccess;
+    return snapshotsWritten ? ExitSuccess : ExitFailure;
 }
 
 } // namespace

@@ -89,10 +89,9 @@ bool CGrabSession::prepareSnapshots(QString& error)
     error = CSnapshotWriter::checkLayout(layout, canDecompress);
     if (!error.isEmpty())
         return false;
-    if (!QDir().mkpath(m_options.pngDirectory)) {
-        error = QStringLiteral("The folder '%1' can't be created.").arg(m_options.pngDirectory);
+    error = CSnapshotWriter::checkFolder(m_options.pngDirectory);
+    if (!error.isEmpty())
         return false;
-    }
     const QString baseName = m_ptrCamera->getSerialNumber().isEmpty() ? QStringLiteral("image") : m_ptrCamera->getSerialNumber();
     CSnapshotWriter::DecompressorSource decompressors;
     if (canDecompress) {
@@ -105,12 +104,13 @@ bool CGrabSession::prepareSnapshots(QString& error)
     return true;
 }
 
-void CGrabSession::start()
+bool CGrabSession::start()
 {
     if (!m_open || m_grabbing)
-        return;
+        return m_grabbing;
     m_grabbing = true;
     m_observing = true;
+    m_ptrCamera->clearLastError();
     if (m_ptrExclusiveCamera) {
         connectExclusiveSignals();
         m_ptrExclusiveCamera->startGrabbing();
@@ -119,17 +119,34 @@ void CGrabSession::start()
         m_services.notifier->addObserver(this);
         m_services.stream->startGrabbing(m_ptrCamera);
     }
+    // A start that fails throws nothing: the camera is not grabbing, and its last error says why.
+    // (One that ended by itself at once has no error; its stop signal is on its way.)
+    if (!isGrabbing() && !m_ptrCamera->getLastError().isEmpty()) {
+        m_endReason = QStringLiteral("%1 couldn't start grabbing%2").arg(m_ptrCamera->getDisplayName(), reasonSuffix());
+        stop();
+        return false;
+    }
     if (m_options.stallTimeoutMs > 0)
         m_progressTimer.start(m_options.stallTimeoutMs);
+    return true;
+}
+
+bool CGrabSession::isGrabbing() const
+{
+    return m_ptrExclusiveCamera ? m_ptrExclusiveCamera->isGrabbing() : m_services.status->isCameraGrabbing(m_ptrCamera);
+}
+
+QString CGrabSession::reasonSuffix() const
+{
+    const QString reason = m_ptrCamera->getLastError();
+    if (reason.isEmpty())
+        return QStringLiteral(".");
+    return QStringLiteral(": ") + reason + (reason.endsWith(QLatin1Char('.')) ? QString() : QStringLiteral("."));
 }
 
 void CGrabSession::connectSharedSignals()
 {
     ICameraStatusService* status = m_services.status.data();
-    connect(status, &ICameraStatusService::cameraStatisticUpdated, this,
-            [this](const CameraInfoPtr& info, int grabbed, int failed, double fps, uint64_t bps) {
-                onStatistic(info, grabbed, failed, fps, bps);
-            });
     connect(status, &ICameraStatusService::cameraGrabStopped, this, &CGrabSession::onStopped);
     connect(status, &ICameraStatusService::cameraConnectionLost, this, &CGrabSession::onLost);
 }
@@ -142,9 +159,6 @@ void CGrabSession::connectExclusiveSignals()
     connect(camera, &ICamera::cameraImageGrabbed, this,
             [this](const CameraInfoPtr& info, const Tavix::CGrabResultPtr& result) { onImageGrabbed(info, result); },
             Qt::DirectConnection);
-    connect(camera, &ICamera::cameraStatisticChanged, this, [this](int grabbed, int failed, double fps, uint64_t bps) {
-        onStatistic(m_ptrCamera, grabbed, failed, fps, bps);
-    });
     connect(camera, &ICamera::cameraGrabStopped, this, [this] { onStopped(m_ptrCamera); });
     connect(camera, &ICamera::cameraConnectionLost, this, [this] { onLost(m_ptrCamera); });
 }
@@ -154,8 +168,14 @@ void CGrabSession::onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabR
     if (info != m_ptrCamera)
         return;
     const int seen = m_seen.fetch_add(1) + 1;
+    // The images that come between the count and the stop are not the run's.
     if (m_options.count > 0 && seen > m_options.count)
         return;
+    m_skipped.fetch_add(grabResult->GetNumberOfSkippedImages(), std::memory_order_relaxed);
+    if (grabResult->GrabSucceeded())
+        m_bytes.fetch_add(grabResult->GetPayloadSize(), std::memory_order_relaxed);
+    else
+        m_failed.fetch_add(1, std::memory_order_relaxed);
     if (m_pSnapshots)
         m_pSnapshots->offer(grabResult);
     if (seen == m_options.count)
@@ -167,20 +187,20 @@ void CGrabSession::onCountReached()
     end(QString());
 }
 
-void CGrabSession::onStatistic(const CameraInfoPtr& info, int grabbed, int failed, double fps, uint64_t bps)
+CGrabSession::Figures CGrabSession::figures() const
 {
-    if (info != m_ptrCamera)
-        return;
-    m_figures.grabbed = grabbed;
-    m_figures.failed = failed;
-    m_figures.fps = fps;
-    m_figures.bps = bps;
+    Figures figures;
+    figures.images = m_options.count > 0 ? qMin(m_seen.load(), m_options.count) : m_seen.load();
+    figures.failed = m_failed.load();
+    figures.skipped = m_skipped.load();
+    figures.bytes = m_bytes.load();
+    return figures;
 }
 
 void CGrabSession::onStopped(const CameraInfoPtr& info)
 {
     if (info == m_ptrCamera && !m_stopping)
-        end(QStringLiteral("The grab of %1 stopped.").arg(m_ptrCamera->getDisplayName()));
+        end(QStringLiteral("The grab of %1 stopped%2").arg(m_ptrCamera->getDisplayName(), reasonSuffix()));
 }
 
 void CGrabSession::onLost(const CameraInfoPtr& info)

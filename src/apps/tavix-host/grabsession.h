@@ -33,12 +33,13 @@ public:
         int stallTimeoutMs = 10000;
     };
 
+    // What the images of the run itself tell, up to the count.
     struct Figures
     {
-        int grabbed = 0;
-        int failed = 0;
-        double fps = 0.0;
-        quint64 bps = 0;
+        int images = 0;       // results handed to the observers, failed ones among them
+        int failed = 0;       // results that arrived without a good image
+        quint64 skipped = 0;  // images the SDK dropped for want of a free buffer
+        quint64 bytes = 0;    // payload of the good images
     };
 
     CGrabSession(CClientServices services, CameraInfoPtr camera, Options options);
@@ -47,12 +48,12 @@ public:
     // Each returns false with the reason in error.
     bool open(QString& error);
     bool prepareSnapshots(QString& error);
-    void start();
+    // False when the grab did not start; endReason() says why.
+    bool start();
     // Stops grabbing, waits for the snapshots and closes the camera; safe to call again.
     void stop();
 
-    int imagesSeen() const { return m_seen.load(); }
-    Figures figures() const { return m_figures; }
+    Figures figures() const;
     // Why the grab ended before stop() was called, empty when it ran to its count.
     QString endReason() const { return m_endReason; }
     QStringList snapshots() const;
@@ -67,13 +68,15 @@ signals:
 
 private slots:
     void onCountReached();
-    void onStatistic(const Core::OptiRosterComponents::CameraInfoPtr& info, int grabbed, int failed, double fps, uint64_t bps);
     void onStopped(const Core::OptiRosterComponents::CameraInfoPtr& info);
     void onLost(const Core::OptiRosterComponents::CameraInfoPtr& info);
     void checkProgress();
 
 private:
     QString readParameter(const QString& path);
+    bool isGrabbing() const;
+    // The camera's last error as the tail of a sentence: ": reason." or ".".
+    QString reasonSuffix() const;
     // Empty when the camera has no such parameter.
     QString readOptionalParameter(const QString& path);
     void connectSharedSignals();
@@ -90,8 +93,10 @@ private:
     bool m_observing = false;
     bool m_stopping = false;
     std::atomic<int> m_seen{0};
+    std::atomic<int> m_failed{0};
+    std::atomic<quint64> m_skipped{0};
+    std::atomic<quint64> m_bytes{0};
     int m_seenAtLastCheck = 0;
     QTimer m_progressTimer;
-    Figures m_figures;
     QString m_endReason;
 };

@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QTextStream>
 
 namespace {
@@ -32,10 +33,17 @@ struct CHostOptions
                                 QStringLiteral("The camera worlds, comma-separated: sim (the simulated one), aravis (real "
                                                "GigE Vision and USB3 Vision cameras); as TAVIX_BACKENDS."),
                                 QStringLiteral("list")};
+    QList<QCommandLineOption> all() const { return {scenario, backends, plugin, pluginDir, lang, verbose, logRules}; }
+
+    QCommandLineOption verbose{QStringLiteral("verbose"), QStringLiteral("Show the plug-in's log lines on standard error.")};
     QCommandLineOption logRules{QStringLiteral("log-rules"),
-                                QStringLiteral("Logging rules in the syntax of QT_LOGGING_RULES, e.g. \"tavix.*=false\"."),
+                                QStringLiteral("Logging rules in the syntax of QT_LOGGING_RULES, e.g. \"tavix.*.enumeration=true\"; "
+                                               "QT_LOGGING_RULES wins over them."),
                                 QStringLiteral("rules")};
 };
+
+// The plug-in's log lines are for whoever debugs it, not for the user of a command.
+const QString QuietLogRules = QStringLiteral("tavix.*=false");
 
 void setUpParser(QCommandLineParser& parser, const CHostOptions& hostOptions, const CCommandOptions& commandOptions)
 {
@@ -45,20 +53,55 @@ void setUpParser(QCommandLineParser& parser, const CHostOptions& hostOptions, co
         + commandHelpText());
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({hostOptions.scenario, hostOptions.backends, hostOptions.plugin, hostOptions.pluginDir, hostOptions.lang,
-                       hostOptions.logRules});
-    commandOptions.addTo(parser);
+    parser.addOptions(hostOptions.all());
+    parser.addOptions(commandOptions.all());
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("One of the commands above; none for the default run."),
                                  QStringLiteral("[command]"));
     parser.addPositionalArgument(QStringLiteral("arguments"), QStringLiteral("The command's arguments."),
                                  QStringLiteral("[arguments...]"));
 }
 
+// A value such as "-1" reads as an option to the parser; every positional argument goes behind
+// "--", in its order, so that a negative number stays a value.
+QStringList positionalNumbersLast(const QList<QCommandLineOption>& declared, const QStringList& arguments)
+{
+    QStringList valueOptions;
+    for (const QCommandLineOption& option : declared) {
+        if (!option.valueName().isEmpty())
+            valueOptions += option.names();
+    }
+    static const QRegularExpression number(QStringLiteral("^-[0-9.]"));
+    QStringList options{arguments.value(0)};
+    QStringList positional;
+    for (int i = 1; i < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (argument == QLatin1String("--")) {
+            positional += arguments.mid(i + 1);
+            break;
+        }
+        if (!argument.startsWith(QLatin1Char('-')) || number.match(argument).hasMatch()) {
+            positional << argument;
+            continue;
+        }
+        options << argument;
+        const QString name = argument.mid(argument.startsWith(QLatin1String("--")) ? 2 : 1);
+        if (!name.contains(QLatin1Char('=')) && valueOptions.contains(name)) {
+            if (i + 1 == arguments.size())
+                return arguments; // the parser says that the value is missing
+            options << arguments.at(++i);
+        }
+    }
+    return options + QStringList{QStringLiteral("--")} + positional;
+}
+
 // The settings that must be in place before the plug-in loads; false after printing the reason.
 bool applyHostOptions(const QCommandLineParser& parser, const CHostOptions& options, QTextStream& err)
 {
+    // Rules set here rank below QT_LOGGING_RULES, which so stays the last word.
     if (parser.isSet(options.logRules))
         QLoggingCategory::setFilterRules(parser.value(options.logRules).replace(QLatin1Char(';'), QLatin1Char('\n')));
+    else if (!parser.isSet(options.verbose))
+        QLoggingCategory::setFilterRules(QuietLogRules);
     if (parser.isSet(options.lang) && !Languages.contains(parser.value(options.lang))) {
         err << "--lang takes one of " << Languages.join(QStringLiteral(", ")) << ", not '" << parser.value(options.lang) << "'.\n";
         return false;
@@ -117,6 +160,10 @@ int runCommand(const CCommand& command, const QCommandLineParser& parser, const 
         waitForEnumeration(context);
     if (interrupt.isInterrupted())
         return ExitSuccess;
+    if (command.needsDeviceList && context.services.enumeration->getTransportLayers().isEmpty()) {
+        err << "No transport layer was found: the camera world is empty.\n";
+        return ExitFailure;
+    }
     return command.run(context);
 }
 
@@ -146,10 +193,21 @@ int main(int argc, char* argv[])
     const CHostOptions hostOptions;
     const CCommandOptions commandOptions;
     setUpParser(parser, hostOptions, commandOptions);
-    parser.process(app);
 
     QTextStream out(stdout);
     QTextStream err(stderr);
+    if (!parser.parse(positionalNumbersLast(hostOptions.all() + commandOptions.all(), QCoreApplication::arguments()))) {
+        err << parser.errorText() << "; see tavix-host --help.\n";
+        return ExitUsage;
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        out << parser.helpText();
+        return ExitSuccess;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        out << QCoreApplication::applicationName() << ' ' << QCoreApplication::applicationVersion() << '\n';
+        return ExitSuccess;
+    }
     const QString name = parser.positionalArguments().value(0);
     const CCommand* command = findCommand(name);
     if (!command) {

@@ -1,9 +1,13 @@
 #include "snapshotwriter.h"
 
 #include <QDir>
+#include <QFile>
 #include <QMutexLocker>
+#include <QTemporaryFile>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 QImage::Format CSnapshotWriter::imageFormatOf(const QString& pixelFormat)
 {
@@ -103,10 +107,23 @@ void CSnapshotWriter::save(const Tavix::CGrabResultPtr& result)
     // A view of the pixels where they are: the encoder reads the SDK's buffer itself when the
     // image isn't compressed.
     const QImage view(pixels, m_layout.width, m_layout.height, int(bytesPerLine), m_format);
-    if (view.save(file, "PNG"))
-        record(m_files, file);
-    else
-        record(m_errors, QStringLiteral("%1: could not be written.").arg(file));
+    QFile output(file);
+    if (!output.open(QIODevice::WriteOnly) || !view.save(&output, "PNG") || !output.flush()) {
+        record(m_errors, QStringLiteral("%1: could not be written: %2").arg(file, output.errorString()));
+        output.remove();
+        return;
+    }
+    record(m_files, file);
+}
+
+QString CSnapshotWriter::checkFolder(const QString& directory)
+{
+    if (!QDir().mkpath(directory))
+        return QStringLiteral("The folder '%1' can't be created: %2").arg(directory, QString::fromLocal8Bit(std::strerror(errno)));
+    QTemporaryFile probe(QDir(directory).absoluteFilePath(QStringLiteral(".tavix-host-XXXXXX")));
+    if (!probe.open())
+        return QStringLiteral("No snapshot can be written in '%1': %2").arg(directory, probe.errorString());
+    return {};
 }
 
 QByteArray CSnapshotWriter::decompress(const Tavix::CGrabResultPtr& result, const QString& file)

@@ -36,6 +36,8 @@ public:
     static bool isCompressed(const ImageLayout& layout);
     // Empty when the layout can be written, the reason otherwise.
     static QString checkLayout(const ImageLayout& layout, bool canDecompress);
+    // Creates the folder if need be; empty when files can be written there, the reason otherwise.
+    static QString checkFolder(const QString& directory);
 
     // Files are named "<baseName>-<image number>.png"; maxFiles < 0 is no limit. Compressed
     // images need a source of decompressors.

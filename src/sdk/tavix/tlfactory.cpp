@@ -2,8 +2,9 @@
 #include <tavix/sim/world.h>
 #include <tavix/tlfactory.h>
 
-#include <set>
+#include <algorithm>
 #include <mutex>
+#include <set>
 
 namespace Tavix {
 namespace {
@@ -40,6 +41,16 @@ bool matches(const CDeviceInfo& device, const CDeviceInfo& filter)
             return false;
     }
     return true;
+}
+
+// A record names a device when it sets more than the layer it belongs to.
+bool namesADevice(const CDeviceInfo& info)
+{
+    GenICam::gcstring_vector names;
+    info.GetPropertyNames(names);
+    return std::any_of(names.begin(), names.end(), [](const GenICam::gcstring& name) {
+        return name != "DeviceClass" && name != "TLType";
+    });
 }
 
 bool matchesAny(const CDeviceInfo& device, const DeviceInfoList& filter)
@@ -130,6 +141,15 @@ int CTlFactory::EnumerateDevices(DeviceInfoList& list, bool addToList)
 
 ITavixDevice* CTlFactory::CreateDevice(const CDeviceInfo& info)
 {
+    // An empty record would otherwise take whichever device happens to be found first.
+    if (!namesADevice(info))
+        throw GenICam::RuntimeException("No device is available or no device contains the provided device info properties.",
+                                        __FILE__, __LINE__);
+    return createMatching(info);
+}
+
+ITavixDevice* CTlFactory::createMatching(const CDeviceInfo& info)
+{
     const std::string fullName = info.GetFullName().toStdString();
     for (ABackend* backend : activeBackends()) {
         if (ITavixDevice* device = backend->createDevice([&info](const CDeviceInfo& candidate) { return matches(candidate, info); }))
@@ -143,7 +163,7 @@ ITavixDevice* CTlFactory::CreateDevice(const CDeviceInfo& info)
 
 ITavixDevice* CTlFactory::CreateFirstDevice(const CDeviceInfo& info)
 {
-    return CreateDevice(info);
+    return createMatching(info);
 }
 
 void CTlFactory::DestroyDevice(ITavixDevice* device)

@@ -20,13 +20,19 @@ public:
     int EnumerateDevices(DeviceInfoList& list, const DeviceInfoList& filter, bool addToList = false);
     int EnumerateDevices(DeviceInfoList& list, bool addToList = false);
 
+    // The device that the record names; a record that sets nothing but a class or TL type names
+    // none, and throws like one that matches nothing.
     virtual ITavixDevice* CreateDevice(const CDeviceInfo& info);
+    // The first device that matches a record, which may be empty.
     virtual ITavixDevice* CreateFirstDevice(const CDeviceInfo& info = CDeviceInfo());
     virtual void DestroyDevice(ITavixDevice* device);
 
 protected:
     CTlFactory() = default;
     virtual ~CTlFactory() = default;
+
+private:
+    ITavixDevice* createMatching(const CDeviceInfo& info);
 };
 
 } // namespace Tavix

@@ -113,7 +113,7 @@ private:
         int offset = 0;
         const QJsonDocument document = parseJsonStrictly(bytes, error, offset);
         if (document.isNull())
-            failFile("FormatException", QStringLiteral("malformed at byte %1: %2").arg(offset).arg(error));
+            failFile("FormatException", QStringLiteral("malformed at %1: %2").arg(positionText(bytes, offset), error));
         if (!document.isObject())
             failFile("FormatException", QStringLiteral("the document must be an object"));
         return document.object();

@@ -268,12 +268,31 @@ std::string parsePixelList(const QJsonObject& parent, const char* key, const QSt
 
 DefectPixelsDesc parseDefectPixels(const QJsonObject& object, const QString& path)
 {
-    checkKeys(object, path, {"factory", "user"});
+    checkKeys(object, path, {"factory", "user", "sensor"});
     DefectPixelsDesc pixels;
     pixels.enabled = true;
     pixels.factory = parsePixelList(object, "factory", path);
     pixels.user = parsePixelList(object, "user", path);
+    pixels.sensor = parsePixelList(object, "sensor", path);
     return pixels;
+}
+
+std::vector<Fault> parseDeviceFaults(const QJsonArray& array, const QString& path, const std::string& fullName)
+{
+    std::vector<Fault> faults;
+    for (int i = 0; i < array.size(); ++i) {
+        const QString p = indexed(path, "faults", i);
+        const QJsonObject object = objectAt(array[i], p);
+        checkKeys(object, p, {"operation", "type", "description"});
+        Fault fault;
+        fault.target = fullName;
+        fault.operation = textAt(object, "operation", p, true).toStdString();
+        fault.exceptionType = textAt(object, "type", p, false, QStringLiteral("RuntimeException")).toStdString();
+        fault.description = textAt(object, "description", p, false, QStringLiteral("Simulated failure.")).toStdString();
+        fault.count = -1;
+        faults.push_back(fault);
+    }
+    return faults;
 }
 
 DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const LayerDesc& layer, const Scenario& scenario)
@@ -281,7 +300,7 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     checkKeys(object, path, {"fullName", "friendlyName", "vendorName", "modelName", "serialNumber", "userDefinedName",
                              "deviceVersion", "deviceFactory", "manufacturerInfo", "deviceClass", "tlType", "ipAddress",
                              "reachable", "plugged", "model", "features", "tlFeatures", "streamFeatures",
-                             "eventFeatures", "stream", "compression", "defectPixels", "resettable", "rebootTime"});
+                             "eventFeatures", "stream", "compression", "defectPixels", "resettable", "rebootTime", "faults"});
     DeviceDesc device;
     auto set = [&](const char* key, const char* property, bool required = false, const QString& fallback = QString()) {
         const QJsonValue value = object.value(QLatin1String(key));
@@ -322,6 +341,7 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     device.rebootTime = integerAt(object, "rebootTime", path, 4000);
     if (device.rebootTime < -1)
         fail(path + QStringLiteral(".rebootTime"), QStringLiteral("milliseconds or -1 for never are expected"));
+    device.faults = parseDeviceFaults(arrayAt(object, "faults", path), path, device.info.GetFullName().toStdString());
     return device;
 }
 
@@ -420,7 +440,7 @@ bool parseScenario(const QByteArray& json, const QString& source, Scenario& scen
     int offset = 0;
     const QJsonDocument document = parseJsonStrictly(json, jsonError, offset);
     if (document.isNull()) {
-        error = QStringLiteral("%1: not valid JSON at offset %2: %3").arg(source).arg(offset).arg(jsonError);
+        error = QStringLiteral("%1: not valid JSON at %2: %3").arg(source, positionText(json, offset), jsonError);
         return false;
     }
     try {

@@ -2,6 +2,7 @@
 
 #include <tavix/deviceinfo.h>
 #include <tavix/sim/nodemap.h>
+#include <tavix/sim/simcontrol.h>
 #include <tavix/sim/timeline.h>
 
 #include <QJsonArray>
@@ -48,12 +49,14 @@ struct CompressionDesc
     std::vector<int64_t> statusErrorFrames;
 };
 
-// The static defect pixel lists of a camera, in the text form "x,y;x,y".
+// The static defect pixel lists of a camera, in the text form "x,y;x,y". The sensor's defect
+// pixels are those of the factory list and those of sensor.
 struct DefectPixelsDesc
 {
     bool enabled = false;
     std::string factory;
     std::string user;
+    std::string sensor; // defect pixels that the factory list misses
 };
 
 struct DeviceDesc
@@ -71,6 +74,7 @@ struct DeviceDesc
     DefectPixelsDesc defectPixels;
     bool resettable = true;   // the camera has the command "DeviceReset", which reboots it
     int64_t rebootTime = 4000; // milliseconds of the simulator's clock until a reset device is back; -1: never
+    std::vector<Fault> faults; // operations that always fail on this device, as another application holding it makes them
 };
 
 struct InterfaceDesc

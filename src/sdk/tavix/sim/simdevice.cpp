@@ -389,6 +389,24 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
 
     prepareCompression();
     prepareActionTrigger();
+    prepareSensorDefects();
+}
+
+void CSimStreamGrabber::prepareSensorDefects()
+{
+    const DefectPixelsDesc& defects = m_device.desc().defectPixels;
+    if (!defects.enabled) {
+        m_sensorDefects.prepare({}, {}, {}, {}, false);
+        return;
+    }
+    const CNodeMap& camera = m_device.cameraNodeMap();
+    CSensorDefects::Layout layout;
+    layout.width = size_t(std::max<int64_t>(0, camera.integerValue("Width", 0)));
+    layout.height = size_t(std::max<int64_t>(0, camera.integerValue("Height", 0)));
+    layout.bytesPerPixel = size_t(std::max<int64_t>(1, m_device.bytesPerPixel()));
+    const std::string user = CWorld::instance().userDefectPixels(m_device.desc().info.GetFullName().toStdString(), defects.user);
+    m_sensorDefects.prepare(layout, defects.sensor, defects.factory, user,
+                            camera.enumValue("VrlStaticDefectPixelCorrectionMode") == "On");
 }
 
 void CSimStreamGrabber::prepareCompression()
@@ -548,9 +566,11 @@ size_t CSimStreamGrabber::writeImage(unsigned char* buffer, size_t bufferSize, T
     if (!m_compress) {
         const size_t imageSize = std::min(m_imageSize, bufferSize);
         fill(buffer, imageSize);
+        m_sensorDefects.apply(buffer, imageSize);
         return imageSize;
     }
     fill(m_scratch.data(), m_scratch.size());
+    m_sensorDefects.apply(m_scratch.data(), m_scratch.size());
     if (m_lossy) { // the lossy mode drops the two lowest bits of each byte before compressing
         for (unsigned char& byte : m_scratch)
             byte &= 0xFC;

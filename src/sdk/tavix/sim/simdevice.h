@@ -3,6 +3,7 @@
 #include <tavix/compressioncodec.h>
 #include <tavix/sim/nodemap.h>
 #include <tavix/sim/scenario.h>
+#include <tavix/sim/sensordefects.h>
 #include <tavix/transportlayer.h>
 
 #include <atomic>
@@ -47,6 +48,7 @@ private:
     Tavix::FrameResult waitForStop(const std::atomic<bool>& stop);
     void prepareCompression();
     void prepareActionTrigger();
+    void prepareSensorDefects();
     bool waitForTrigger(const std::atomic<bool>& stop);
     void fill(unsigned char* buffer, size_t imageSize);
     // Writes the image into the buffer, compressed if the camera compresses; returns its bytes.
@@ -70,6 +72,7 @@ private:
     bool m_started = false;
     std::vector<unsigned char> m_pattern;
     size_t m_lineLength = 1;
+    CSensorDefects m_sensorDefects; // the lists and the correction mode as the grab started
     bool m_compress = false;
     bool m_lossy = false;
     std::vector<unsigned char> m_scratch; // the uncompressed image, while compressing

@@ -140,10 +140,21 @@ QJsonDocument parseJsonStrictly(const QByteArray& bytes, QString& error, int& of
     QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         error = parseError.errorString();
-        offset = parseError.offset;
+        // Qt's offset is past the character it choked on, except for trailing garbage, and past
+        // the end for a document cut short; the fault is the byte before, and at most the last.
+        const int past = parseError.error == QJsonParseError::GarbageAtEnd ? 0 : 1;
+        offset = qBound(0, parseError.offset - past, qMax(0, bytes.size() - 1));
         return {};
     }
     return document;
+}
+
+QString positionText(const QByteArray& bytes, int offset)
+{
+    const QByteArray before = bytes.left(offset);
+    const int line = before.count('\n') + 1;
+    const int column = offset - (before.lastIndexOf('\n') + 1) + 1;
+    return QStringLiteral("byte %1 (line %2, column %3)").arg(offset).arg(line).arg(column);
 }
 
 } // namespace TavixSim

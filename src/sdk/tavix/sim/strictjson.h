@@ -12,4 +12,8 @@ namespace TavixSim {
 // telling. On failure the document is null and error and offset say what and where.
 QJsonDocument parseJsonStrictly(const QByteArray& bytes, QString& error, int& offset);
 
+// "byte 12 (line 2, column 5)": where a fault at the offset is, bytes counted from 0, lines and
+// columns from 1.
+QString positionText(const QByteArray& bytes, int offset);
+
 } // namespace TavixSim

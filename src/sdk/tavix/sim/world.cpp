@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QtGlobal>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <stdexcept>
@@ -524,19 +525,34 @@ void CWorld::checkFault(std::initializer_list<std::string> targets, const std::s
             }
             return false;
         };
-        auto it = m_faults.begin();
-        while (it != m_faults.end() && !matches(*it))
-            ++it;
-        if (it == m_faults.end())
+        auto it = std::find_if(m_faults.begin(), m_faults.end(), matches);
+        if (it != m_faults.end()) {
+            hit = *it;
+            if (it->count > 0 && --it->count == 0)
+                m_faults.erase(it);
+        } else if (const Fault* lasting = scenarioFault(matches)) {
+            hit = *lasting;
+        } else {
             return;
-        hit = *it;
-        if (it->count > 0 && --it->count == 0)
-            m_faults.erase(it);
+        }
     }
     // A failure from below the SDK, outside its exception family.
     if (hit.exceptionType == "std::runtime_error")
         throw std::runtime_error(hit.description);
     GenICam::throwException(hit.exceptionType, hit.description, __FILE__, __LINE__);
+}
+
+template <typename Matches>
+const Fault* CWorld::scenarioFault(const Matches& matches) const
+{
+    for (const auto& layer : m_scenario.layers) {
+        for (const auto& device : layer.devices) {
+            const auto it = std::find_if(device.faults.begin(), device.faults.end(), matches);
+            if (it != device.faults.end())
+                return &*it;
+        }
+    }
+    return nullptr;
 }
 
 void CWorld::sleep(unsigned long milliseconds)

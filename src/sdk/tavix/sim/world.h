@@ -97,6 +97,9 @@ public:
     void injectFault(const Fault& fault);
     void clearFaults();
     void checkFault(std::initializer_list<std::string> targets, const std::string& operation);
+    // The first of the scenario's lasting device faults that matches.
+    template <typename Matches>
+    const Fault* scenarioFault(const Matches& matches) const;
     void passGate(const std::string& operation);
 
     // Gates

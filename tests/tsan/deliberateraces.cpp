@@ -1,0 +1,75 @@
+// Races made on purpose, one of each kind that the ThreadSanitizer gate must count as this
+// project's: built only in the TSan build, and run by checkgate.py, never by the suite itself.
+#include <QByteArray>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace {
+
+// Runs both functions on threads of their own with nothing ordering them.
+template <typename First, typename Second>
+void runUnordered(First first, Second second)
+{
+    std::thread a(first);
+    std::thread b(second);
+    a.join();
+    b.join();
+}
+
+__attribute__((noinline)) void raceOnPlainInt()
+{
+    int shared = 0;
+    runUnordered([&] { shared = 1; }, [&] { shared = 2; });
+}
+
+// The accesses happen inside the standard library's and Qt's own code; the objects are ours.
+// Each thread adds at the front, so that the second moves what the first wrote whichever runs
+// first; room is reserved so that the race can't free a buffer twice.
+__attribute__((noinline)) void raceInStdString()
+{
+    std::string text;
+    text.reserve(256);
+    runUnordered([&] { text.insert(0, "sixteen bytes..."); }, [&] { text.insert(0, "sixteen bytes!!!"); });
+}
+
+__attribute__((noinline)) void raceInQByteArray()
+{
+    QByteArray bytes;
+    bytes.reserve(256);
+    runUnordered([&] { bytes.prepend("sixteen bytes...", 16); }, [&] { bytes.prepend("sixteen bytes!!!", 16); });
+}
+
+__attribute__((noinline)) void raceOfPlainWithAtomic()
+{
+    int shared = 0;
+    runUnordered([&] { __atomic_store_n(&shared, 1, __ATOMIC_RELAXED); }, [&] { shared = 2; });
+}
+
+__attribute__((noinline)) void lockOrderCycle()
+{
+    std::mutex first;
+    std::mutex second;
+    {
+        std::lock_guard<std::mutex> a(first);
+        std::lock_guard<std::mutex> b(second);
+    }
+    std::thread([&] {
+        std::lock_guard<std::mutex> b(second);
+        std::lock_guard<std::mutex> a(first);
+    }).join();
+}
+
+} // namespace
+
+int main()
+{
+    raceOnPlainInt();
+    raceInStdString();
+    raceInQByteArray();
+    raceOfPlainWithAtomic();
+    lockOrderCycle();
+    return 0;
+}
