@@ -12,6 +12,7 @@
 #include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
+#include <plugins/optiroster/idevicefirmwareupdateservice.h>
 #include <plugins/optiroster/icamerastatusservice.h>
 #include <plugins/optiroster/icamerastreamcontrolservice.h>
 #include <plugins/optiroster/iimagedecompressorservice.h>
@@ -658,6 +659,7 @@ void TestClientServices::everyCameraOperationAnswersBadInput_data()
         {"close", "done", "done", "done", "done"},
         {"openExclusive", "empty", "empty", "empty", "empty"},
         {"takeExclusive", "empty", "empty", "empty", "empty"},
+        {"setActiveDevice", "false", "false", "false", "false"},
         {"startGrabbing", "done", "done", "done", "done"},
         {"singleShot", "done", "done", "done", "done"},
         {"isDeviceOpen", "false", "false", "false", "false"},
@@ -667,8 +669,12 @@ void TestClientServices::everyCameraOperationAnswersBadInput_data()
         {"getCompressionDescriptor", "throws: CameraInfo must not be nullptr", noCamera, noCamera,
          "throws: The camera roster is no longer available."},
         {"getDefectPixelList", "false", "false", "false", "false"},
+        {"setDefectPixelList", "false", "false", "false", "false"},
+        {"normalizeDefectPixelList", "false", "false", "false", "false"},
         {"isDefectPixelCorrectionSupported", noCamera, noCamera, noCamera, "throws: The camera roster is no longer available."},
         {"supportsActionCommands", "false", "false", "false", "false"},
+        {"supportsScheduledActionCommands", "false", "false", "false", "false"},
+        {"firmwareUpdate", "empty", "empty", "empty", "empty"},
         {"getParameterText", noParameters, noParameters, noParameters, noParameters},
     };
     const char* inputs[] = {"empty", "unknown", "lost", "pools gone"};
@@ -698,6 +704,7 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
     const auto decompressor = findService<IImageDecompressorService>(m_host.registry);
     const auto defects = findService<IStaticDefectPixelCorrectionService>(m_host.registry);
     const auto actions = findService<ICameraActionCommandsService>(m_host.registry);
+    const auto firmware = findService<IDeviceFirmwareUpdateService>(m_host.registry);
     if (input == PoolsGone) {
         camera = enumeratedCamera(QStringLiteral("811"));
         m_host.infoService->announceUninitialization();
@@ -710,6 +717,10 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
         {"close", [&] { m_host.control->close(camera); return QStringLiteral("done"); }},
         {"openExclusive", [&] { return m_host.control->openExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
         {"takeExclusive", [&] { return m_host.control->takeExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
+        {"setActiveDevice", [&] { // and then an open of the active device
+             m_host.status->setActiveDevice(camera);
+             return answer(m_host.control->open(false));
+         }},
         {"startGrabbing", [&] { m_host.stream->startGrabbing(camera); m_host.stream->stopGrabbing(camera); return QStringLiteral("done"); }},
         {"singleShot", [&] { m_host.stream->singleShot(camera, 100); return QStringLiteral("done"); }},
         {"isDeviceOpen", [&] { return answer(m_host.status->isDeviceOpen(camera)); }},
@@ -721,8 +732,18 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
              Tavix::StaticDefectPixelList list;
              return answer(defects->getDefectPixelList(camera, list, ListType_User));
          }},
+        {"setDefectPixelList", [&] {
+             Tavix::StaticDefectPixelList list{{1, 1}};
+             return answer(defects->setDefectPixelList(camera, list, ListType_User));
+         }},
+        {"normalizeDefectPixelList", [&] {
+             Tavix::StaticDefectPixelList list{{1, 1}};
+             return answer(defects->normalizeDefectPixelList(camera, list));
+         }},
         {"isDefectPixelCorrectionSupported", [&] { return answer(defects->isDefectPixelCorrectionSupported(camera)); }},
         {"supportsActionCommands", [&] { return answer(actions->supportsActionCommands(camera)); }},
+        {"supportsScheduledActionCommands", [&] { return answer(actions->supportsScheduledActionCommands(camera)); }},
+        {"firmwareUpdate", [&] { return firmware->update(camera, {}) ? QStringLiteral("an update") : QStringLiteral("empty"); }},
         {"getParameterText", [&] { return m_host.parameterService->getParameterText(camera, QStringLiteral("Width")); }},
     };
     QCOMPARE(outcomeOf(operations.at(operation)), expected);
