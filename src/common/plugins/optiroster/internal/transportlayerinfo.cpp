@@ -5,6 +5,21 @@
 
 namespace Plugin::OptiRoster::Internal {
 
+namespace {
+
+// A copy of its own rather than a shared one: the count of shared data would otherwise be
+// dropped on the reader's thread, unseen by the next assignment on the other.
+template <typename List>
+List unsharedCopy(const List& list)
+{
+    List copy;
+    copy.reserve(list.size());
+    std::copy(list.cbegin(), list.cend(), std::back_inserter(copy));
+    return copy;
+}
+
+} // namespace
+
 CTransportLayerInfo::CTransportLayerInfo(const QString& tlClass, const QString& tlType, const QString& friendlyName,
                                          const QString& fullName, QObject* parent)
     : ITransportLayerInfo(parent)
@@ -42,15 +57,10 @@ void CTransportLayerInfo::setCameraInfoList(const CCameraInfoList& list)
         m_cameraInfoList = list;
 }
 
-// Copies of their own rather than shared ones: the count of shared data would otherwise be
-// dropped on the reader's thread, unseen by the next assignment on the other.
 CCameraInfoList CTransportLayerInfo::cameraInfoListCopy() const
 {
     QMutexLocker locker(&m_listsMutex);
-    CCameraInfoList copy;
-    copy.reserve(m_cameraInfoList.size());
-    std::copy(m_cameraInfoList.cbegin(), m_cameraInfoList.cend(), std::back_inserter(copy));
-    return copy;
+    return unsharedCopy(m_cameraInfoList);
 }
 
 bool CTransportLayerInfo::replaceCameraInfoList(const CCameraInfoList& list)
@@ -72,10 +82,7 @@ void CTransportLayerInfo::setInterfaceInfoList(const CInterfaceInfoList& list)
 CInterfaceInfoList CTransportLayerInfo::interfaceInfoListCopy() const
 {
     QMutexLocker locker(&m_listsMutex);
-    CInterfaceInfoList copy;
-    copy.reserve(m_interfaceInfoList.size());
-    std::copy(m_interfaceInfoList.cbegin(), m_interfaceInfoList.cend(), std::back_inserter(copy));
-    return copy;
+    return unsharedCopy(m_interfaceInfoList);
 }
 
 void CTransportLayerInfo::setHaveContainedCamerasChanged(bool changed)
