@@ -2,9 +2,11 @@
 """Sorts ThreadSanitizer reports. A data race is ours when this project's code (src/, tests/,
 bench/, examples/) is on the stacks of both accesses, whichever frame made the access: a race
 inside Qt's or the standard library's code on an object of ours, called by two threads of ours,
-is our race. A cycle in the lock order with our code on both sides is ours too. Everything else
-(Qt's own threads and locks, which TSan can't see, and whose known cases tools/tsan.supp names)
-is counted but not shown. Prints the count of each kind and every one of ours in full, and exits
+is our race. A cycle in the lock order with our code on both sides is ours too. A race of which
+one side allocates the memory or counts Qt's references to it is Qt's hand-over, not a race,
+and one made inside a library's private (unnamed) functions is about the library's own state.
+Everything else (Qt's own threads and locks, which TSan can't see, and whose known cases
+tools/tsan.supp names) is counted but not shown. Prints the count of each kind and every one of ours in full, and exits
 1 when there is one.
 
     ownraces.py SOURCE_ROOT REPORT_FILE...
@@ -16,6 +18,10 @@ import sys
 # The two accesses of a data race, or the two acquisitions of a cycle in the lock order.
 ACCESS = re.compile(r"^  ((Previous )?((A|a)tomic )?(read|write|Read|Write)\b|Mutex \S+ acquired here while holding)")
 FRAME = re.compile(r"^    #\d+ ")
+# A side that allocates, or that counts Qt's references, stands for a hand-over of the memory:
+# TSan takes an allocation for a write, and Qt's queues and implicit sharing order what comes
+# after it by atomics and locks inside Qt, which TSan doesn't see.
+HAND_OVER = re.compile(r"^    #[0-2] (malloc|calloc|realloc|operator new|.*QAtomicOps<|.*QBasicAtomicInteger<)")
 OUR_FOLDERS = ("src", "tests", "bench", "examples")
 
 
@@ -42,8 +48,29 @@ def has_our_frame(stack, roots):
     return any(root in frame for frame in stack for root in roots)
 
 
+def is_hand_over(stack):
+    return any(HAND_OVER.match(frame) for frame in stack[:3])
+
+
+def in_private_library_code(stack, roots):
+    """The access is made inside a library's private functions, which have no name in its symbol
+    table (Qt's own QSettings cache, its event queues): that is the library's state under its
+    own locks. A named function (QByteArray::prepend, std::string::_M_replace) works on an
+    object that its caller owns."""
+    library = []
+    for frame in stack:
+        if any(root in frame for root in roots):
+            break
+        if "libsanitizer" not in frame and "libtsan" not in frame:
+            library.append(frame)
+    return bool(library) and all(re.match(r"^    #\d+ <null> <null>", frame) for frame in library)
+
+
 def is_ours(report, roots):
     stacks = access_stacks(report)
+    if "lock-order-inversion" not in report and any(is_hand_over(stack) or in_private_library_code(stack, roots)
+                                                    for stack in stacks):
+        return False
     return len(stacks) >= 2 and all(has_our_frame(stack, roots) for stack in stacks)
 
 
