@@ -1,5 +1,8 @@
 #include "transportlayerinfo.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace Plugin::OptiRoster::Internal {
 
 CTransportLayerInfo::CTransportLayerInfo(const QString& tlClass, const QString& tlType, const QString& friendlyName,
@@ -29,31 +32,60 @@ QString CTransportLayerInfo::getFriendlyName() const { return m_friendlyName; }
 QString CTransportLayerInfo::getFullName() const { return m_fullName; }
 bool CTransportLayerInfo::haveContainedCamerasChanged() const
 {
-    return m_haveContainedCamerasChanged.load(std::memory_order_relaxed);
+    return m_haveContainedCamerasChanged.load(std::memory_order_acquire);
 }
 
 void CTransportLayerInfo::setCameraInfoList(const CCameraInfoList& list)
 {
-    QMutexLocker locker(&m_cameraInfoListMutex);
+    QMutexLocker locker(&m_listsMutex);
     if (&list != &m_cameraInfoList)
         m_cameraInfoList = list;
 }
 
+// Copies of their own rather than shared ones: the count of shared data would otherwise be
+// dropped on the reader's thread, unseen by the next assignment on the other.
 CCameraInfoList CTransportLayerInfo::cameraInfoListCopy() const
 {
-    QMutexLocker locker(&m_cameraInfoListMutex);
-    return m_cameraInfoList;
+    QMutexLocker locker(&m_listsMutex);
+    CCameraInfoList copy;
+    copy.reserve(m_cameraInfoList.size());
+    std::copy(m_cameraInfoList.cbegin(), m_cameraInfoList.cend(), std::back_inserter(copy));
+    return copy;
+}
+
+bool CTransportLayerInfo::replaceCameraInfoList(const CCameraInfoList& list)
+{
+    QMutexLocker locker(&m_listsMutex);
+    if (list == m_cameraInfoList)
+        return false;
+    m_cameraInfoList = list;
+    return true;
 }
 
 void CTransportLayerInfo::setInterfaceInfoList(const CInterfaceInfoList& list)
 {
+    QMutexLocker locker(&m_listsMutex);
     if (&list != &m_interfaceInfoList)
         m_interfaceInfoList = list;
 }
 
+CInterfaceInfoList CTransportLayerInfo::interfaceInfoListCopy() const
+{
+    QMutexLocker locker(&m_listsMutex);
+    CInterfaceInfoList copy;
+    copy.reserve(m_interfaceInfoList.size());
+    std::copy(m_interfaceInfoList.cbegin(), m_interfaceInfoList.cend(), std::back_inserter(copy));
+    return copy;
+}
+
 void CTransportLayerInfo::setHaveContainedCamerasChanged(bool changed)
 {
-    m_haveContainedCamerasChanged.store(changed, std::memory_order_relaxed);
+    m_haveContainedCamerasChanged.store(changed, std::memory_order_release);
+}
+
+bool CTransportLayerInfo::takeHaveContainedCamerasChanged()
+{
+    return m_haveContainedCamerasChanged.exchange(false, std::memory_order_acq_rel);
 }
 
 } // namespace Plugin::OptiRoster::Internal
