@@ -63,6 +63,7 @@ private slots:
     void aNameThatFitsNoOrManyCamerasExitsWithTheCandidates_data();
     void aNameThatFitsNoOrManyCamerasExitsWithTheCandidates();
     void anInterruptedGrabClosesAndExitsCleanly();
+    void serveEndsOnTimeAndRefusesAClientThatIsNoPlugin();
 
 private:
     void configure(QProcess& process, const QStringList& arguments);
@@ -241,5 +242,19 @@ void TestHostProgram::anInterruptedGrabClosesAndExitsCleanly()
     QVERIFY2(!err.contains("not balanced"), qPrintable(err));
 }
 
+// Client plug-ins themselves are served by the kit's test of the example plug-in; here, what the
+// host does around them.
+void TestHostProgram::serveEndsOnTimeAndRefusesAClientThatIsNoPlugin()
+{
+    const RunResult served = run({"serve", "--seconds", "1"});
+    QCOMPARE(served.exitCode, 0);
+    QCOMPARE(served.exitStatus, QProcess::NormalExit);
+
+    const RunResult refused = run({"--client", QStringLiteral(TAVIX_HOST_PROGRAM), "serve", "--seconds", "1"});
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.err.contains("is not a plug-in of this host"), qPrintable(refused.err));
+}
+
 TAVIX_TEST_MAIN(TestHostProgram)
+
 #include "tst_hostprogram.moc"
