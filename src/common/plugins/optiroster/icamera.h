@@ -41,7 +41,8 @@ signals:
     void cameraGrabStarted();
     /// Sent once the grab has stopped.
     void cameraGrabStopped();
-    /// Sent when the camera's loss is found; the camera is closed afterwards.
+    /// Sent on the SDK's thread that finds the camera's loss. The roster then drops a camera it
+    /// shares; one in exclusive use stays with its holder, who closes it.
     void cameraConnectionLost();
     /// Sent for each image on the grab thread, connected directly: what a receiver does there
     /// delays the next image. The pixels are in result, valid while a CGrabResultPtr holds them.
