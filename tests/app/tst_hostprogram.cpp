@@ -65,6 +65,7 @@ private slots:
     void anInterruptedGrabClosesAndExitsCleanly();
     void badInputEndsWithAClearErrorNotACrash_data();
     void badInputEndsWithAClearErrorNotACrash();
+    void serveEndsOnTimeAndRefusesAClientThatIsNoPlugin();
 
 private:
     void configure(QProcess& process, const QStringList& arguments);
@@ -261,5 +262,19 @@ void TestHostProgram::badInputEndsWithAClearErrorNotACrash()
     QVERIFY2(result.err.contains(error), qPrintable(result.err));
 }
 
+// Client plug-ins themselves are served by the kit's test of the example plug-in; here, what the
+// host does around them.
+void TestHostProgram::serveEndsOnTimeAndRefusesAClientThatIsNoPlugin()
+{
+    const RunResult served = run({"serve", "--seconds", "1"});
+    QCOMPARE(served.exitCode, 0);
+    QCOMPARE(served.exitStatus, QProcess::NormalExit);
+
+    const RunResult refused = run({"--client", QStringLiteral(TAVIX_HOST_PROGRAM), "serve", "--seconds", "1"});
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.err.contains("is not a plug-in of this host"), qPrintable(refused.err));
+}
+
 TAVIX_TEST_MAIN(TestHostProgram)
+
 #include "tst_hostprogram.moc"

@@ -10,12 +10,24 @@
 #include <tavix/backendcontrol.h>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QTextStream>
 
 namespace {
 
 const QStringList Languages{QStringLiteral("ja"), QStringLiteral("zh"), QStringLiteral("en"), QStringLiteral("ko")};
+
+// ../plugins beside the program in the build tree; the plug-in folder of the installed tree
+// otherwise.
+QString defaultPluginDir()
+{
+    const QDir programDir(QCoreApplication::applicationDirPath());
+    const QString buildTreeDir = programDir.absoluteFilePath(QStringLiteral("../plugins"));
+    if (QFileInfo(buildTreeDir).isDir())
+        return buildTreeDir;
+    return QDir::cleanPath(programDir.absoluteFilePath(QStringLiteral(TAVIX_HOST_INSTALLED_PLUGIN_DIR)));
+}
 
 struct CHostOptions
 {
@@ -24,8 +36,10 @@ struct CHostOptions
                                 QStringLiteral("file")};
     QCommandLineOption plugin{QStringLiteral("plugin"), QStringLiteral("The plug-in file to load."), QStringLiteral("file")};
     QCommandLineOption pluginDir{QStringLiteral("plugin-dir"), QStringLiteral("The folder to search for the plug-in."),
-                                 QStringLiteral("folder"),
-                                 QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../plugins"))};
+                                 QStringLiteral("folder"), defaultPluginDir()};
+    QCommandLineOption client{QStringLiteral("client"),
+                              QStringLiteral("A client plug-in to load after the roster (repeatable); see the serve command."),
+                              QStringLiteral("file")};
     QCommandLineOption lang{QStringLiteral("lang"), QStringLiteral("The language of the plug-in's messages: ja, zh, en or ko."),
                             QStringLiteral("language")};
     QCommandLineOption backends{QStringLiteral("backends"),
@@ -45,7 +59,8 @@ void setUpParser(QCommandLineParser& parser, const CHostOptions& hostOptions, co
         + commandHelpText());
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({hostOptions.scenario, hostOptions.backends, hostOptions.plugin, hostOptions.pluginDir, hostOptions.lang,
+    parser.addOptions({hostOptions.scenario, hostOptions.backends, hostOptions.plugin, hostOptions.pluginDir, hostOptions.client,
+                       hostOptions.lang,
                        hostOptions.logRules});
     commandOptions.addTo(parser);
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("One of the commands above; none for the default run."),
@@ -92,6 +107,12 @@ bool loadPlugin(CHost& host, const QCommandLineParser& parser, const CHostOption
     if (!host.load(path)) {
         err << "The plug-in could not be loaded: " << host.errorString() << '\n';
         return false;
+    }
+    for (const QString& client : parser.values(options.client)) {
+        if (!host.load(client)) {
+            err << "The client plug-in could not be loaded: " << host.errorString() << '\n';
+            return false;
+        }
     }
     if (parser.isSet(options.lang)) {
         auto* localized = qobject_cast<Core::Plugin::ALocalizedPlugin*>(host.plugin());
