@@ -1,5 +1,6 @@
 #include "cameraenumerationservice.h"
 
+#include <plugins/optiroster/internal/grabsettings.h>
 #include <plugins/optiroster/internal/interfacepool.h>
 #include <plugins/optiroster/internal/optiroster.h>
 #include <plugins/optiroster/internal/transportlayerinfo.h>
@@ -125,6 +126,7 @@ void CCameraEnumerationService::updatePools()
 {
     if (!m_optiRoster || !m_interfacePool)
         return;
+    const CGrabSettings::CSharedRead grabSettings; // for the cameras that come and go now
     m_optiRoster->clearDeviceInfos();
     m_interfacePool->clearDeviceInfos();
     for (const auto& layer : qAsConst(m_transportLayers)) {
