@@ -1,4 +1,5 @@
 #include "camerafixture.h"
+#include "deadlockwatchdog.h"
 #include "logrecorder.h"
 #include "exceptiontext.h"
 #include "hostedplugin.h"
@@ -11,6 +12,7 @@
 #include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
+#include <plugins/optiroster/idevicefirmwareupdateservice.h>
 #include <plugins/optiroster/icamerastatusservice.h>
 #include <plugins/optiroster/icamerastreamcontrolservice.h>
 #include <plugins/optiroster/iimagedecompressorservice.h>
@@ -84,6 +86,10 @@ private slots:
     void oneMergedSignalSequenceTellsAGrabAndALoss();
     void theActiveDeviceSignalsChangesOnly();
     void clientsOpeningWhileThePassesRunDontDeadlock();
+    void clientSlotsAskingTheStatusServiceDontDeadlock();
+    void aCameraFoundWhileTheLastResultWaitsIsAnnounced();
+    void passesFromAClientThreadWhileLostCamerasLeave();
+    void theActiveDeviceSwitchedDuringAnOpenOpensNoStranger();
 
     void parametersAreReachedByDescription();
 
@@ -454,6 +460,123 @@ void TestClientServices::clientsOpeningWhileThePassesRunDontDeadlock()
     client.join();
 }
 
+void TestClientServices::clientSlotsAskingTheStatusServiceDontDeadlock()
+{
+    startAndWaitForTheFirstPass();
+    const auto camera = enumeratedCamera(QStringLiteral("810"));
+    // A client on the main thread that asks the status service from its slots, as a window does,
+    // while another client's thread asks it too: the signals reach the slots directly here.
+    QObject window;
+    int asked = 0;
+    auto ask = [&] {
+        m_host.status->isExclusive(camera);
+        m_host.status->isDeviceOpen(camera);
+        ++asked;
+    };
+    connect(m_host.status.data(), &ICameraStatusService::deviceOpening, &window, ask);
+    connect(m_host.status.data(), &ICameraStatusService::deviceOpened, &window, ask);
+    connect(m_host.status.data(), &ICameraStatusService::cameraDetached, &window, ask);
+    connect(m_host.status.data(), &ICameraStatusService::cameraAttached, &window, ask);
+    std::atomic<bool> done{false};
+    std::thread other([&] {
+        while (!done.load()) {
+            m_host.status->isExclusive(camera);
+            m_host.status->isDeviceOpen(camera);
+        }
+    });
+    {
+        CDeadlockWatchdog watchdog("open, take and release with a client asking from its slots", std::chrono::seconds(30));
+        for (int round = 0; round < 100; ++round) {
+            QVERIFY(m_host.control->open(camera, false));
+            const QSharedPointer<ICamera> taken = m_host.control->takeExclusive(camera);
+            QVERIFY(taken);
+            QVERIFY(m_host.control->releaseExclusive(taken));
+            m_host.control->close(camera);
+        }
+    }
+    done.store(true);
+    other.join();
+    QCOMPARE(asked, 100 * 5); // two openings (the roster's and the camera's), opened, detached, attached
+}
+
+void TestClientServices::aCameraFoundWhileTheLastResultWaitsIsAnnounced()
+{
+    startAndWaitForTheFirstPass();
+    QSignalSpy connected(m_host.status.data(), &ICameraStatusService::deviceConnected);
+    TavixSim::plugDevice("SimGigE#812");
+    // Two passes end while this thread doesn't turn, so the second starts before the first's
+    // result is merged; both are asked for from a client's thread.
+    CLogRecorder log;
+    const auto passesLogged = [&] { return log.messages(TransportLayerCategory).filter(QStringLiteral("Enumerated")).size(); };
+    std::thread client([&] {
+        QElapsedTimer clock;
+        clock.start();
+        while (passesLogged() < 2 && clock.elapsed() < 20000) {
+            m_host.enumeration->requestEnumeration(); // dropped while a pass runs
+            std::this_thread::yield();
+        }
+    });
+    client.join();
+    QCOMPARE(passesLogged(), 2);
+    QTRY_VERIFY_WITH_TIMEOUT(!connected.isEmpty(), 10000);
+    QCOMPARE(connected.at(0).at(0).value<DeviceBaseInfoPtr>(), DeviceBaseInfoPtr(enumeratedCamera(QStringLiteral("812"))));
+    QVERIFY(m_host.control->open(enumeratedCamera(QStringLiteral("812")), false)); // the roster has it
+}
+
+void TestClientServices::passesFromAClientThreadWhileLostCamerasLeave()
+{
+    // The layers' lists are assigned by passes on a worker while this thread merges results and
+    // takes lost cameras out of them (ThreadSanitizer watches this test).
+    startAndWaitForTheFirstPass();
+    std::atomic<bool> done{false};
+    std::thread client([&] {
+        while (!done.load()) {
+            m_host.enumeration->requestEnumeration();
+            std::this_thread::yield();
+        }
+    });
+    QSignalSpy lost(m_host.status.data(), &ICameraStatusService::cameraConnectionLost);
+    for (int round = 0; round < 10; ++round) {
+        QVERIFY(QTest::qWaitFor([&] { return enumeratedCamera(QStringLiteral("810")); }, 10000));
+        const auto camera = enumeratedCamera(QStringLiteral("810"));
+        QVERIFY(m_host.control->open(camera, false));
+        TavixSim::loseDevice("SimGigE#810");
+        QVERIFY(QTest::qWaitFor([&] { return lost.count() == round + 1; }, 10000));
+        TavixSim::plugDevice("SimGigE#810");
+    }
+    // The last one comes back with the passes still running.
+    QVERIFY(QTest::qWaitFor([&] { return enumeratedCamera(QStringLiteral("810")); }, 10000));
+    done.store(true);
+    client.join();
+}
+
+void TestClientServices::theActiveDeviceSwitchedDuringAnOpenOpensNoStranger()
+{
+    startAndWaitForTheFirstPass();
+    const auto camera = enumeratedCamera(QStringLiteral("810"));
+    const auto other = enumeratedCamera(QStringLiteral("811"));
+    const DeviceBaseInfoPtr port = enumeratedInterface(QStringLiteral("cs-eth0"));
+    m_host.status->setActiveDevice(camera);
+    // Another client's open holds the roster in the SDK's open meanwhile.
+    TavixSim::pauseOperation("Open");
+    std::thread slowOpen([&] { QVERIFY(m_host.control->open(other, false)); });
+    QVERIFY(TavixSim::waitUntilPaused("Open"));
+    bool opened = false;
+    std::thread client([&] { opened = m_host.control->open(false); });
+    QTest::qWait(100); // time for the client to choose the roster and wait for it
+    m_host.status->setActiveDevice(port);
+    TavixSim::resumeOperation("Open");
+    slowOpen.join();
+    client.join();
+    QVERIFY(opened);
+    QVERIFY(m_host.status->isDeviceOpen(camera)); // the device that was active when it asked
+    QVERIFY(!m_host.status->isDeviceOpen(port));
+    QCOMPARE(m_host.enumeration->getOpenCameras().size(), 2);
+    QVERIFY(!m_host.enumeration->getOpenCameras().contains(CameraInfoPtr()));
+    m_host.control->close(camera);
+    m_host.control->close(other);
+}
+
 void TestClientServices::parametersAreReachedByDescription()
 {
     startAndWaitForTheFirstPass();
@@ -536,6 +659,7 @@ void TestClientServices::everyCameraOperationAnswersBadInput_data()
         {"close", "done", "done", "done", "done"},
         {"openExclusive", "empty", "empty", "empty", "empty"},
         {"takeExclusive", "empty", "empty", "empty", "empty"},
+        {"setActiveDevice", "false", "false", "false", "false"},
         {"startGrabbing", "done", "done", "done", "done"},
         {"singleShot", "done", "done", "done", "done"},
         {"isDeviceOpen", "false", "false", "false", "false"},
@@ -545,8 +669,12 @@ void TestClientServices::everyCameraOperationAnswersBadInput_data()
         {"getCompressionDescriptor", "throws: CameraInfo must not be nullptr", noCamera, noCamera,
          "throws: The camera roster is no longer available."},
         {"getDefectPixelList", "false", "false", "false", "false"},
+        {"setDefectPixelList", "false", "false", "false", "false"},
+        {"normalizeDefectPixelList", "false", "false", "false", "false"},
         {"isDefectPixelCorrectionSupported", noCamera, noCamera, noCamera, "throws: The camera roster is no longer available."},
         {"supportsActionCommands", "false", "false", "false", "false"},
+        {"supportsScheduledActionCommands", "false", "false", "false", "false"},
+        {"firmwareUpdate", "empty", "empty", "empty", "empty"},
         {"getParameterText", noParameters, noParameters, noParameters, noParameters},
     };
     const char* inputs[] = {"empty", "unknown", "lost", "pools gone"};
@@ -576,6 +704,7 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
     const auto decompressor = findService<IImageDecompressorService>(m_host.registry);
     const auto defects = findService<IStaticDefectPixelCorrectionService>(m_host.registry);
     const auto actions = findService<ICameraActionCommandsService>(m_host.registry);
+    const auto firmware = findService<IDeviceFirmwareUpdateService>(m_host.registry);
     if (input == PoolsGone) {
         camera = enumeratedCamera(QStringLiteral("811"));
         m_host.infoService->announceUninitialization();
@@ -588,6 +717,10 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
         {"close", [&] { m_host.control->close(camera); return QStringLiteral("done"); }},
         {"openExclusive", [&] { return m_host.control->openExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
         {"takeExclusive", [&] { return m_host.control->takeExclusive(camera) ? QStringLiteral("a camera") : QStringLiteral("empty"); }},
+        {"setActiveDevice", [&] { // and then an open of the active device
+             m_host.status->setActiveDevice(camera);
+             return answer(m_host.control->open(false));
+         }},
         {"startGrabbing", [&] { m_host.stream->startGrabbing(camera); m_host.stream->stopGrabbing(camera); return QStringLiteral("done"); }},
         {"singleShot", [&] { m_host.stream->singleShot(camera, 100); return QStringLiteral("done"); }},
         {"isDeviceOpen", [&] { return answer(m_host.status->isDeviceOpen(camera)); }},
@@ -599,11 +732,29 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
              Tavix::StaticDefectPixelList list;
              return answer(defects->getDefectPixelList(camera, list, ListType_User));
          }},
+        {"setDefectPixelList", [&] {
+             Tavix::StaticDefectPixelList list{{1, 1}};
+             return answer(defects->setDefectPixelList(camera, list, ListType_User));
+         }},
+        {"normalizeDefectPixelList", [&] {
+             Tavix::StaticDefectPixelList list{{1, 1}};
+             return answer(defects->normalizeDefectPixelList(camera, list));
+         }},
         {"isDefectPixelCorrectionSupported", [&] { return answer(defects->isDefectPixelCorrectionSupported(camera)); }},
         {"supportsActionCommands", [&] { return answer(actions->supportsActionCommands(camera)); }},
+        {"supportsScheduledActionCommands", [&] { return answer(actions->supportsScheduledActionCommands(camera)); }},
+        {"firmwareUpdate", [&] { return firmware->update(camera, {}) ? QStringLiteral("an update") : QStringLiteral("empty"); }},
         {"getParameterText", [&] { return m_host.parameterService->getParameterText(camera, QStringLiteral("Width")); }},
     };
     QCOMPARE(outcomeOf(operations.at(operation)), expected);
+    if (input != PoolsGone) {
+        // Nothing of the bad description is left in a pool for other clients to walk into.
+        const QVector<CameraInfoPtr> open = m_host.enumeration->getOpenCameras();
+        QVERIFY(!open.contains(CameraInfoPtr()));
+        QVERIFY(!camera || !open.contains(camera));
+        QVERIFY(!camera || !m_host.parameterService->findParameterCollection(camera));
+        QCOMPARE(m_host.status->getNumberOfGrabbingCameras(), size_t(0));
+    }
 
     if (input == PoolsGone) { // for cleanup
         m_host.plugin = std::make_unique<COptiRosterPlugin>();

@@ -1,4 +1,5 @@
 #include "camerafixture.h"
+#include "deadlockwatchdog.h"
 #include "logrecorder.h"
 #include "testmain.h"
 
@@ -50,10 +51,10 @@ QJsonObject compressingCamera(const QString& serial, const QString& mode)
 
 // The moving test pattern as the simulated camera sends the image of that number: a ramp along
 // each line that moves on by one byte per line and per frame.
-QByteArray expectedPattern(int64_t imageNumber, unsigned char mask)
+QByteArray expectedPattern(int64_t imageNumber, unsigned char mask, int width = Width)
 {
-    const size_t line = Width;
-    QByteArray image(Width * Height, Qt::Uninitialized);
+    const size_t line = size_t(width);
+    QByteArray image(width * Height, Qt::Uninitialized);
     const size_t shift = size_t(imageNumber) % line;
     for (size_t i = 0; i < size_t(image.size()); ++i) {
         const size_t at = i + shift;
@@ -91,6 +92,33 @@ QByteArray decompressed(const Tavix::CImageDecompressor& decompressor, const Tav
     return image;
 }
 
+// Decompresses each image on the grab thread with the decompressor the service has for it at
+// that moment, as a client that shows compressed images does.
+class CDecompressingObserver : public IImageGrabbedObserver
+{
+public:
+    explicit CDecompressingObserver(IImageDecompressorService& service) : m_service(service) {}
+
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr& result) override
+    {
+        const auto decompressor = m_service.getImageDecompressor(info);
+        if (!decompressor)
+            ++missing;
+        else if (decompressed(*decompressor, result) != expectedPattern(result->GetImageNumber(), 0xFF, width.load()))
+            ++wrong;
+        else
+            ++good;
+    }
+
+    std::atomic<int> width{Width};
+    std::atomic<int> missing{0};
+    std::atomic<int> wrong{0};
+    std::atomic<int> good{0};
+
+private:
+    IImageDecompressorService& m_service;
+};
+
 } // namespace
 
 class TestImageDecompression : public QObject
@@ -109,6 +137,7 @@ private slots:
     void aFailedReadLeavesNoEntryAndTheGrabStarts();
     void aHeldDecompressorOutlivesTheClose();
     void aCloseOnAnotherThreadWaitsForACompressionRead();
+    void aGrabOnAClientThreadIsPreparedBeforeItsFirstImage();
     void aNullInfoIsRefusedWithoutALogEntry();
 
 private:
@@ -350,6 +379,40 @@ void TestImageDecompression::aCloseOnAnotherThreadWaitsForACompressionRead()
     QVERIFY(!closedDuringTheRead);
     QCOMPARE(mode, 1); // Lossless, read whole from the open camera
     QVERIFY(!m_pRoster->isDeviceOpen(info));
+}
+
+void TestImageDecompression::aGrabOnAClientThreadIsPreparedBeforeItsFirstImage()
+{
+    // A client's thread starts and stops the grabs while the main thread doesn't turn (a busy
+    // window), and an observer fetches the decompressor for every image; the second grab comes
+    // after a change of Width, which needs a decompressor of its own.
+    const CameraInfoPtr info = openCamera(QStringLiteral("601"));
+    QVERIFY(info);
+    CDecompressingObserver observer(*m_pService);
+    m_notifier->addObserver(&observer);
+    const auto width = m_pRoster->getDevice(info)->getParameterCollection()->getIntegerParameter(QStringLiteral("Width"));
+    QVERIFY(width);
+    for (int grabWidth : {Width, Width / 2}) {
+        width->setValue(grabWidth);
+        observer.width.store(grabWidth);
+        const int before = observer.good + observer.missing + observer.wrong;
+        {
+            CDeadlockWatchdog watchdog("a grab started and stopped on a client's thread", std::chrono::seconds(60));
+            std::thread client([&] {
+                m_pRoster->startGrabbing(info);
+                QElapsedTimer clock;
+                clock.start();
+                while (observer.good + observer.missing + observer.wrong < before + 5 && clock.elapsed() < 20000)
+                    std::this_thread::yield();
+                m_pRoster->stopGrabbing(info);
+            });
+            client.join();
+        }
+        QVERIFY(observer.good + observer.missing + observer.wrong >= before + 5);
+        QCOMPARE(observer.missing.load(), 0);
+        QCOMPARE(observer.wrong.load(), 0);
+    }
+    m_notifier->removeObserver(&observer);
 }
 
 void TestImageDecompression::aNullInfoIsRefusedWithoutALogEntry()

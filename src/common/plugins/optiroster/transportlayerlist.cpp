@@ -69,23 +69,20 @@ void listDevices(Tavix::ITransportLayer* layer, Tavix::DeviceInfoList& devices, 
 // Gives the layer's camera list after the pass.
 CCameraInfoList updateCameras(CTransportLayerInfo& info, Tavix::ITransportLayer* layer, const EnumerationSettings& settings)
 {
-    // The main thread may change the list meanwhile (a lost camera's removal): read a copy.
-    CCameraInfoList present = info.cameraInfoListCopy();
     try {
         Tavix::DeviceInfoList devices;
         listDevices(layer, devices, settings);
         bool changed = false;
         const CCameraInfoList cameras = CCameraInfoList::fromDeviceInfoList(devices, &changed);
         // Both lists are sorted by display name and hold the known objects, so an equal set of
-        // cameras compares equal pointer by pointer.
-        const bool listDiffers = cameras != present;
+        // cameras compares equal pointer by pointer. The present list is the one at this moment:
+        // the main thread may have taken a lost camera out of it while the devices were listed.
+        // An equal list stays as it is; a changed one is stored before the flag is raised, so
+        // that the merge which sees the flag reads the new list.
+        const bool listDiffers = info.replaceCameraInfoList(cameras);
         if (changed || listDiffers)
             info.setHaveContainedCamerasChanged(true);
-        // An equal list stays as it is: the main thread may be reading it, without a lock.
-        if (listDiffers) {
-            info.setCameraInfoList(cameras);
-            present = cameras;
-        }
+        return cameras;
     } catch (const Core::Exception::BaseException& e) {
         Internal::writeLog(logCategoryId(), QStringLiteral("CTransportLayerList::refreshTransportLayerList failed: %1")
                                                 .arg(QString::fromUtf8(e.what())));
@@ -93,7 +90,7 @@ CCameraInfoList updateCameras(CTransportLayerInfo& info, Tavix::ITransportLayer*
         Internal::writeLog(logCategoryId(),
                            QStringLiteral("CTransportLayerList::refreshTransportLayerList: Unknown exception occured"));
     }
-    return present;
+    return info.cameraInfoListCopy();
 }
 
 void logFindingsOf(const CTransportLayerInfo& info, const CCameraInfoList& cameras, int oldCount)
@@ -166,7 +163,8 @@ void CTransportLayerList::refreshTransportLayerList(CTransportLayerList& list, b
             Internal::adoptKnown(*m_pKnownTransportLayers, knownTransportLayerIndex, QString::fromUtf8(tlInfo.GetFullName().c_str()),
                                  [&tlInfo] { return CTransportLayerInfo::fromTavixTransportLayer(tlInfo); });
 
-        info->setHaveContainedCamerasChanged(false);
+        // The flag is not cleared here: a pass may start before the main thread has merged the
+        // last one's result, and clearing it would erase that news. The merge consumes it.
         if (!skipDeviceScan)
             scanLayer(*info, tlInfo, settings, logFindings, m_pCxpTransportLayer);
         result.m_transportLayers.append(info);

@@ -103,7 +103,13 @@ void CCameraEnumerationService::mergeEnumerationResult(QVector<TransportLayerInf
     // came, went or moved, and a layer's content is told by its changed flag alone.
     bool changed = list.size() != m_transportLayers.size();
     for (int i = 0; !changed && i < list.size(); ++i)
-        changed = list.at(i) != m_transportLayers.at(i) || list.at(i)->haveContainedCamerasChanged();
+        changed = list.at(i) != m_transportLayers.at(i);
+    // Every layer's flag is consumed, not only up to the first difference: what it tells is
+    // published now, with the lists read after it.
+    for (const auto& layer : qAsConst(list)) {
+        if (const auto concrete = layer.objectCast<CTransportLayerInfo>())
+            changed = concrete->takeHaveContainedCamerasChanged() || changed;
+    }
     if (!force && !changed)
         return;
     m_transportLayers = std::move(list);
@@ -129,9 +135,13 @@ void CCameraEnumerationService::updatePools()
     const CGrabSettings::CSharedRead grabSettings; // for the cameras that come and go now
     m_optiRoster->clearDeviceInfos();
     m_interfacePool->clearDeviceInfos();
+    // A pass may assign a layer's lists meanwhile: they are read as copies taken under its lock.
     for (const auto& layer : qAsConst(m_transportLayers)) {
-        m_optiRoster->addDevices(layer->getCameraInfoList().toDeviceBaseInfoVector());
-        m_interfacePool->addDevices(CInterfaceInfoList(layer->getInterfaceInfoList()).toDeviceBaseInfoVector());
+        const auto concrete = layer.objectCast<CTransportLayerInfo>();
+        if (!concrete)
+            continue;
+        m_optiRoster->addDevices(concrete->cameraInfoListCopy().toDeviceBaseInfoVector());
+        m_interfacePool->addDevices(concrete->interfaceInfoListCopy().toDeviceBaseInfoVector());
     }
     m_optiRoster->removeVanishedDevices();
     m_interfacePool->removeVanishedDevices();
@@ -142,13 +152,12 @@ void CCameraEnumerationService::removeDevice(CameraInfoPtr ptrDeviceInfo)
     QMutexLocker locker(&m_mutex);
     const QVector<TransportLayerInfoPtr> layers = m_transportLayers;
     for (const auto& layer : layers) {
-        if (!layer->getCameraInfoList().contains(ptrDeviceInfo))
-            continue;
         const auto concrete = layer.objectCast<CTransportLayerInfo>();
         if (!concrete)
             continue;
         CCameraInfoList cameras = concrete->cameraInfoListCopy(); // a pass may be writing it
-        cameras.removeOne(ptrDeviceInfo);
+        if (!cameras.removeOne(ptrDeviceInfo))
+            continue;
         concrete->setCameraInfoList(cameras);
         break;
     }

@@ -36,8 +36,9 @@ ADevicePool* CControlService::poolFor(const QSharedPointer<IDevice>& device) con
 
 bool CControlService::open(bool monitorMode)
 {
-    ADevicePool* pool = poolFor(ADevicePool::getActiveDevice());
-    return pool && pool->openActiveDevice(monitorMode);
+    // The active device is read once: a client may switch it meanwhile, and the pool chosen for
+    // one description must not be handed another's.
+    return open(ADevicePool::getActiveDevice(), monitorMode);
 }
 
 bool CControlService::open(DeviceBaseInfoPtr info, bool monitorMode)
@@ -48,8 +49,7 @@ bool CControlService::open(DeviceBaseInfoPtr info, bool monitorMode)
 
 void CControlService::close()
 {
-    if (ADevicePool* pool = poolFor(ADevicePool::getActiveDevice()))
-        pool->closeActiveDevice();
+    close(ADevicePool::getActiveDevice()); // read once, as in open()
 }
 
 void CControlService::close(DeviceBaseInfoPtr info)

@@ -65,7 +65,7 @@ QSharedPointer<IDevice> ADevicePool::getDevice(const DeviceBaseInfoPtr& info)
 
 bool ADevicePool::openActiveDevice(bool monitorMode)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     const DeviceBaseInfoPtr active = getActiveDevice();
     if (!active)
         return false;
@@ -74,10 +74,19 @@ bool ADevicePool::openActiveDevice(bool monitorMode)
 
 bool ADevicePool::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
 {
+    CPoolLocker locker(this);
     QSharedPointer<IDevice> device = getDevice(info);
-    if (!device)
+    const bool created = !device;
+    if (created)
         device = createDevice(info);
-    return device->open(monitorMode);
+    if (!device)
+        return false;
+    const bool opened = device->open(monitorMode);
+    // A device made here for a description that no device answers is not kept: enumeration makes
+    // the devices of what it reports, so the pool holds only what it reported or what is open.
+    if (!opened && created)
+        removeDevice(device);
+    return opened;
 }
 
 bool ADevicePool::isDeviceOpen(const DeviceBaseInfoPtr& info)
@@ -96,7 +105,7 @@ void ADevicePool::closeActiveDevice()
 
 void ADevicePool::closeDevice(const DeviceBaseInfoPtr& info)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     if (const QSharedPointer<IDevice> device = getDevice(info))
         closeDevice(device);
 }
@@ -274,25 +283,60 @@ IDevice* ADevicePool::senderDevice() const
 void ADevicePool::onDeviceOpening()
 {
     if (IDevice* device = senderDevice())
-        emit deviceOpening(device->getInfo());
+        emitUnlocked([this, info = device->getInfo()] { emit deviceOpening(info); });
 }
 
 void ADevicePool::onDeviceClosing()
 {
     if (IDevice* device = senderDevice())
-        emit deviceClosing(device->getInfo());
+        emitUnlocked([this, info = device->getInfo()] { emit deviceClosing(info); });
 }
 
 void ADevicePool::onDeviceOpened()
 {
     if (IDevice* device = senderDevice())
-        emit deviceOpened(device->getInfo());
+        emitUnlocked([this, info = device->getInfo()] { emit deviceOpened(info); });
 }
 
 void ADevicePool::onDeviceClosed()
 {
     if (IDevice* device = senderDevice())
-        emit deviceClosed(device->getInfo());
+        emitUnlocked([this, info = device->getInfo()] { emit deviceClosed(info); });
+}
+
+ADevicePool::CPoolLocker::CPoolLocker(ADevicePool* pool)
+    : m_pPool(pool)
+{
+    m_pPool->m_mutex.lock();
+    if (m_pPool->m_lockDepth++ == 0)
+        m_pPool->m_lockOwner.store(QThread::currentThread());
+}
+
+ADevicePool::CPoolLocker::~CPoolLocker()
+{
+    if (--m_pPool->m_lockDepth > 0) {
+        m_pPool->m_mutex.unlock();
+        return;
+    }
+    const QVector<std::function<void()>> deferred = std::exchange(m_pPool->m_deferredSignals, {});
+    m_pPool->m_lockOwner.store(nullptr);
+    m_pPool->m_mutex.unlock();
+    for (const auto& emission : deferred)
+        emission();
+}
+
+bool ADevicePool::defersSignals() const
+{
+    QThread* current = QThread::currentThread();
+    return m_lockOwner.load() == current && current == thread();
+}
+
+void ADevicePool::emitUnlocked(const std::function<void()>& emission)
+{
+    if (defersSignals())
+        m_deferredSignals.append(emission); // this thread holds m_mutex, which guards the list
+    else
+        emission();
 }
 
 } // namespace Plugin::OptiRoster::Internal

@@ -8,6 +8,11 @@
 #include <QSharedPointer>
 #include <QVector>
 
+#include <atomic>
+#include <functional>
+
+class QThread;
+
 namespace Plugin::OptiRoster::Internal {
 
 // What the camera roster and the interface pool have in common: the live device objects,
@@ -61,6 +66,28 @@ protected slots:
     void onDeviceClosed();
 
 protected:
+    // Holds m_mutex. The pool's signals that the pool's own thread emits meanwhile leave once the
+    // outermost locker has let the mutex go, in the order they were emitted: a receiver that is
+    // called directly (the status service and its clients on the main thread) may then take the
+    // status service's lock, which comes before this one, without closing a cycle with a client
+    // thread that holds the status lock and waits for this one.
+    class CPoolLocker
+    {
+    public:
+        explicit CPoolLocker(ADevicePool* pool);
+        ~CPoolLocker();
+        CPoolLocker(const CPoolLocker&) = delete;
+        CPoolLocker& operator=(const CPoolLocker&) = delete;
+
+    private:
+        ADevicePool* m_pPool;
+    };
+
+    // Emits at once, or, while the pool's thread holds m_mutex, once it lets go. Other threads
+    // emit at once: their receivers on the main thread get the signal queued, so no lock is
+    // taken under this one, and the order with the queued relays of the device stays as it was.
+    void emitUnlocked(const std::function<void()>& emission);
+
     // Connects the four relays of a new device; the derived class calls it from createDevice.
     void connectDeviceSignals(IDevice* device);
 
@@ -83,6 +110,7 @@ protected:
 
 private:
     IDevice* senderDevice() const;
+    bool defersSignals() const;
     void indexDevice(const QSharedPointer<IDevice>& device, bool add);
     void reindexIfIdentitiesChanged();
 
@@ -92,6 +120,11 @@ private:
     QHash<QString, QSharedPointer<IDevice>> m_camerasByFullName;
     QHash<QString, QSharedPointer<IDevice>> m_interfacesById;
     quint64 m_indexedIdentityChanges = 0;
+
+    // Both guarded by m_mutex; the owner is set by the outermost locker of the thread that holds it.
+    int m_lockDepth = 0;
+    std::atomic<QThread*> m_lockOwner{nullptr};
+    QVector<std::function<void()>> m_deferredSignals;
 
     static DeviceBaseInfoPtr m_activeDevice;
     // A leaf lock for the copy of the shared pointer alone: a client's thread may set it while

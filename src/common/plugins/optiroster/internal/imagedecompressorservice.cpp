@@ -30,7 +30,10 @@ CImageDecompressorService::CImageDecompressorService(QPointer<COptiRoster> pool,
 {
     if (!m_pool)
         return;
-    connect(m_pool.data(), &COptiRoster::cameraGrabStart, this, &CImageDecompressorService::onCameraGrabStart);
+    // Direct: the slot runs on the thread that starts the grab, before the SDK starts, and the
+    // start waits for it, whichever thread that is.
+    connect(m_pool.data(), &COptiRoster::cameraGrabStart, this, &CImageDecompressorService::onCameraGrabStart,
+            Qt::DirectConnection);
     connect(m_pool.data(), &COptiRoster::deviceClosed, this, &CImageDecompressorService::onDeviceClosed);
 }
 
@@ -58,7 +61,9 @@ COptiRoster& CImageDecompressorService::pool() const
 
 void CImageDecompressorService::onCameraGrabStart(CameraInfoPtr info)
 {
-    QMutexLocker locker(&m_mutex);
+    // The camera is read without the mutex: the reads wait for the camera's own lock, which a
+    // stop holds while it waits for the grab thread, whose observers may be waiting for this
+    // mutex in getImageDecompressor. The mutex covers the map alone.
     QSharedPointer<const Tavix::CImageDecompressor> decompressor;
     if (m_pool) {
         // A failure stops neither this slot nor the grab: the camera goes without an entry.
@@ -74,7 +79,10 @@ void CImageDecompressorService::onCameraGrabStart(CameraInfoPtr info)
         }
     }
     const DeviceBaseInfoPtr key = info;
-    if (decompressor)
+    QMutexLocker locker(&m_mutex);
+    // A close that came after the reads has told onDeviceClosed already, or waits for this lock
+    // to tell it: either way no entry outlives the close.
+    if (decompressor && m_pool && m_pool->isDeviceOpen(key))
         m_decompressors.insert(key, decompressor);
     else
         m_decompressors.remove(key);
@@ -106,7 +114,10 @@ void CImageDecompressorService::reportFailure(const CameraInfoPtr& info, const Q
 void CImageDecompressorService::onDeviceClosed(DeviceBaseInfoPtr info)
 {
     QMutexLocker locker(&m_mutex);
-    m_decompressors.remove(info);
+    // A close on a client's thread is told here late, by queue: the camera may be open and
+    // grabbing again by then, with an entry of its new grab start that must stay.
+    if (!m_pool || !m_pool->isDeviceOpen(info))
+        m_decompressors.remove(info);
 }
 
 } // namespace Plugin::OptiRoster::Internal

@@ -23,9 +23,12 @@ void CInterfacePool::closeDevice(const QSharedPointer<IDevice>& device)
 
 QSharedPointer<IDevice> CInterfacePool::createDevice(const DeviceBaseInfoPtr& info)
 {
+    const auto interfaceInfo = info.objectCast<Core::OptiRosterComponents::IInterfaceInfo>();
+    if (!interfaceInfo)
+        return {};
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
-    const QSharedPointer<IDevice> device = own(new CInterface(info.objectCast<Core::OptiRosterComponents::IInterfaceInfo>(), nullptr));
+    const QSharedPointer<IDevice> device = own(new CInterface(interfaceInfo, nullptr));
     appendDevice(device);
     connect(device.data(), &IDevice::deviceOpened, this, &CInterfacePool::onDeviceOpened);
     connect(device.data(), &IDevice::deviceOpening, this, &CInterfacePool::onDeviceOpening);

@@ -57,9 +57,14 @@ CameraInfoPtr COptiRoster::senderInfo() const
 
 QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
 {
+    // Only a camera's description makes a camera: one without would open whatever camera the
+    // SDK finds first.
+    const CameraInfoPtr cameraInfo = info.objectCast<ICameraInfo>();
+    if (!cameraInfo)
+        return {};
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
-    const QSharedPointer<IDevice> device = own(new CCamera(info.objectCast<ICameraInfo>(), nullptr));
+    const QSharedPointer<IDevice> device = own(new CCamera(cameraInfo, nullptr));
     appendDevice(device);
     connectCamera(qobject_cast<ICamera*>(device.data()), WithConnectionLost);
     return device;
@@ -67,7 +72,12 @@ QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
 
 void COptiRoster::connectCamera(ICamera* camera, EConnectionLost connectionLost)
 {
-    connect(camera, &ICamera::cameraGrabStart, this, &COptiRoster::onCameraGrabStart);
+    // Direct, so that the decompressor service prepares on the thread that starts the grab, before
+    // the SDK starts and while that start waits: queued, a start on a client's thread would let
+    // images flow before the main thread got to it. The camera is bound here, as sender() is not
+    // to be trusted for a direct call from another thread.
+    connect(
+        camera, &ICamera::cameraGrabStart, this, [this, camera] { relayGrabStart(camera); }, Qt::DirectConnection);
     connect(camera, &ICamera::cameraGrabStarted, this, &COptiRoster::onCameraGrabStarted);
     connect(camera, &ICamera::cameraGrabStopped, this, &COptiRoster::onCameraGrabStopped);
     if (connectionLost == WithConnectionLost)
@@ -90,7 +100,7 @@ void COptiRoster::connectCamera(ICamera* camera, EConnectionLost connectionLost)
 
 void COptiRoster::disconnectCamera(ICamera* camera)
 {
-    disconnect(camera, &ICamera::cameraGrabStart, this, &COptiRoster::onCameraGrabStart);
+    disconnect(camera, &ICamera::cameraGrabStart, this, nullptr);
     disconnect(camera, &ICamera::cameraGrabStarted, this, &COptiRoster::onCameraGrabStarted);
     disconnect(camera, &ICamera::cameraGrabStopped, this, &COptiRoster::onCameraGrabStopped);
     disconnect(camera, &ICamera::deviceClosing, this, &COptiRoster::onDeviceClosing);
@@ -104,11 +114,11 @@ void COptiRoster::disconnectCamera(ICamera* camera)
 
 bool COptiRoster::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     if (isExclusive(info.objectCast<ICameraInfo>()))
         return false;
     // The camera emits its own deviceOpening as well: clients see two for a closed camera.
-    emit deviceOpening(info);
+    emitUnlocked([this, info] { emit deviceOpening(info); });
     return ADevicePool::openDevice(info, monitorMode);
 }
 
@@ -133,7 +143,7 @@ void COptiRoster::closeDevice(const QSharedPointer<IDevice>& device)
 
 bool COptiRoster::isExclusive(const CameraInfoPtr& info)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     if (!info)
         return false;
     const QSharedPointer<ICamera> camera = findCamera(info);
@@ -147,7 +157,7 @@ bool COptiRoster::isDeviceExclusive(const DeviceBaseInfoPtr& info)
 
 bool COptiRoster::isCameraGrabbing(const CameraInfoPtr& info)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     if (!info)
         return false;
     const QSharedPointer<ICamera> camera = findCamera(info);
@@ -161,7 +171,7 @@ bool COptiRoster::isDeviceGrabbing(const DeviceBaseInfoPtr& info)
 
 QSharedPointer<ICamera> COptiRoster::takeExclusive(const CameraInfoPtr& info)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     if (!isDeviceOpen(info) || isExclusive(info))
         return {};
     const QSharedPointer<ICamera> camera = findCamera(info);
@@ -170,13 +180,13 @@ QSharedPointer<ICamera> COptiRoster::takeExclusive(const CameraInfoPtr& info)
         return {};
     disconnectCamera(camera.data());
     m_detachedCameras.append(camera);
-    emit cameraDetached(info);
+    emitUnlocked([this, info] { emit cameraDetached(info); });
     return camera;
 }
 
 bool COptiRoster::releaseExclusive(QSharedPointer<ICamera> camera)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     if (!camera)
         return false;
     const CameraInfoPtr info = camera->getInfo().objectCast<ICameraInfo>();
@@ -184,20 +194,26 @@ bool COptiRoster::releaseExclusive(QSharedPointer<ICamera> camera)
         return false;
     connectCamera(camera.data(), WithoutConnectionLost);
     m_detachedCameras.removeOne(camera);
-    emit cameraAttached(info);
+    emitUnlocked([this, info] { emit cameraAttached(info); });
     return true;
 }
 
 QSharedPointer<ICamera> COptiRoster::openExclusive(const CameraInfoPtr& info)
 {
-    QMutexLocker locker(&m_mutex);
+    CPoolLocker locker(this);
     if (isDeviceOpen(info))
         return {};
     QSharedPointer<ICamera> camera = findCamera(info);
-    if (!camera)
+    const bool created = !camera;
+    if (created)
         camera = createDevice(info).objectCast<ICamera>();
-    if (!camera->open(false))
+    if (!camera)
         return {};
+    if (!camera->open(false)) {
+        if (created) // as in openDevice: nothing is kept of a description no camera answers
+            removeDevice(camera);
+        return {};
+    }
     return takeExclusive(info);
 }
 
@@ -267,7 +283,7 @@ QVector<QSharedPointer<ICamera>> COptiRoster::sharedCameras()
     // it, and the walk itself takes no lock.
     QList<QSharedPointer<ICamera>> detached;
     {
-        QMutexLocker locker(&m_mutex);
+        CPoolLocker locker(this);
         detached = QList<QSharedPointer<ICamera>>(m_detachedCameras.cbegin(), m_detachedCameras.cend()); // unshared
     }
     QVector<QSharedPointer<ICamera>> cameras;
@@ -400,8 +416,13 @@ void COptiRoster::addCameras(const QVector<CameraInfoPtr>& infos)
 
 void COptiRoster::onCameraGrabStart()
 {
-    if (senderCamera())
-        emit cameraGrabStart(senderInfo());
+    if (ICamera* camera = senderCamera())
+        relayGrabStart(camera);
+}
+
+void COptiRoster::relayGrabStart(ICamera* camera)
+{
+    emit cameraGrabStart(camera->getInfo().objectCast<ICameraInfo>());
 }
 
 void COptiRoster::onCameraGrabStarted()
@@ -491,7 +512,7 @@ void COptiRoster::dropLostCamera(const CameraInfoPtr& info)
     if (!camera)
         return;
     {
-        QMutexLocker locker(&m_mutex);
+        CPoolLocker locker(this);
         m_detachedCameras.removeOne(camera);
     }
     removeDevice(camera);

@@ -104,6 +104,7 @@ private:
     template <typename Command>
     void commandSharedCamera(const CameraInfoPtr& info, Command command);
     ICamera* senderCamera() const;
+    void relayGrabStart(ICamera* camera);
     CameraInfoPtr senderInfo() const;
     // The eleven connections; exclusive use cuts all but the loss of connection.
     enum EConnectionLost { WithConnectionLost, WithoutConnectionLost };

@@ -1,6 +1,24 @@
 #include "transportlayerinfo.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace Plugin::OptiRoster::Internal {
+
+namespace {
+
+// A copy of its own rather than a shared one: the count of shared data would otherwise be
+// dropped on the reader's thread, unseen by the next assignment on the other.
+template <typename List>
+List unsharedCopy(const List& list)
+{
+    List copy;
+    copy.reserve(list.size());
+    std::copy(list.cbegin(), list.cend(), std::back_inserter(copy));
+    return copy;
+}
+
+} // namespace
 
 CTransportLayerInfo::CTransportLayerInfo(const QString& tlClass, const QString& tlType, const QString& friendlyName,
                                          const QString& fullName, QObject* parent)
@@ -29,31 +47,52 @@ QString CTransportLayerInfo::getFriendlyName() const { return m_friendlyName; }
 QString CTransportLayerInfo::getFullName() const { return m_fullName; }
 bool CTransportLayerInfo::haveContainedCamerasChanged() const
 {
-    return m_haveContainedCamerasChanged.load(std::memory_order_relaxed);
+    return m_haveContainedCamerasChanged.load(std::memory_order_acquire);
 }
 
 void CTransportLayerInfo::setCameraInfoList(const CCameraInfoList& list)
 {
-    QMutexLocker locker(&m_cameraInfoListMutex);
+    QMutexLocker locker(&m_listsMutex);
     if (&list != &m_cameraInfoList)
         m_cameraInfoList = list;
 }
 
 CCameraInfoList CTransportLayerInfo::cameraInfoListCopy() const
 {
-    QMutexLocker locker(&m_cameraInfoListMutex);
-    return m_cameraInfoList;
+    QMutexLocker locker(&m_listsMutex);
+    return unsharedCopy(m_cameraInfoList);
+}
+
+bool CTransportLayerInfo::replaceCameraInfoList(const CCameraInfoList& list)
+{
+    QMutexLocker locker(&m_listsMutex);
+    if (list == m_cameraInfoList)
+        return false;
+    m_cameraInfoList = list;
+    return true;
 }
 
 void CTransportLayerInfo::setInterfaceInfoList(const CInterfaceInfoList& list)
 {
+    QMutexLocker locker(&m_listsMutex);
     if (&list != &m_interfaceInfoList)
         m_interfaceInfoList = list;
 }
 
+CInterfaceInfoList CTransportLayerInfo::interfaceInfoListCopy() const
+{
+    QMutexLocker locker(&m_listsMutex);
+    return unsharedCopy(m_interfaceInfoList);
+}
+
 void CTransportLayerInfo::setHaveContainedCamerasChanged(bool changed)
 {
-    m_haveContainedCamerasChanged.store(changed, std::memory_order_relaxed);
+    m_haveContainedCamerasChanged.store(changed, std::memory_order_release);
+}
+
+bool CTransportLayerInfo::takeHaveContainedCamerasChanged()
+{
+    return m_haveContainedCamerasChanged.exchange(false, std::memory_order_acq_rel);
 }
 
 } // namespace Plugin::OptiRoster::Internal

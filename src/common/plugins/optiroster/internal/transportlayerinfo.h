@@ -28,12 +28,21 @@ public:
     QString getFullName() const override;
     bool haveContainedCamerasChanged() const override;
 
+    // A pass on the pool's thread assigns the lists while the main thread merges and removes
+    // lost cameras: both sides go through these, which copy and assign under the lists' lock.
     void setCameraInfoList(const CCameraInfoList& list);
-    // A copy taken under the list's lock, for the pass and the removal of a lost camera, which
-    // change the list from two threads.
     CCameraInfoList cameraInfoListCopy() const;
+    // Stores the list unless it equals the present one, and answers whether it did: compared and
+    // stored in one step, so that a lost camera taken out meanwhile counts as a difference.
+    bool replaceCameraInfoList(const CCameraInfoList& list);
     void setInterfaceInfoList(const CInterfaceInfoList& list);
+    CInterfaceInfoList interfaceInfoListCopy() const;
+
     void setHaveContainedCamerasChanged(bool changed);
+    // Reads the flag and clears it in one step. A pass only ever sets it, after it has stored
+    // the list that changed, and the merge that publishes the lists consumes it: a later pass
+    // can't erase the news of one whose result is still waiting to be merged.
+    bool takeHaveContainedCamerasChanged();
 
 private:
     QString m_class;
@@ -42,7 +51,7 @@ private:
     QString m_fullName;
     // Stored by a pass on the pool's thread, read by the merge on the main thread.
     std::atomic<bool> m_haveContainedCamerasChanged{false};
-    mutable QMutex m_cameraInfoListMutex; // a leaf lock: held for a copy or an assignment alone
+    mutable QMutex m_listsMutex; // a leaf lock: held for a copy or an assignment alone
     CCameraInfoList m_cameraInfoList;
     CInterfaceInfoList m_interfaceInfoList;
 };
