@@ -203,7 +203,7 @@ public:
     qint64 statistics = 0;
     qint64 infos = 0;
     qint64 longestGapNs = 0;
-    qint64 largestBatch = 0; // queued calls handled between two turns
+    qint64 largestBatch = 0; // queued calls handled between two turns of the heartbeat
 
 private:
     void turned()
@@ -292,8 +292,8 @@ void run(const char* title, const QSharedPointer<Internal::ImageGrabbedNotifierS
     std::printf("  heap allocations per image on its grab thread: %.3f\n",
                 times.count ? double(allocations) / double(times.count) : 0.0);
     std::printf("  main thread: backlog (images whose statistic it has not handled) largest %lld, largest in the second "
-                "half %lld, %lld at the stop, drained in %lld ms; largest queue (queued calls handled between two "
-                "turns) %lld; longest gap between two turns %.1f ms\n",
+                "half %lld, %lld at the stop, drained in %lld ms; most queued calls handled between two turns %lld; "
+                "longest gap between two turns %.1f ms\n",
                 static_cast<long long>(maxBacklog), static_cast<long long>(secondHalfMax),
                 static_cast<long long>(backlogAtStop), static_cast<long long>(drain.elapsed()),
                 static_cast<long long>(watch.largestBatch), double(watch.longestGapNs) / 1e6);

@@ -238,7 +238,7 @@ void TestRoster::aFailedImageIsReportedThenDescribedThenObserved()
 
     QVERIFY(m_pRoster->openDevice(info, false));
     m_pRoster->startGrabbing(info);
-    QTRY_VERIFY_WITH_TIMEOUT(observer.count() >= 4, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(log.count() >= 6 && statistics.size() >= 4, 10000); // four images told
     QVERIFY(observer.keptUp.load());
     gate.open();
     m_pRoster->stopGrabbing(info);
