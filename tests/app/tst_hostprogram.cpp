@@ -63,6 +63,8 @@ private slots:
     void aNameThatFitsNoOrManyCamerasExitsWithTheCandidates_data();
     void aNameThatFitsNoOrManyCamerasExitsWithTheCandidates();
     void anInterruptedGrabClosesAndExitsCleanly();
+    void badInputEndsWithAClearErrorNotACrash_data();
+    void badInputEndsWithAClearErrorNotACrash();
 
 private:
     void configure(QProcess& process, const QStringList& arguments);
@@ -239,6 +241,24 @@ void TestHostProgram::anInterruptedGrabClosesAndExitsCleanly()
     QVERIFY2(process.exitCode() == 0, qPrintable(err));
     QVERIFY2(out.contains("Interrupted; Orvik left (70000031) is closed."), qPrintable(out));
     QVERIFY2(!err.contains("not balanced"), qPrintable(err));
+}
+
+void TestHostProgram::badInputEndsWithAClearErrorNotACrash_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("broadcast address") << QStringList{"action", "--device-key", "0", "--group-key", "0", "--group-mask", "1", "--broadcast", "abc"}
+                                       << "'abc' is no IPv4 broadcast address.";
+}
+
+void TestHostProgram::badInputEndsWithAClearErrorNotACrash()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, error);
+    const RunResult result = run(QStringList{"--scenario", CamerasScenario} + arguments);
+    QCOMPARE(result.exitStatus, QProcess::NormalExit);
+    QVERIFY2(result.exitCode != 0, qPrintable(result.out));
+    QVERIFY2(result.err.contains(error), qPrintable(result.err));
 }
 
 TAVIX_TEST_MAIN(TestHostProgram)

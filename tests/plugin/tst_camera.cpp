@@ -83,6 +83,8 @@ private slots:
     void closingWhileGrabbingStopsTheGrabFirst();
     void aFailedCreationOrOpenIsReported_data();
     void aFailedCreationOrOpenIsReported();
+    void aFailedStartIsReported_data();
+    void aFailedStartIsReported();
     void aCameraWithoutDescriptionOpensTheFirstDevice();
     void monitorModeChangesTheGrabSteps();
     void buffersAreSizedFromThePayload_data();
@@ -222,6 +224,38 @@ void TestCamera::aFailedCreationOrOpenIsReported()
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines[0].startsWith(prefix + QStringLiteral("AccessException: device is busy")), qPrintable(lines[0]));
     QVERIFY(camera.open(false)); // the next try goes through
+}
+
+void TestCamera::aFailedStartIsReported_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("logged");
+    const QString prefix = QStringLiteral("Couldn't start continuous grab. Reason:  ");
+    QTest::newRow("payload unreadable") << "Read:PayloadSize" << "AccessException" << prefix + "AccessException: link down";
+    QTest::newRow("payload, below the SDK") << "Read:PayloadSize" << "std::runtime_error" << prefix + "link down";
+    QTest::newRow("start refused") << "StartGrabbing" << "RuntimeException" << prefix + "RuntimeException: link down";
+}
+
+void TestCamera::aFailedStartIsReported()
+{
+    QFETCH(QString, operation);
+    QFETCH(QString, type);
+    QFETCH(QString, logged);
+    const CameraInfoPtr info = cameraInfo(QStringLiteral("400"));
+    CCamera camera(info, nullptr);
+    QVERIFY(camera.open(false));
+    CLogRecorder log;
+    TavixSim::injectFault({"*", operation.toStdString(), type.toStdString(), "link down", 1});
+    camera.startGrabbing(); // a client's start throws nothing
+    QVERIFY(!camera.isGrabbing());
+    QCOMPARE(info->getLastError(), QStringLiteral("link down"));
+    const QStringList lines = log.messages(CameraCategory).filter(QStringLiteral("Reason:"));
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines[0].startsWith(logged), qPrintable(lines[0]));
+    camera.startGrabbing(); // the next try goes through
+    QVERIFY(camera.isGrabbing());
+    camera.stopGrabbing();
 }
 
 void TestCamera::aCameraWithoutDescriptionOpensTheFirstDevice()

@@ -336,8 +336,9 @@ bool CCamera::announceGrabStart(const char* operation, bool prepare)
         CScopedObjectStateLock lock(m_ptrObjectState);
         if (refusesGrab(operation))
             return false;
-        if (prepare)
-            prepareGrabbing();
+        // Buffers that can't be sized fail the start with the reason, as the SDK's start would.
+        if (prepare && !reportFailures(failureReport(startFailurePrefix()), [this] { prepareGrabbing(); }))
+            return false;
     }
     // Before the SDK is touched, receivers read the compression data of the idle camera through
     // the pool, whose lock an open holds while it waits for this camera: so not under ours.
@@ -355,17 +356,23 @@ void CCamera::startGrabbing()
         return;
 
     if (m_pCamera->MonitorModeActive.GetValue()) {
-        reportFailures(failureReport(QStringLiteral("Could't start grabbing in monitor mode. Reason: ")), [this] {
+        reportFailures(failureReport(startFailurePrefix()), [this] {
             setEnumParameter("startGrabbing", QStringLiteral("TransmissionType"), QStringLiteral("UseCameraConfig"));
             m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
         });
         return;
     }
-    reportFailures(failureReport(QStringLiteral("Couldn't start continuous grab. Reason: ")), [this] {
+    reportFailures(failureReport(startFailurePrefix()), [this] {
         setEnumParameter("startGrabbing", QStringLiteral("@CameraDevice/AcquisitionMode"), QStringLiteral("Continuous"));
         m_pCamera->GrabLoopThreadUseTimeout.SetValue(false);
         m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
     });
+}
+
+QString CCamera::startFailurePrefix() const
+{
+    return m_pCamera->MonitorModeActive.GetValue() ? QStringLiteral("Could't start grabbing in monitor mode. Reason: ")
+                                                   : QStringLiteral("Couldn't start continuous grab. Reason: ");
 }
 
 void CCamera::setEnumParameter(const char* operation, const QString& path, const QString& value)

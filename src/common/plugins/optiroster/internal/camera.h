@@ -117,6 +117,7 @@ private:
     void writeSettings() const;
     void setEnumParameter(const char* operation, const QString& path, const QString& value);
     CFailureReport failureReport(const QString& prefix) const;
+    QString startFailurePrefix() const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
     template <typename Operation>

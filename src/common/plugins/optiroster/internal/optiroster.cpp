@@ -9,6 +9,8 @@
 
 #include <QMutexLocker>
 
+#include <exception>
+
 namespace Plugin::OptiRoster::Internal {
 
 using Core::OptiRosterComponents::ICameraInfo;
@@ -232,6 +234,8 @@ void COptiRoster::announceCameraByAddress(const QString& ipAddress)
         factory.ReleaseTl(layer);
     } catch (const GenICam::GenericException& e) {
         throw Core::Exception::BaseException(QString::fromUtf8(e.GetDescription()));
+    } catch (const std::exception& e) { // from below the SDK; only the host's exceptions reach a client
+        throw Core::Exception::BaseException(QString::fromUtf8(e.what()));
     }
 }
 
