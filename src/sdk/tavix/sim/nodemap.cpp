@@ -322,6 +322,7 @@ std::unique_ptr<GenApi::INode> makeNode(const CNodeMap* map, const FeatureDesc& 
 CNodeMap::CNodeMap(std::string deviceName, const NodeMapDescription& description)
     : m_deviceName(std::move(deviceName))
 {
+    m_nodes.reserve(description.size());
     for (const auto& feature : description)
         addFeature(feature);
 }
