@@ -1,9 +1,9 @@
 // The image path: one simulated camera free-running at a 64-byte payload, delivering to a bare
 // image handler, and then through CCamera, the roster's direct slot and the notifier to one
-// counting observer. The main thread runs its event loop meanwhile; its backlog is the number
-// of images whose queued statistic it hasn't handled yet. Then four cameras at 10 000 images/s
-// each: whether every image arrives, what an image costs on its grab thread, and whether the
-// main thread keeps up with the three queued events each image posts to it.
+// counting observer. Then four cameras at 10 000 images/s each. For both: the images delivered,
+// what an image costs on its grab thread and what it allocates there, and how the main thread
+// fares while it runs its event loop: its backlog, in images whose statistic it hasn't handled
+// yet, and the longest time it went without turning.
 #include <plugins/optiroster/internal/camerainfo.h>
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/optiroster.h>
@@ -14,40 +14,72 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <atomic>
 #include <cstdio>
+#include <memory>
+#include <vector>
+
+// A counting allocator: every allocation made while the image handlers of an image run on its
+// grab thread is counted. Everything else only passes through to the C library.
+namespace {
+thread_local bool t_insideDispatch = false;
+std::atomic<uint64_t> g_dispatchAllocations{0};
+
+inline void countAllocation()
+{
+    if (t_insideDispatch)
+        g_dispatchAllocations.fetch_add(1, std::memory_order_relaxed);
+}
+
+void probeDispatch(bool inside)
+{
+    t_insideDispatch = inside;
+}
+} // namespace
+
+extern "C" {
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* pointer, size_t size);
+void __libc_free(void* pointer);
+
+void* malloc(size_t size)
+{
+    countAllocation();
+    return __libc_malloc(size);
+}
+
+void* calloc(size_t count, size_t size)
+{
+    countAllocation();
+    return __libc_calloc(count, size);
+}
+
+void* realloc(void* pointer, size_t size)
+{
+    countAllocation();
+    return __libc_realloc(pointer, size);
+}
+
+void free(void* pointer)
+{
+    __libc_free(pointer);
+}
+}
 
 using namespace Plugin::OptiRoster;
 
 namespace {
 
 constexpr qint64 RunMs = 2000;
-
-class CCountingHandler : public Tavix::CImageEventHandler
-{
-public:
-    void OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr&) override { images.fetch_add(1, std::memory_order_relaxed); }
-    std::atomic<qint64> images{0};
-};
-
-class CCountingObserver : public IImageGrabbedObserver
-{
-public:
-    void onImageGrabbed(const CameraInfoPtr&, const Tavix::CGrabResultPtr& result) override
-    {
-        images.fetch_add(1, std::memory_order_relaxed);
-        lastNumber.store(result->GetImageNumber(), std::memory_order_relaxed);
-    }
-    std::atomic<qint64> images{0};
-    std::atomic<qint64> lastNumber{0};
-};
-
 constexpr int RatedCameras = 4;
 constexpr double RatedFrameRate = 10000.0;
 constexpr qint64 RatedRunMs = 10000;
@@ -87,6 +119,13 @@ CameraInfoPtr cameraInfo(const QString& fullName)
     return {};
 }
 
+class CCountingHandler : public Tavix::CImageEventHandler
+{
+public:
+    void OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr&) override { images.fetch_add(1, std::memory_order_relaxed); }
+    std::atomic<qint64> images{0};
+};
+
 // One observer per camera, so that each camera's images and last image number are its own.
 class CCameraObserver : public IImageGrabbedObserver
 {
@@ -109,26 +148,92 @@ private:
     CameraInfoPtr m_info;
 };
 
-void printDispatchTimes(const char* what)
+// Counts the queued calls that the main thread handles: those it handles between two turns of
+// the heartbeat are the queue it had.
+class CQueuedCallCounter : public QObject
 {
-    const TavixSim::DispatchTimes times = TavixSim::dispatchTimes();
-    std::printf("%s per image on its grab thread (%llu images): median %.2f us, 90 %% %.2f us, 99 %% %.2f us, "
-                "99.9 %% %.2f us, largest %.1f us\n",
-                what, static_cast<unsigned long long>(times.count), times.p50Ns / 1e3, times.p90Ns / 1e3, times.p99Ns / 1e3,
-                times.p999Ns / 1e3, times.maxNs / 1e3);
-}
+public:
+    CQueuedCallCounter() { QCoreApplication::instance()->installEventFilter(this); }
+    ~CQueuedCallCounter() override { QCoreApplication::instance()->removeEventFilter(this); }
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::MetaCall)
+            ++calls;
+        return false;
+    }
+    qint64 calls = 0;
+};
 
-// Four cameras at 10 000 images/s each through one roster and one notifier.
-void ratedCameras(const QSharedPointer<Internal::ImageGrabbedNotifierService>& notifier)
+// The main thread's side of a run: what reached it, how far behind it is, and how long it went
+// without turning, measured by a timer that asks for a turn each millisecond.
+class CMainThreadWatch
+{
+public:
+    explicit CMainThreadWatch(Internal::COptiRoster& roster)
+    {
+        QObject::connect(&roster, &Internal::COptiRoster::cameraStatisticUpdated, &m_context,
+                         [this](const CameraInfoPtr& info, int grabbed, int, double, uint64_t, CCompressionStatistic) {
+                             ++statistics;
+                             m_reported[info.data()] = grabbed;
+                         });
+        // As the status service does: the infos cross to the main thread.
+        QObject::connect(&roster, &Internal::COptiRoster::cameraImageGrabbedInfo, &m_context,
+                         [this](const CameraInfoPtr&, ImageGrabbedInfo) { ++infos; });
+        m_heartbeat.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_heartbeat, &QTimer::timeout, &m_context, [this] { turned(); });
+    }
+
+    void start()
+    {
+        m_sinceTurn.start();
+        m_heartbeat.start(1);
+    }
+    void stop() { m_heartbeat.stop(); }
+
+    // Images the observers have seen whose statistic hasn't reached the main thread yet.
+    qint64 backlog(const std::vector<std::unique_ptr<CCameraObserver>>& observers, const QVector<CameraInfoPtr>& infos) const
+    {
+        qint64 behind = 0;
+        for (int i = 0; i < infos.size(); ++i)
+            behind += std::max<qint64>(0, observers[size_t(i)]->lastNumber.load() - m_reported.value(infos.at(i).data()));
+        return behind;
+    }
+    qint64 reported(const CameraInfoPtr& info) const { return m_reported.value(info.data()); }
+
+    qint64 statistics = 0;
+    qint64 infos = 0;
+    qint64 longestGapNs = 0;
+    qint64 largestBatch = 0; // queued calls handled between two turns of the heartbeat
+
+private:
+    void turned()
+    {
+        longestGapNs = std::max(longestGapNs, m_sinceTurn.nsecsElapsed());
+        m_sinceTurn.restart();
+        largestBatch = std::max(largestBatch, m_counter.calls - m_callsAtTurn);
+        m_callsAtTurn = m_counter.calls;
+    }
+
+    CQueuedCallCounter m_counter;
+    qint64 m_callsAtTurn = 0;
+
+    QObject m_context;
+    QTimer m_heartbeat;
+    QElapsedTimer m_sinceTurn;
+    QHash<const void*, qint64> m_reported;
+};
+
+// Grabs with the given cameras for a while, the main thread turning meanwhile, and prints the
+// figures.
+void run(const char* title, const QSharedPointer<Internal::ImageGrabbedNotifierService>& notifier,
+         const QStringList& names, qint64 runMs, double bareRate)
 {
     Internal::COptiRoster roster(notifier, nullptr);
+    CMainThreadWatch watch(roster);
     std::vector<std::unique_ptr<CCameraObserver>> observers;
     QVector<CameraInfoPtr> infos;
-    qint64 statistics = 0;
-    QObject::connect(&roster, &Internal::COptiRoster::cameraStatisticUpdated, &roster,
-                     [&](const CameraInfoPtr&, int, int, double, uint64_t, CCompressionStatistic) { ++statistics; });
-    for (int i = 0; i < RatedCameras; ++i) {
-        infos.append(cameraInfo(ratedCameraName(i)));
+    for (const QString& name : names) {
+        infos.append(cameraInfo(name));
         observers.push_back(std::make_unique<CCameraObserver>(infos.last()));
         notifier->addObserver(observers.back().get());
         roster.openDevice(infos.last(), false);
@@ -139,48 +244,63 @@ void ratedCameras(const QSharedPointer<Internal::ImageGrabbedNotifierService>& n
             images += observer->images.load(std::memory_order_relaxed);
         return images;
     };
+    g_dispatchAllocations.store(0);
     TavixSim::measureDispatch(true);
     QElapsedTimer timer;
     timer.start();
+    watch.start();
     for (const auto& info : qAsConst(infos))
         roster.startGrabbing(info);
     qint64 maxBacklog = 0;
-    qint64 backlogSum = 0;
-    qint64 samples = 0;
     qint64 secondHalfMax = 0;
-    while (timer.elapsed() < RatedRunMs) {
+    while (timer.elapsed() < runMs) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        const qint64 backlog = std::max<qint64>(0, observed() - statistics);
+        const qint64 backlog = watch.backlog(observers, infos);
         maxBacklog = std::max(maxBacklog, backlog);
-        if (timer.elapsed() > RatedRunMs / 2)
+        if (timer.elapsed() > runMs / 2)
             secondHalfMax = std::max(secondHalfMax, backlog);
-        backlogSum += backlog;
-        ++samples;
     }
     const qint64 elapsed = timer.elapsed();
+    const qint64 images = observed();
     for (const auto& info : qAsConst(infos))
         roster.stopGrabbing(info);
     TavixSim::measureDispatch(false);
+    watch.stop();
+    const qint64 allImages = observed();
+    const uint64_t allocations = g_dispatchAllocations.load();
+    const qint64 backlogAtStop = watch.backlog(observers, infos);
+    // Drain what the main thread still owes, until every camera's last image has been reported.
+    QElapsedTimer drain;
+    drain.start();
+    while (watch.backlog(observers, infos) > 0 && drain.elapsed() < 120000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
 
-    std::printf("\n%d cameras at %.0f images/s each, %lld ms:\n", RatedCameras, RatedFrameRate, static_cast<long long>(elapsed));
-    qint64 images = 0;
+    std::printf("\n%s, %lld ms:\n", title, static_cast<long long>(elapsed));
     qint64 missed = 0;
-    for (int i = 0; i < RatedCameras; ++i) {
-        const qint64 got = observers[i]->images.load();
-        const qint64 numbered = observers[i]->lastNumber.load();
-        images += got;
-        missed += numbered - got;
-        std::printf("  %s: %lld images, %.0f images/s, %lld missed (numbered by the camera but never delivered)\n",
-                    qPrintable(ratedCameraName(i)), static_cast<long long>(got), double(got) * 1000.0 / double(elapsed),
-                    static_cast<long long>(numbered - got));
-    }
-    std::printf("  in all %.0f images/s of %.0f asked, %lld missed\n", double(images) * 1000.0 / double(elapsed),
-                RatedCameras * RatedFrameRate, static_cast<long long>(missed));
-    printDispatchTimes("  cost");
-    std::printf("  main thread backlog (images whose queued statistic it has not handled; three events each): "
-                "mean %.0f, largest %lld, largest in the second half %lld\n",
-                samples ? double(backlogSum) / double(samples) : 0.0, static_cast<long long>(maxBacklog),
-                static_cast<long long>(secondHalfMax));
+    for (size_t i = 0; i < observers.size(); ++i)
+        missed += observers[i]->lastNumber.load() - observers[i]->images.load();
+    const double rate = double(images) * 1000.0 / double(elapsed);
+    std::printf("  delivered to the observers: %.0f images/s", rate);
+    if (bareRate > 0)
+        std::printf(" (%.2f of a bare image handler's %.0f)", rate / bareRate, bareRate);
+    std::printf(", %lld missed (numbered by the camera but never delivered)\n", static_cast<long long>(missed));
+    const TavixSim::DispatchTimes times = TavixSim::dispatchTimes();
+    std::printf("  cost per image on its grab thread (%llu images): median %.2f us, 90 %% %.2f us, 99 %% %.2f us, "
+                "99.9 %% %.2f us, largest %.1f us\n",
+                static_cast<unsigned long long>(times.count), times.p50Ns / 1e3, times.p90Ns / 1e3, times.p99Ns / 1e3,
+                times.p999Ns / 1e3, times.maxNs / 1e3);
+    std::printf("  heap allocations per image on its grab thread: %.3f\n",
+                times.count ? double(allocations) / double(times.count) : 0.0);
+    std::printf("  main thread: backlog (images whose statistic it has not handled) largest %lld, largest in the second "
+                "half %lld, %lld at the stop, drained in %lld ms; most queued calls handled between two turns %lld; "
+                "longest gap between two turns %.1f ms\n",
+                static_cast<long long>(maxBacklog), static_cast<long long>(secondHalfMax),
+                static_cast<long long>(backlogAtStop), static_cast<long long>(drain.elapsed()),
+                static_cast<long long>(watch.largestBatch), double(watch.longestGapNs) / 1e6);
+    std::printf("  main thread received %.3f statistics and %.3f image infos per image; every last image reported: %s\n",
+                allImages ? double(watch.statistics) / double(allImages) : 0.0,
+                allImages ? double(watch.infos) / double(allImages) : 0.0,
+                watch.backlog(observers, infos) == 0 ? "yes" : "no");
     for (const auto& info : qAsConst(infos))
         roster.closeDevice(DeviceBaseInfoPtr(info));
     for (const auto& observer : observers)
@@ -214,59 +334,15 @@ int main(int argc, char** argv)
     QCoreApplication::setOrganizationName(QStringLiteral("TavixBenchmarks"));
     QCoreApplication::setApplicationName(QStringLiteral("bench_imagepath"));
     QLoggingCategory::setFilterRules(QStringLiteral("tavix.*=false"));
+    TavixSim::setDispatchProbe(probeDispatch);
     loadCameras();
 
     const double bare = bareHandlerRate();
-
     QSharedPointer<Internal::ImageGrabbedNotifierService> notifier(new Internal::ImageGrabbedNotifierService(nullptr));
-    CCountingObserver observer;
-    notifier->addObserver(&observer);
-    qint64 statistics = 0;
-    int lastReportedNumber = 0;
-    qint64 maxBacklog = 0;
-    double fullRate = 0;
-    qint64 backlogAtStop = 0;
-    {
-        Internal::COptiRoster roster(notifier, nullptr);
-        const CameraInfoPtr info = cameraInfo(QStringLiteral("Bench#1"));
-        QObject::connect(&roster, &Internal::COptiRoster::cameraStatisticUpdated, &roster,
-                         [&](const CameraInfoPtr&, int grabbed, int, double, uint64_t, CCompressionStatistic) {
-                             ++statistics;
-                             lastReportedNumber = grabbed;
-                         });
-        roster.openDevice(info, false);
-        QElapsedTimer timer;
-        TavixSim::measureDispatch(true);
-        timer.start();
-        roster.startGrabbing(info);
-        while (timer.elapsed() < RunMs) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-            maxBacklog = std::max(maxBacklog, observer.images.load() - statistics);
-        }
-        const qint64 delivered = observer.images.load();
-        fullRate = double(delivered) * 1000.0 / double(timer.elapsed());
-        roster.stopGrabbing(info);
-        TavixSim::measureDispatch(false);
-        backlogAtStop = observer.images.load() - statistics;
-        // Drain what the main thread still owes, then compare with what the SDK numbered.
-        QElapsedTimer drain;
-        drain.start();
-        while (statistics < observer.images.load() && drain.elapsed() < 120000)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
-        std::printf("bare image handler:        %12.0f images/s\n", bare);
-        std::printf("full path to an observer:  %12.0f images/s (%.2f of bare)\n", fullRate, fullRate / bare);
-        std::printf("main thread backlog:       largest %lld, %lld at the stop (queued statistics not yet handled)\n",
-                    static_cast<long long>(maxBacklog), static_cast<long long>(backlogAtStop));
-        std::printf("drained in %lld ms; every image reached the observer: %s (%lld observed, last image number %lld, "
-                    "%lld statistics)\n",
-                    static_cast<long long>(drain.elapsed()),
-                    observer.images.load() == observer.lastNumber.load() ? "yes" : "no",
-                    static_cast<long long>(observer.images.load()), static_cast<long long>(observer.lastNumber.load()),
-                    static_cast<long long>(statistics));
-        printDispatchTimes("cost");
-        roster.closeDevice(DeviceBaseInfoPtr(info));
-    }
-    notifier->removeObserver(&observer);
-    ratedCameras(notifier);
+    run("1 camera free-running", notifier, {QStringLiteral("Bench#1")}, RunMs, bare);
+    QStringList rated;
+    for (int i = 0; i < RatedCameras; ++i)
+        rated.append(ratedCameraName(i));
+    run("4 cameras at 10000 images/s each", notifier, rated, RatedRunMs, 0.0);
     return 0;
 }

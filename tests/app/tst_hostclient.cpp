@@ -3,7 +3,7 @@
 #include "snapshotwriter.h"
 #include "testmain.h"
 
-#include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/camerainfofactory.h>
 
 #include <tavix/instantcamera.h>
 #include <tavix/tlfactory.h>
@@ -27,7 +27,7 @@ CameraInfoPtr cameraInfo(const QString& displayName, const QString& fullName, co
     record.SetPropertyValue("UserDefinedName", displayName.toUtf8().constData());
     record.SetPropertyValue("SerialNumber", serial.toUtf8().constData());
     record.SetPropertyValue("DeviceClass", "VorlanGigE");
-    return CameraInfoPtr(new Plugin::OptiRoster::Internal::CCameraInfo(record, nullptr));
+    return Plugin::OptiRoster::createCameraInfo(record);
 }
 
 // Keeps the handle of every image of one grab, as an observer that holds on to them would.

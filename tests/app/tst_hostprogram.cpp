@@ -72,6 +72,9 @@ private slots:
     void grabWritesSnapshotsOfThePattern();
     void watchShowsTheTimelinesComingAndGoing();
     void anInterruptedGrabClosesAndExitsCleanly();
+    void badInputEndsWithAClearErrorNotACrash_data();
+    void badInputEndsWithAClearErrorNotACrash();
+    void serveEndsOnTimeAndRefusesAClientThatIsNoPlugin();
 
 private:
     void configure(QProcess& process, const QStringList& arguments, const QString& logRules = QString());
@@ -335,5 +338,37 @@ void TestHostProgram::anInterruptedGrabClosesAndExitsCleanly()
     QVERIFY2(!err.contains("not balanced"), qPrintable(err));
 }
 
+void TestHostProgram::badInputEndsWithAClearErrorNotACrash_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("broadcast address") << QStringList{"action", "--device-key", "0", "--group-key", "0", "--group-mask", "1", "--broadcast", "abc"}
+                                       << "'abc' is no IPv4 broadcast address.";
+}
+
+void TestHostProgram::badInputEndsWithAClearErrorNotACrash()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, error);
+    const RunResult result = run(QStringList{"--scenario", CamerasScenario} + arguments);
+    QCOMPARE(result.exitStatus, QProcess::NormalExit);
+    QVERIFY2(result.exitCode != 0, qPrintable(result.out));
+    QVERIFY2(result.err.contains(error), qPrintable(result.err));
+}
+
+// Client plug-ins themselves are served by the kit's test of the example plug-in; here, what the
+// host does around them.
+void TestHostProgram::serveEndsOnTimeAndRefusesAClientThatIsNoPlugin()
+{
+    const RunResult served = run({"serve", "--seconds", "1"});
+    QCOMPARE(served.exitCode, 0);
+    QCOMPARE(served.exitStatus, QProcess::NormalExit);
+
+    const RunResult refused = run({"--client", QStringLiteral(TAVIX_HOST_PROGRAM), "serve", "--seconds", "1"});
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.err.contains("is not a plug-in of this host"), qPrintable(refused.err));
+}
+
 TAVIX_TEST_MAIN(TestHostProgram)
+
 #include "tst_hostprogram.moc"

@@ -11,6 +11,7 @@
 
 #include <map>
 #include <mutex>
+#include <typeinfo>
 
 using namespace Plugin::OptiRoster;
 using Internal::CCameraActionCommandsService;
@@ -113,7 +114,8 @@ private slots:
     void support();
     void resultVectorsFollowTheCallersRoom();
     void withoutAGigELayerNothingIsSent();
-    void anSdkFailurePassesToTheCallerAndTheLayerIsGivenBack();
+    void anSdkFailureReachesTheCallerAsAHostExceptionAndTheLayerIsGivenBack_data();
+    void anSdkFailureReachesTheCallerAsAHostExceptionAndTheLayerIsGivenBack();
 
 private:
     CameraInfoPtr openCamera(const QString& serial);
@@ -307,30 +309,63 @@ void TestActionCommands::withoutAGigELayerNothingIsSent()
     QVERIFY(log.messages(Category).isEmpty());
 }
 
-void TestActionCommands::anSdkFailurePassesToTheCallerAndTheLayerIsGivenBack()
+void TestActionCommands::anSdkFailureReachesTheCallerAsAHostExceptionAndTheLayerIsGivenBack_data()
 {
+    QTest::addColumn<bool>("scheduled");
+    QTest::addColumn<QString>("fault"); // empty: none injected
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("message");
+    const QString refused = QStringLiteral("The network adapter refused the packet.");
+    for (const bool scheduled : {false, true}) {
+        const char* kind = scheduled ? "scheduled" : "plain";
+        QTest::addRow("%s, refused", kind) << scheduled << "RuntimeException" << "255.255.255.255"
+                                           << typeid(Core::Exception::RuntimeException).name() << refused;
+        QTest::addRow("%s, timeout", kind) << scheduled << "TimeoutException" << "255.255.255.255"
+                                           << typeid(Core::Exception::TimeoutException).name() << refused;
+        QTest::addRow("%s, below the SDK", kind) << scheduled << "std::runtime_error" << "255.255.255.255"
+                                                 << typeid(Core::Exception::RuntimeException).name() << refused;
+        // An address that is no IPv4 address is the SDK's refusal, and the client's error.
+        QTest::addRow("%s, bad address", kind) << scheduled << QString() << "abc" << typeid(Core::Exception::ArgumentException).name()
+                                               << "'abc' is no IPv4 broadcast address.";
+    }
+}
+
+void TestActionCommands::anSdkFailureReachesTheCallerAsAHostExceptionAndTheLayerIsGivenBack()
+{
+    QFETCH(bool, scheduled);
+    QFETCH(QString, fault);
+    QFETCH(QString, address);
+    QFETCH(QString, type);
+    QFETCH(QString, message);
     const int layers = TavixSim::liveObjects(TavixSim::LiveTransportLayer);
-    TavixSim::Fault fault;
-    fault.target = "VorlanGigE/TL";
-    fault.operation = "IssueActionCommand";
-    fault.description = "The network adapter refused the packet.";
-    TavixSim::injectFault(fault);
+    if (!fault.isEmpty()) {
+        TavixSim::Fault injected;
+        injected.target = "VorlanGigE/TL";
+        injected.operation = scheduled ? "IssueScheduledActionCommand" : "IssueActionCommand";
+        injected.exceptionType = fault.toStdString();
+        injected.description = "The network adapter refused the packet.";
+        TavixSim::injectFault(injected);
+    }
     CLogRecorder log;
     QVector<CActionCommandResult> results(3);
     uint32_t count = 3;
     try {
-        m_pService->issueActionCommand(DeviceKey, 1, 1, results, QStringLiteral("255.255.255.255"), 200, &count);
+        if (scheduled)
+            m_pService->issueScheduledActionCommand(DeviceKey, 1, 1, 0, results, address, 200, &count);
+        else
+            m_pService->issueActionCommand(DeviceKey, 1, 1, results, address, 200, &count);
         QFAIL("the SDK's failure was swallowed");
-    } catch (const GenICam::RuntimeException& e) {
-        QCOMPARE(QString::fromUtf8(e.GetDescription()), QStringLiteral("The network adapter refused the packet."));
+    } catch (const Core::Exception::BaseException& e) {
+        QCOMPARE(QString::fromLatin1(typeid(e).name()), type);
+        QCOMPARE(e.getMessage(), message);
+    } catch (const GenICam::GenericException& e) {
+        QFAIL(qPrintable(QStringLiteral("the SDK's own exception reached the caller: ") + e.what()));
+    } catch (const std::exception& e) {
+        QFAIL(qPrintable(QStringLiteral("a standard exception reached the caller: ") + e.what()));
     }
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), layers);
     QVERIFY(log.messages(Category).isEmpty()); // only the host's own exceptions are logged here
-
-    // An address that is no IPv4 address is the SDK's refusal too.
-    QVERIFY_EXCEPTION_THROWN(m_pService->issueActionCommand(DeviceKey, 1, 1, results, QStringLiteral("camera-net"), 200, &count),
-                             GenICam::InvalidArgumentException);
-    QCOMPARE(TavixSim::liveObjects(TavixSim::LiveTransportLayer), layers);
 }
 
 TAVIX_TEST_MAIN(TestActionCommands)

@@ -4,6 +4,7 @@
 
 #include <core/exception/exceptions.h>
 #include <plugins/optiroster/internal/camera.h>
+#include <plugins/optiroster/internal/grabsettings.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
 
 #include <tavix/imagedecompressor.h>
@@ -11,6 +12,7 @@
 #include <QSettings>
 
 #include <atomic>
+#include <optional>
 #include <thread>
 
 using namespace Plugin::OptiRoster;
@@ -81,6 +83,8 @@ private slots:
     void closingWhileGrabbingStopsTheGrabFirst();
     void aFailedCreationOrOpenIsReported_data();
     void aFailedCreationOrOpenIsReported();
+    void aFailedStartIsReported_data();
+    void aFailedStartIsReported();
     void aCameraWithoutDescriptionOpensTheFirstDevice();
     void monitorModeChangesTheGrabSteps();
     void buffersAreSizedFromThePayload_data();
@@ -222,6 +226,38 @@ void TestCamera::aFailedCreationOrOpenIsReported()
     QVERIFY(camera.open(false)); // the next try goes through
 }
 
+void TestCamera::aFailedStartIsReported_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("logged");
+    const QString prefix = QStringLiteral("Couldn't start continuous grab. Reason:  ");
+    QTest::newRow("payload unreadable") << "Read:PayloadSize" << "AccessException" << prefix + "AccessException: link down";
+    QTest::newRow("payload, below the SDK") << "Read:PayloadSize" << "std::runtime_error" << prefix + "link down";
+    QTest::newRow("start refused") << "StartGrabbing" << "RuntimeException" << prefix + "RuntimeException: link down";
+}
+
+void TestCamera::aFailedStartIsReported()
+{
+    QFETCH(QString, operation);
+    QFETCH(QString, type);
+    QFETCH(QString, logged);
+    const CameraInfoPtr info = cameraInfo(QStringLiteral("400"));
+    CCamera camera(info, nullptr);
+    QVERIFY(camera.open(false));
+    CLogRecorder log;
+    TavixSim::injectFault({"*", operation.toStdString(), type.toStdString(), "link down", 1});
+    camera.startGrabbing(); // a client's start throws nothing
+    QVERIFY(!camera.isGrabbing());
+    QCOMPARE(info->getLastError(), QStringLiteral("link down"));
+    const QStringList lines = log.messages(CameraCategory).filter(QStringLiteral("Reason:"));
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines[0].startsWith(logged), qPrintable(lines[0]));
+    camera.startGrabbing(); // the next try goes through
+    QVERIFY(camera.isGrabbing());
+    camera.stopGrabbing();
+}
+
 void TestCamera::aCameraWithoutDescriptionOpensTheFirstDevice()
 {
     CLogRecorder log;
@@ -265,10 +301,12 @@ void TestCamera::buffersAreSizedFromThePayload_data()
     QTest::addColumn<int>("minimum");
     QTest::addColumn<int>("maximum");
     QTest::addColumn<int>("buffers");
-    QTest::newRow("1 MiB: 8 raised to the minimum") << "406" << 15 << 450 << 15;
-    QTest::newRow("4 KiB: 2048 cut to the maximum") << "407" << 15 << 450 << 450;
-    QTest::newRow("contradictory: the minimum wins") << "407" << 600 << 20 << 600;
-    QTest::newRow("stream payload 0: the camera's counts") << "408" << 15 << 450 << 450;
+    QTest::addColumn<bool>("sharedRead"); // the camera is made while a pass holds one read of the settings
+    QTest::newRow("1 MiB: 8 raised to the minimum") << "406" << 15 << 450 << 15 << false;
+    QTest::newRow("4 KiB: 2048 cut to the maximum") << "407" << 15 << 450 << 450 << false;
+    QTest::newRow("contradictory: the minimum wins") << "407" << 600 << 20 << 600 << false;
+    QTest::newRow("contradictory, read once by a pass") << "407" << 600 << 20 << 600 << true;
+    QTest::newRow("stream payload 0: the camera's counts") << "408" << 15 << 450 << 450 << false;
 }
 
 void TestCamera::buffersAreSizedFromThePayload()
@@ -277,12 +315,16 @@ void TestCamera::buffersAreSizedFromThePayload()
     QFETCH(int, minimum);
     QFETCH(int, maximum);
     QFETCH(int, buffers);
+    QFETCH(bool, sharedRead);
     {
         QSettings settings;
         settings.setValue(QStringLiteral("Grab/MinNumBuffersContinuousShot"), minimum);
         settings.setValue(QStringLiteral("Grab/MaxNumBuffersContinuousShot"), maximum);
     }
     CLogRecorder log;
+    std::optional<Internal::CGrabSettings::CSharedRead> pass;
+    if (sharedRead)
+        pass.emplace();
     CCamera camera(cameraInfo(serial), nullptr);
     QVERIFY(camera.open(false));
     camera.startGrabbing();
@@ -298,9 +340,19 @@ void TestCamera::statisticsOfACompressedStreamWithFailures()
 {
     CCamera camera(cameraInfo(QStringLiteral("401")), nullptr);
     const auto statistics = recordStatistics(camera);
+    // One statistic per image, as long as this thread keeps up with the camera; the gate makes
+    // sure that it does.
+    CKeepUpGate gate;
+    std::atomic<bool> keptUp{true};
+    int images = 0;
+    connect(&camera, &ICamera::cameraStatisticChanged, this, [&] { gate.received(); });
+    connect(&camera, &ICamera::cameraImageGrabbed, this,
+            [&] { keptUp.store(keptUp.load() && gate.waitForStatistic(++images)); }, Qt::DirectConnection);
     QVERIFY(camera.open(false));
     camera.startGrabbing();
     QTRY_VERIFY_WITH_TIMEOUT(statistics->values.size() >= 4, 10000);
+    QVERIFY(keptUp.load());
+    gate.open();
     camera.stopGrabbing();
 
     const auto& s = statistics->values;
@@ -438,14 +490,20 @@ void TestCamera::compressionDataIsReadAndChecked()
 
 void TestCamera::settingsAreWrittenBack()
 {
-    QVERIFY(!QSettings().contains(QStringLiteral("Grab/UsedBufferMemory")));
-    {
-        CCamera never(cameraInfo(QStringLiteral("400")), nullptr);
+    for (const bool sharedRead : {false, true}) { // a pass that read the settings once ends it
+        QSettings().clear();
+        QVERIFY(!QSettings().contains(QStringLiteral("Grab/UsedBufferMemory")));
+        {
+            std::optional<Internal::CGrabSettings::CSharedRead> pass;
+            if (sharedRead)
+                pass.emplace();
+            CCamera never(cameraInfo(QStringLiteral("400")), nullptr);
+        }
+        QSettings settings;
+        QCOMPARE(settings.value(QStringLiteral("Grab/MinNumBuffersContinuousShot")).toInt(), 15);
+        QCOMPARE(settings.value(QStringLiteral("Grab/MaxNumBuffersContinuousShot")).toInt(), 450);
+        QCOMPARE(settings.value(QStringLiteral("Grab/UsedBufferMemory")).toUInt(), 8388608u);
     }
-    QSettings settings;
-    QCOMPARE(settings.value(QStringLiteral("Grab/MinNumBuffersContinuousShot")).toInt(), 15);
-    QCOMPARE(settings.value(QStringLiteral("Grab/MaxNumBuffersContinuousShot")).toInt(), 450);
-    QCOMPARE(settings.value(QStringLiteral("Grab/UsedBufferMemory")).toUInt(), 8388608u);
 }
 
 void TestCamera::aClientsCollectionOutlivesTheCamera()

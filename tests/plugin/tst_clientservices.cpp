@@ -9,6 +9,7 @@
 #include <core/parametercollectionpool/iparameterservice.h>
 #include <core/plugin/cplugininitializer.h>
 #include <core/plugin/iplugininfoservice.h>
+#include <plugins/optiroster/camerainfofactory.h>
 #include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
@@ -58,7 +59,7 @@ CameraInfoPtr unknownCamera()
     record.SetFullName("SimGigE#899");
     record.SetSerialNumber("899");
     record.SetDeviceClass("VorlanGigE");
-    return CameraInfoPtr(new Internal::CCameraInfo(record, nullptr));
+    return Plugin::OptiRoster::createCameraInfo(record);
 }
 
 } // namespace

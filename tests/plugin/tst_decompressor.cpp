@@ -1,5 +1,6 @@
 #include "camerafixture.h"
 #include "deadlockwatchdog.h"
+#include "exceptiontext.h"
 #include "logrecorder.h"
 #include "testmain.h"
 
@@ -313,9 +314,12 @@ void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts_data()
     QTest::addColumn<QString>("serial");
     QTest::addColumn<QString>("failingFeature");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("unknown mode") << "603" << QString() << "Unknown compression mode found.";
-    QTest::newRow("empty descriptor") << "604" << QString() << "Invalid compression descriptor size found.";
-    QTest::newRow("SDK failure") << "601" << "ImageCompressionDescriptor" << "Descriptor register unreadable.";
+    QTest::addColumn<QString>("type");
+    QTest::newRow("unknown mode") << "603" << QString() << "Unknown compression mode found." << QString();
+    QTest::newRow("empty descriptor") << "604" << QString() << "Invalid compression descriptor size found." << QString();
+    QTest::newRow("SDK failure") << "601" << "ImageCompressionDescriptor" << "Descriptor register unreadable." << "RuntimeException";
+    QTest::newRow("failure below the SDK") << "601" << "ImageCompressionDescriptor" << "Descriptor register unreadable."
+                                           << "std::runtime_error";
 }
 
 void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts()
@@ -323,12 +327,14 @@ void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts()
     QFETCH(QString, serial);
     QFETCH(QString, failingFeature);
     QFETCH(QString, reason);
+    QFETCH(QString, type);
     const CameraInfoPtr info = openCamera(serial);
     QVERIFY(info);
     if (!failingFeature.isEmpty()) {
         TavixSim::Fault fault;
         fault.target = info->getFullName().toStdString();
         fault.operation = "Read:" + failingFeature.toStdString();
+        fault.exceptionType = type.toStdString();
         fault.description = reason.toStdString();
         fault.count = -1;
         TavixSim::injectFault(fault);
@@ -341,6 +347,9 @@ void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts()
     QCOMPARE(info->getLastError(), reason);
     QCOMPARE(log.messages(Category),
              QStringList{QStringLiteral("Error while getting compression status from camera. Reason: ") + reason});
+    // A client asking for the descriptor hears of the failure as the host's exception.
+    if (!failingFeature.isEmpty())
+        QCOMPARE(messageOf<Core::Exception::RuntimeException>([&] { m_pService->getCompressionDescriptor(info); }), reason);
 }
 
 void TestImageDecompression::aHeldDecompressorOutlivesTheClose()

@@ -77,6 +77,9 @@ void TestFailureRule::genicamTypesBecomeHostTypes_data()
         {"GenericException", typeName<E::BaseException>()},
         // Outside the eight-clause table the file types fall to the last clause.
         {"FormatException", typeName<E::BaseException>()},
+        // Failures from below the SDK may not reach a client either.
+        {"std::runtime_error", typeName<E::RuntimeException>()},
+        {"std::bad_alloc", typeName<E::BadAllocException>()},
     };
     for (const auto& row : eight)
         QTest::newRow(row.first) << QString::fromLatin1(row.first) << false << row.second;
@@ -87,6 +90,7 @@ void TestFailureRule::genicamTypesBecomeHostTypes_data()
         {"FileNotFoundException", typeName<E::FileNotFoundException>()},
         {"AccessException", typeName<E::InvalidOperationException>()},
         {"GenericException", typeName<E::BaseException>()},
+        {"std::runtime_error", typeName<E::RuntimeException>()},
     };
     for (const auto& row : eleven)
         QTest::newRow(qPrintable(QStringLiteral("file: %1").arg(QLatin1String(row.first)))) << QString::fromLatin1(row.first) << true << row.second;
@@ -98,7 +102,13 @@ void TestFailureRule::genicamTypesBecomeHostTypes()
     QFETCH(bool, fileChain);
     QFETCH(QString, expected);
 
-    const auto fail = [&] { GenICam::throwException(genicamType.toStdString(), "because", __FILE__, __LINE__); };
+    const auto fail = [&] {
+        if (genicamType == QLatin1String("std::runtime_error"))
+            throw std::runtime_error("because");
+        if (genicamType == QLatin1String("std::bad_alloc"))
+            throw std::bad_alloc();
+        GenICam::throwException(genicamType.toStdString(), "because", __FILE__, __LINE__);
+    };
     const QString thrown = fileChain ? thrownBy([&] { translateFileFailures(fail); })
                                              : thrownBy([&] { translateFailures(fail); });
     QCOMPARE(thrown, expected);

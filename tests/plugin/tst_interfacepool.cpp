@@ -21,7 +21,8 @@ private slots:
     void closingANeverOpenedInterfaceDoesNothing();
     void reopeningMakesANewSdkInterface();
     void aThrowingParameterCallbackDoesntStopTheClose();
-    void aFailedOpenIsReported();
+    void aFailedOpenOrCloseIsReported_data();
+    void aFailedOpenOrCloseIsReported();
     void aLayerThatCantBeHadDoesntStopTheClose();
     void anInterfaceThatNeverOpenedTakesItsSdkObjectAlong();
 
@@ -136,20 +137,46 @@ void TestInterfacePool::aThrowingParameterCallbackDoesntStopTheClose()
     QVERIFY(collection->getNodeMapNames().isEmpty() || !collection->getNodeMap(QStringLiteral("@Interface")));
 }
 
-void TestInterfacePool::aFailedOpenIsReported()
+void TestInterfacePool::aFailedOpenOrCloseIsReported_data()
 {
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("logged");
+    QTest::newRow("open") << "InterfaceOpen" << "AccessException" << "Interface could not be opened. Reason: AccessException: port in use";
+    QTest::newRow("open, below the SDK") << "InterfaceOpen" << "std::runtime_error" << "Interface could not be opened. Reason: port in use";
+    QTest::newRow("close") << "InterfaceClose" << "AccessException"
+                           << "Interface could not be closed properly. Reason: AccessException: port in use";
+    QTest::newRow("close, below the SDK") << "InterfaceClose" << "std::runtime_error"
+                                          << "Interface could not be closed properly. Reason: port in use";
+}
+
+void TestInterfacePool::aFailedOpenOrCloseIsReported()
+{
+    QFETCH(QString, operation);
+    QFETCH(QString, type);
+    QFETCH(QString, logged);
+    const bool closing = operation == QLatin1String("InterfaceClose");
+    if (closing)
+        QVERIFY(m_pPool->openDevice(m_info, false));
     CLogRecorder log;
-    TavixSim::injectFault({"pool-eth0", "InterfaceOpen", "AccessException", "port in use", 1});
+    TavixSim::injectFault({"pool-eth0", operation.toStdString(), type.toStdString(), "port in use", 1});
     QSignalSpy opening(m_pPool.get(), &Internal::ADevicePool::deviceOpening);
     QSignalSpy opened(m_pPool.get(), &Internal::ADevicePool::deviceOpened);
-    QVERIFY(!m_pPool->openDevice(m_info, false));
-    QCOMPARE(opening.count(), 1);
+    QSignalSpy closed(m_pPool.get(), &Internal::ADevicePool::deviceClosed);
+    if (closing)
+        m_pPool->closeDevice(m_info); // reported, not thrown at the client
+    else
+        QVERIFY(!m_pPool->openDevice(m_info, false));
+    QCOMPARE(opening.count(), closing ? 0 : 1);
     QCOMPARE(opened.count(), 0);
+    QCOMPARE(closed.count(), closing ? 1 : 0);
     QCOMPARE(m_info->getLastError(), QStringLiteral("port in use"));
     const QStringList lines = log.messages(QStringLiteral("tavix.viewer.plugins.optiRoster.interface"));
     QCOMPARE(lines.size(), 1);
-    QVERIFY(lines[0].startsWith(QStringLiteral("Interface could not be opened. Reason: AccessException: port in use")));
-    QVERIFY(m_pPool->openDevice(m_info, false)); // the same SDK interface, tried again
+    QVERIFY2(lines[0].startsWith(logged), qPrintable(lines[0]));
+    if (closing) // the SDK interface went all the same
+        QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 0);
+    QVERIFY(m_pPool->openDevice(m_info, false)); // tried again
 }
 
 TAVIX_TEST_MAIN(TestInterfacePool)

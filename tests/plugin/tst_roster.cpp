@@ -8,6 +8,7 @@
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/optiroster.h>
 
+#include <QElapsedTimer>
 #include <QSemaphore>
 #include <QThread>
 
@@ -49,7 +50,33 @@ public:
     QStringList failures;
 };
 
+// Holds each image on its grab thread until the test's thread has caught up with it.
+class CGatingObserver : public CCountingObserver
+{
+public:
+    explicit CGatingObserver(CKeepUpGate& gate)
+        : m_gate(gate)
+    {
+    }
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr& grabResult) override
+    {
+        CCountingObserver::onImageGrabbed(info, grabResult);
+        if (!m_gate.waitForStatistic(count()))
+            keptUp.store(false);
+    }
+    std::atomic<bool> keptUp{true};
+
+private:
+    CKeepUpGate& m_gate;
+};
+
+QString describe(ImageGrabbedInfo grabbed)
+{
+    return QStringLiteral("info %1 %2 %3").arg(grabbed.grabSucceeded()).arg(grabbed.getErrorCode()).arg(grabbed.getErrorDescription());
+}
+
 const QJsonObject SlowStream{{"frameRate", 200}};
+constexpr int BurstImages = 2500;
 
 // The record's description is read on a copy, as the grab-failure relay hands it over.
 static_assert(!std::is_invocable_v<decltype(&ImageGrabbedInfo::getErrorDescription), const ImageGrabbedInfo&>);
@@ -69,6 +96,7 @@ private slots:
     void monitorModeCantBeGivenAway();
     void openExclusiveTakesOnlyAClosedCamera();
     void aFailedImageIsReportedThenDescribedThenObserved();
+    void aBusyMainThreadGetsMergedFiguresButEveryFailure();
     void observersGetEachImageOnTheGrabThread();
     void aLostCameraLeavesThePoolButNotItsClient_data();
     void aLostCameraLeavesThePoolButNotItsClient();
@@ -95,9 +123,12 @@ void TestRoster::init()
     remote.insert("ipAddress", "10.9.9.50");
     const QJsonArray cameras{
         TestScenario::camera(QStringLiteral("500"), SlowStream),
-        TestScenario::camera(QStringLiteral("501"), QJsonObject{{"frameRate", 200},
+        // Free-running: a camera held back by the test's gate would otherwise skip frames.
+        TestScenario::camera(QStringLiteral("501"), QJsonObject{{"frameLimit", 6},
             {"failures", QJsonArray{QJsonObject{{"every", 2}, {"text", "Buffer incomplete"}, {"code", 42}}}}}),
         TestScenario::camera(QStringLiteral("502"), SlowStream),
+        TestScenario::camera(QStringLiteral("503"), QJsonObject{{"frameLimit", BurstImages},
+            {"failures", QJsonArray{QJsonObject{{"every", 1000}, {"text", "Packet lost"}, {"code", 7}}}}}),
         remote,
     };
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
@@ -188,26 +219,75 @@ void TestRoster::openExclusiveTakesOnlyAClosedCamera()
 
 void TestRoster::aFailedImageIsReportedThenDescribedThenObserved()
 {
+    // A main thread that keeps up with the camera (the gate sees to it) gets one statistic and
+    // one info for each image, and a failure is reported before it is described.
     const CameraInfoPtr info = cameraInfo(QStringLiteral("501"));
     CDirectLog log;
+    CKeepUpGate gate;
     connect(m_pRoster.get(), &COptiRoster::cameraImageGrabFailed, this,
             [&](const CameraInfoPtr& failed) { log.append(QStringLiteral("failed ") + failed->getSerialNumber()); }, Qt::DirectConnection);
     connect(m_pRoster.get(), &COptiRoster::cameraImageGrabbedInfo, this, [&](const CameraInfoPtr&, ImageGrabbedInfo grabbed) {
-        log.append(QStringLiteral("info %1 %2 %3").arg(grabbed.grabSucceeded()).arg(grabbed.getErrorCode()).arg(grabbed.getErrorDescription()));
-    }, Qt::DirectConnection);
-    CCountingObserver observer;
+        log.append(describe(grabbed));
+        gate.received(); // the image's statistic came before its info
+    });
+    QStringList statistics;
+    connect(m_pRoster.get(), &COptiRoster::cameraStatisticUpdated, this, [&](const CameraInfoPtr&, int grabbed, int failed) {
+        statistics.append(QStringLiteral("%1 %2").arg(grabbed).arg(failed));
+    });
+    CGatingObserver observer(gate);
     m_notifier->addObserver(&observer);
 
     QVERIFY(m_pRoster->openDevice(info, false));
     m_pRoster->startGrabbing(info);
-    QTRY_VERIFY_WITH_TIMEOUT(observer.count() >= 2, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(log.count() >= 6 && statistics.size() >= 4, 10000); // four images told
+    QVERIFY(observer.keptUp.load());
+    gate.open();
     m_pRoster->stopGrabbing(info);
     m_notifier->removeObserver(&observer);
 
     const QStringList entries = log.entries();
-    QCOMPARE(entries.mid(0, 3), (QStringList{"info 1 0 ", "failed 501", "info 0 42 Buffer incomplete"}));
+    const QString incomplete = QStringLiteral("info 0 42 Buffer incomplete");
+    QCOMPARE(entries.mid(0, 6), (QStringList{"info 1 0 ", "failed 501", incomplete, "info 1 0 ", "failed 501", incomplete}));
+    QCOMPARE(statistics.mid(0, 4), (QStringList{"1 0", "2 1", "3 1", "4 2"}));
     QCOMPARE(info->getLastError(), QStringLiteral("Buffer incomplete"));
     QVERIFY(observer.failures.contains(info->getFullName()));
+}
+
+void TestRoster::aBusyMainThreadGetsMergedFiguresButEveryFailure()
+{
+    // While the main thread is busy, a fast camera's statistics and the infos of its good images
+    // wait there as one event of each kind; every failure still arrives on its own, in order.
+    const CameraInfoPtr info = cameraInfo(QStringLiteral("503"));
+    QStringList infos;
+    QStringList statistics;
+    int failures = 0;
+    connect(m_pRoster.get(), &COptiRoster::cameraImageGrabbedInfo, this,
+            [&](const CameraInfoPtr&, ImageGrabbedInfo grabbed) { infos.append(describe(grabbed)); });
+    connect(m_pRoster.get(), &COptiRoster::cameraStatisticUpdated, this, [&](const CameraInfoPtr&, int grabbed, int failed) {
+        statistics.append(QStringLiteral("%1 %2").arg(grabbed).arg(failed));
+    });
+    connect(m_pRoster.get(), &COptiRoster::cameraImageGrabFailed, this, [&] { ++failures; });
+    CCountingObserver observer;
+    m_notifier->addObserver(&observer);
+    QVERIFY(m_pRoster->openDevice(info, false));
+    m_pRoster->startGrabbing(info);
+
+    // Busy: no turn of the event loop until the camera has sent all it will send.
+    QElapsedTimer waited;
+    waited.start();
+    while (observer.count() < BurstImages && waited.elapsed() < 30000)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    QCOMPARE(observer.count(), BurstImages);
+    QCoreApplication::sendPostedEvents();
+    m_pRoster->stopGrabbing(info);
+    m_notifier->removeObserver(&observer);
+
+    QCOMPARE(statistics, QStringList{QStringLiteral("%1 2").arg(BurstImages)}); // the newest figures
+    QCOMPARE(failures, 2);
+    // Good images merge between the failures, and one that comes after a failure isn't merged
+    // into a good one before it.
+    const QString lost = QStringLiteral("info 0 7 Packet lost");
+    QCOMPARE(infos, (QStringList{"info 1 0 ", lost, "info 1 0 ", lost, "info 1 0 "}));
 }
 
 void TestRoster::observersGetEachImageOnTheGrabThread()
@@ -408,7 +488,7 @@ void TestRoster::camerasAreAnnouncedByAddress()
     m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.50"));
     Tavix::DeviceInfoList devices;
     Tavix::CTlFactory::GetInstance().EnumerateDevices(devices);
-    QCOMPARE(int(devices.size()), 4);
+    QCOMPARE(int(devices.size()), 5);
 
     TavixSim::injectFault({"*", "AnnounceRemoteDevice", "TimeoutException", "no answer", 1});
     QCOMPARE(messageOf<Core::Exception::BaseException>([&] { m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.50")); }),

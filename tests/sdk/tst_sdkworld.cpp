@@ -1,3 +1,4 @@
+#include "featuretexts.h"
 #include "simscenario.h"
 #include "testmain.h"
 
@@ -44,6 +45,8 @@ private slots:
     void badScenariosNameFilePathAndProblem_data();
     void badScenariosNameFilePathAndProblem();
     void nodeWritesRefuseWhatTheFeatureDoesNotAllow();
+    void featureTextsAreTakenOnlyWhole_data();
+    void featureTextsAreTakenOnlyWhole();
     void eachLayerIsCreatedAndReleasedOnItsOwn();
     void terminatingWithLiveObjectsIsReported();
     void theNodeMapCacheIsSharedByAModel();
@@ -216,6 +219,37 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
     QTest::newRow("enum value") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
         "devices": [{"fullName": "D", "features": [{"name": "M", "type": "enumeration", "entries": ["A"], "value": "B"}]}]}]})")
                                 << "$.transportLayers[0].devices[0].features[0].value: 'B' is not among the entries";
+    const auto camera = [](const char* device) {
+        return QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F", "devices": [)") + device
+               + "]}]}";
+    };
+    QTest::newRow("frame rate whose period rounds to 0")
+        << camera(R"({"fullName": "D", "stream": {"frameRate": 2e9}})")
+        << "$.transportLayers[0].devices[0].stream.frameRate: 2e+09 frames a second is no camera's";
+    QTest::newRow("frame rate near the largest number") << camera(R"({"fullName": "D", "stream": {"frameRate": 1e308}})")
+                                                        << "stream.frameRate: 1e+308 frames a second is no camera's";
+    QTest::newRow("frame rate whose period doesn't fit") << camera(R"({"fullName": "D", "stream": {"frameRate": 1e-300}})")
+                                                         << "stream.frameRate: 1e-300 frames a second is no camera's";
+    QTest::newRow("width of 0") << camera(R"({"fullName": "D", "features": [{"name": "Width", "type": "integer", "value": 0}]})")
+                                << "$.transportLayers[0].devices[0].features[0].value: 0 pixels is no image's Width";
+    QTest::newRow("negative height") << camera(R"({"fullName": "D", "features": [{"name": "Height", "type": "integer", "value": -480}]})")
+                                     << "features[0].value: -480 pixels is no image's Height";
+    QTest::newRow("image beyond memory") << camera(R"({"fullName": "D", "features": [{"name": "Width", "type": "integer", "value": 100000},
+        {"name": "Height", "type": "integer", "value": 100000}]})")
+                                         << "$.transportLayers[0].devices[0]: an image of 10000000000 pixels at 4 bytes each is more than";
+    // Their product would not fit 64 bits.
+    QTest::newRow("image size beyond 64 bits") << camera(R"({"fullName": "D", "features": [{"name": "Width", "type": "integer", "value": 3037000500},
+        {"name": "Height", "type": "integer", "value": 3037000500}]})")
+                                               << "features[0].value: 3037000500 pixels is no image's Width";
+    QTest::newRow("image beyond memory at the widest format")
+        << camera(R"({"fullName": "D", "features": [{"name": "Width", "type": "integer", "value": 32768},
+        {"name": "Height", "type": "integer", "value": 16384},
+        {"name": "PixelFormat", "type": "enumeration", "entries": ["Mono8", "RGB8"]}]})")
+        << "an image of 536870912 pixels at 3 bytes each is more than";
+    QTest::newRow("model's image beyond memory") << QByteArray(R"({"models": {"M": [{"name": "Width", "type": "integer", "value": 65536}]},
+        "transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
+        "devices": [{"fullName": "D", "model": "M", "features": [{"name": "Height", "type": "integer", "value": 65536}]}]}]})")
+                                                 << "$.transportLayers[0].devices[0]: an image of 4294967296 pixels";
     QTest::newRow("timeline device") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
         "devices": [{"fullName": "D"}]}], "timeline": [{"at": 5, "action": "lose", "device": "E"}]})")
                                      << "$.timeline[0].device: 'E' is no device of the scenario";
@@ -271,6 +305,31 @@ void TestSdkWorld::nodeWritesRefuseWhatTheFeatureDoesNotAllow()
     QCOMPARE(CIntegerParameter(map, "Width").GetValue(), int64_t(32));
     QCOMPARE(CIntegerParameter(camera.GetStreamGrabberNodeMap(), "PayloadSize").GetValue(), int64_t(32));
     QVERIFY(CBooleanParameter(camera.GetInstantCameraNodeMap(), "ClearBufferModeEnable").TrySetValue(true));
+    // A client may write what no image can be; the grab refuses it.
+    CIntegerParameter(map, "Height").SetValue(INT64_MAX);
+    QVERIFY_EXCEPTION_THROWN(camera.StartGrabbing(1), GenICam::OutOfRangeException);
+    QVERIFY(!camera.IsGrabbing());
+}
+
+void TestSdkWorld::featureTextsAreTakenOnlyWhole_data()
+{
+    FeatureTexts::addRows("Width", "ExposureTime");
+    QTest::newRow("boolean") << "ReverseX" << "true" << 1.0 << QString();
+    QTest::newRow("boolean as a word") << "ReverseX" << "yes" << double(NAN)
+                                       << "'yes' is no boolean (true, false, 1 or 0) for 'ReverseX'.";
+}
+
+void TestSdkWorld::featureTextsAreTakenOnlyWhole()
+{
+    const QJsonArray features{
+        QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 64}, {"min", 16}, {"max", 4096}},
+        QJsonObject{{"name", "ExposureTime"}, {"type", "float"}, {"value", 5000.0}, {"min", 1.0}, {"max", 100000.0}},
+        QJsonObject{{"name", "ReverseX"}, {"type", "boolean"}},
+    };
+    QCOMPARE(TestScenario::load({TestScenario::gigeLayer({TestScenario::camera(QStringLiteral("300"), {}, features)})}), QString());
+    CInstantCamera camera(CTlFactory::GetInstance().CreateFirstDevice());
+    camera.Open();
+    FeatureTexts::check(camera.GetNodeMap());
 }
 
 void TestSdkWorld::eachLayerIsCreatedAndReleasedOnItsOwn()

@@ -3,7 +3,8 @@
 // driving the services at random, observers coming and going, devices lost
 // mid-grab and SDK failures injected. It checks at the end that nothing was
 // lost, left behind or unbalanced, and prints its figures, among them what an
-// image costs on its grab thread and how far the main thread lags behind.
+// image costs on its grab thread, how far the main thread lags behind and what
+// the process holds in memory.
 //
 //     soak [--seconds N] [--seed S] [--watchdog N]
 #include "host.h"
@@ -20,6 +21,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -41,6 +43,9 @@
 #include <thread>
 #include <csignal>
 #include <execinfo.h>
+#include <linux/capability.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace Plugin::OptiRoster;
@@ -49,6 +54,7 @@ namespace {
 
 constexpr int CameraCount = 8;
 constexpr int SpareCount = 2; // plugged in and out by the enumeration timer
+constexpr qint64 MemoryGrowthLimit = 16 * 1024 * 1024;
 
 QString cameraName(int index)
 {
@@ -59,12 +65,11 @@ QByteArray scenario()
 {
     QJsonArray cameras;
     for (int i = 0; i < CameraCount; ++i) {
-        // Half run free, half at the frame rates of real cameras. A free-running camera fills a VGA
-        // frame each time: as fast as buffers come back, at rates real cameras reach, not the
-        // millions of images a second of a few bytes each.
+        // Half run free, as fast as buffers come back, like a camera of a small region of
+        // interest; half at the frame rates of real cameras.
         const double frameRate = i % 2 ? 0.0 : 100.0 + 50 * i;
-        const int width = frameRate == 0.0 ? 640 : 64;
-        const int height = frameRate == 0.0 ? 480 : 1;
+        const int width = 64;
+        const int height = 1;
         cameras.append(QJsonObject{{"fullName", cameraName(i)},
                                    {"friendlyName", QStringLiteral("Soak camera %1").arg(i)},
                                    {"vendorName", "Vorlan"},
@@ -94,13 +99,44 @@ QSharedPointer<Service> findService(CHost& host)
     return {};
 }
 
+int cameraIndex(const CameraInfoPtr& info)
+{
+    const int index = info ? info->getSerialNumber().toInt() - 9000 : -1;
+    return index >= 0 && index < CameraCount ? index : -1;
+}
+
+// Each camera's newest image number: as the observers see it on the grab threads, and as the
+// statistics the main thread has handled report it.
+struct CImageNumbers
+{
+    std::atomic<qint64> observed[CameraCount] = {};
+    std::atomic<qint64> reported[CameraCount] = {};
+
+    // Images seen whose statistic the main thread hasn't handled yet. A camera whose numbers
+    // started again counts nothing until its statistics catch up.
+    qint64 behind() const
+    {
+        qint64 images = 0;
+        for (int i = 0; i < CameraCount; ++i)
+            images += std::max<qint64>(0, observed[i].load(std::memory_order_relaxed) - reported[i].load(std::memory_order_relaxed));
+        return images;
+    }
+};
+
 // Counts every image of every camera, for the whole run.
 class CCountingObserver : public IImageGrabbedObserver
 {
 public:
-    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr&) override
+    explicit CCountingObserver(CImageNumbers& numbers)
+        : m_numbers(numbers)
+    {
+    }
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr& result) override
     {
         m_total.fetch_add(1, std::memory_order_relaxed);
+        const int index = cameraIndex(info);
+        if (index >= 0 && result.IsValid())
+            m_numbers.observed[index].store(qint64(int(result->GetImageNumber())), std::memory_order_relaxed);
         std::lock_guard<std::mutex> lock(m_mutex);
         ++m_counts[info ? info->getFullName() : QString()];
     }
@@ -112,6 +148,7 @@ public:
     qint64 total() const { return m_total.load(std::memory_order_relaxed); }
 
 private:
+    CImageNumbers& m_numbers;
     std::atomic<qint64> m_total{0};
     std::mutex m_mutex;
     QHash<QString, qint64> m_counts;
@@ -137,7 +174,12 @@ public:
         m_done.store(true);
         m_thread.join();
     }
-    void beat() { m_lastBeat.store(now()); }
+    void beat()
+    {
+        const qint64 time = now();
+        m_longestGapMs.store(std::max(m_longestGapMs.load(), time - m_lastBeat.exchange(time)));
+    }
+    qint64 longestGapMs() const { return m_longestGapMs.load(); }
 
 private:
     static qint64 now()
@@ -162,19 +204,30 @@ private:
 
     const qint64 m_limitMs;
     std::atomic<qint64> m_lastBeat{now()};
+    std::atomic<qint64> m_longestGapMs{0};
     std::atomic<bool> m_done{false};
     std::thread m_thread;
 };
 
-// Samples, every 10 ms, how many images the main thread still owes its queued
-// events: those the observer has seen whose ImageGrabbedInfo the status
-// service has not yet relayed on the main thread.
+qint64 residentBytes()
+{
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields.at(1).toLongLong() * sysconf(_SC_PAGESIZE) : 0;
+}
+
+// Samples, every 10 ms, how many images the main thread is behind: those the observer has seen
+// whose statistic the status service has not yet relayed on the main thread. And each second,
+// the resident memory.
 class CBacklogSampler
 {
 public:
-    CBacklogSampler(const CCountingObserver& observer, const std::atomic<qint64>& relayed)
-        : m_observer(observer)
-        , m_relayed(relayed)
+    static constexpr int MemorySettlesS = 60;
+
+    explicit CBacklogSampler(const CImageNumbers& numbers)
+        : m_numbers(numbers)
         , m_thread([this] { sample(); })
     {
     }
@@ -195,17 +248,39 @@ public:
         return m_samples[std::min(m_samples.size() - 1, size_t(fraction * double(m_samples.size())))];
     }
 
+    // Resident bytes when memory has settled (after the first minute), the largest after it, and
+    // at the end; 0 for a run too short to tell.
+    qint64 settledResident() const { return m_settledResident; }
+    qint64 largestResidentAfter() const { return m_largestResidentAfter; }
+    qint64 finalResident() const { return m_finalResident; }
+
 private:
     void sample()
     {
+        QElapsedTimer clock;
+        clock.start();
         while (!m_done.load()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            m_samples.push_back(std::max<qint64>(0, m_observer.total() - m_relayed.load(std::memory_order_relaxed)));
+            m_samples.push_back(m_numbers.behind());
+            if (m_samples.size() % 100 == 0)
+                sampleMemory(clock.elapsed() / 1000);
         }
+        m_finalResident = residentBytes();
+    }
+    void sampleMemory(qint64 seconds)
+    {
+        const qint64 resident = residentBytes();
+        if (seconds < MemorySettlesS)
+            return;
+        if (m_settledResident == 0)
+            m_settledResident = resident;
+        m_largestResidentAfter = std::max(m_largestResidentAfter, resident);
     }
 
-    const CCountingObserver& m_observer;
-    const std::atomic<qint64>& m_relayed;
+    const CImageNumbers& m_numbers;
+    qint64 m_settledResident = 0;
+    qint64 m_largestResidentAfter = 0;
+    qint64 m_finalResident = 0;
     std::vector<qint64> m_samples;
     std::atomic<bool> m_done{false};
     std::thread m_thread;
@@ -222,6 +297,23 @@ void reportCrash(int signal)
     backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
     std::signal(signal, SIG_DFL);
     std::raise(signal);
+}
+
+// A desktop viewer has no right to real-time scheduling, and its grab threads keep the default
+// priority. Run as root, the soak gives that right up before it makes any thread (each inherits
+// it): a simulated camera at full speed never waits for its hardware, and at a real-time
+// priority its grab thread would take a processor from every other thread for good.
+void giveUpRealTimeScheduling()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct capabilities[_LINUX_CAPABILITY_U32S_3] = {};
+    if (syscall(SYS_capget, &header, capabilities) == 0) {
+        capabilities[CAP_TO_INDEX(CAP_SYS_NICE)].effective &= ~CAP_TO_MASK(CAP_SYS_NICE);
+        capabilities[CAP_TO_INDEX(CAP_SYS_NICE)].permitted &= ~CAP_TO_MASK(CAP_SYS_NICE);
+        syscall(SYS_capset, &header, capabilities);
+    }
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_RTPRIO, &none);
 }
 
 void reportCrashes()
@@ -443,6 +535,7 @@ void check(bool condition, const QString& what)
 int main(int argc, char* argv[])
 {
     QStandardPaths::setTestModeEnabled(true);
+    giveUpRealTimeScheduling();
     reportCrashes();
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("TavixSoak"));
@@ -460,7 +553,7 @@ int main(int argc, char* argv[])
         QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../plugins")));
     const QCommandLineOption watchdogOption(QStringLiteral("watchdog"),
                                             QStringLiteral("Seconds the main thread may stand still before the run fails."),
-                                            QStringLiteral("N"), QStringLiteral("5"));
+                                            QStringLiteral("N"), QStringLiteral("1"));
     parser.addOptions({secondsOption, seedOption, pluginDirOption, watchdogOption});
     parser.process(app);
     const int seconds = parser.value(secondsOption).toInt();
@@ -478,6 +571,11 @@ int main(int argc, char* argv[])
     qint64 backlogMedian = 0;
     qint64 backlog99 = 0;
     qint64 backlogMax = 0;
+    qint64 relayedInfos = 0;
+    qint64 longestGapMs = 0;
+    qint64 settledResident = 0;
+    qint64 largestResident = 0;
+    qint64 finalResident = 0;
     {
         CHost host;
         if (!host.load(CHost::findPlugin(parser.value(pluginDirOption))) || !host.start()) {
@@ -486,13 +584,20 @@ int main(int argc, char* argv[])
         }
         const auto enumeration = findService<ICameraEnumerationService>(host);
         const auto notifier = findService<IImageGrabbedNotifierService>(host);
-        std::atomic<qint64> relayed{0};
-        QObject::connect(findService<ICameraStatusService>(host).data(), &ICameraStatusService::cameraImageGrabbedInfo, &app,
-                         [&relayed] { relayed.fetch_add(1, std::memory_order_relaxed); });
-        CCountingObserver counter;
+        CImageNumbers numbers;
+        const auto statusService = findService<ICameraStatusService>(host);
+        QObject::connect(statusService.data(), &ICameraStatusService::cameraStatisticUpdated, &app,
+                         [&numbers](const CameraInfoPtr& info, int grabbed) {
+                             const int index = cameraIndex(info);
+                             if (index >= 0)
+                                 numbers.reported[index].store(grabbed, std::memory_order_relaxed);
+                         });
+        QObject::connect(statusService.data(), &ICameraStatusService::cameraImageGrabbedInfo, &app,
+                         [&relayedInfos] { ++relayedInfos; });
+        CCountingObserver counter(numbers);
         notifier->addObserver(&counter);
         TavixSim::measureDispatch(true);
-        CBacklogSampler backlog(counter, relayed);
+        CBacklogSampler backlog(numbers);
 
         CWatchdog watchdog(qMax(1, parser.value(watchdogOption).toInt()));
         QTimer heartbeat;
@@ -520,6 +625,10 @@ int main(int argc, char* argv[])
         backlogMedian = backlog.percentile(0.5);
         backlog99 = backlog.percentile(0.99);
         backlogMax = backlog.percentile(1.0);
+        longestGapMs = watchdog.longestGapMs();
+        settledResident = backlog.settledResident();
+        largestResident = backlog.largestResidentAfter();
+        finalResident = backlog.finalResident();
         world.reset(); // its timers with it
         TavixSim::clearFaults();
 
@@ -571,9 +680,20 @@ int main(int argc, char* argv[])
     std::printf("soak: cost of an image on its grab thread, from the SDK's call into the plug-in to the "
                 "return of the last observer: median %.2f us, 90 %% %.2f us, 99 %% %.2f us, 99.9 %% %.2f us, largest %.0f us\n",
                 costs.p50Ns / 1e3, costs.p90Ns / 1e3, costs.p99Ns / 1e3, costs.p999Ns / 1e3, costs.maxNs / 1e3);
-    std::printf("soak: main thread backlog, images whose queued events it has not handled yet (sampled every 10 ms): "
-                "median %lld, 99 %% %lld, largest %lld\n",
+    std::printf("soak: main thread backlog, images whose statistic it has not handled yet (sampled every 10 ms): "
+                "median %lld, 99 %% %lld, largest %lld; longest gap between two turns of its 50-ms heartbeat %lld ms; "
+                "%lld image infos relayed\n",
                 static_cast<long long>(backlogMedian), static_cast<long long>(backlog99),
-                static_cast<long long>(backlogMax));
+                static_cast<long long>(backlogMax), static_cast<long long>(longestGapMs), static_cast<long long>(relayedInfos));
+    const auto megabytes = [](qint64 bytes) { return double(bytes) / (1024.0 * 1024.0); };
+    if (settledResident > 0) {
+        std::printf("soak: resident memory %.1f MB after the first minute, at most %.1f MB after it, %.1f MB at the end\n",
+                    megabytes(settledResident), megabytes(largestResident), megabytes(finalResident));
+        // Flat: what a minute has settled to may move by allocator slack, not with the images.
+        check(largestResident - settledResident < MemoryGrowthLimit,
+              QStringLiteral("resident memory grew by %1 MB after the first minute").arg(megabytes(largestResident - settledResident)));
+    } else {
+        std::printf("soak: resident memory %.1f MB at the end\n", megabytes(finalResident));
+    }
     return failures == 0 ? 0 : 1;
 }

@@ -10,7 +10,10 @@
 #include <QObject>
 #include <QVector>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
+#include <thread>
 
 // The description of a scenario camera, as enumeration would make it.
 inline Core::OptiRosterComponents::CameraInfoPtr cameraInfo(const QString& serial)
@@ -36,6 +39,33 @@ public:
         connect(sender, signal, this, [this, make](auto&&... args) { values.append(make(args...)); });
     }
     QVector<Value> values;
+};
+
+// Holds each image on its grab thread until the test's thread has received that many
+// statistics, so that the test's thread keeps up with a camera of any speed however loaded the
+// machine is. Call waitForStatistic(n) on the grab thread with the image's count, received() on
+// the test's thread with each statistic.
+class CKeepUpGate
+{
+public:
+    void received() { m_received.fetch_add(1); }
+    // Lets every image through from now on, as before a stop, which waits for the grab thread.
+    void open() { m_open.store(true); }
+    // False when the test's thread didn't turn for 10 s.
+    bool waitForStatistic(int count)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (m_received.load() < count && !m_open.load()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
+        return true;
+    }
+
+private:
+    std::atomic<int> m_received{0};
+    std::atomic<bool> m_open{false};
 };
 
 // Collects on the emitting thread, under a lock, for signals whose order across threads matters.

@@ -89,6 +89,10 @@ const QVector<CCommand>& commandTable()
         {QStringLiteral("defects"), QStringLiteral("defects --camera NAME [--user|--factory] [--write FILE]"),
          QStringLiteral("Shows a static defect pixel list; --write replaces the user list with the \"x,y\" lines of a file."),
          &runDefects},
+        {QStringLiteral("serve"), QStringLiteral("serve [--seconds N] (with --client FILE)"),
+         QStringLiteral("Hosts the roster and the client plug-ins until Ctrl-C, the time is up, or each client that has a "
+                        "finished(int) signal has sent it; exits with the highest status they sent."),
+         &runServe, false},
     };
     return commands;
 }

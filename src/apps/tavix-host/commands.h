@@ -28,7 +28,8 @@ struct CCommandOptions
                              QStringLiteral("n"), QStringLiteral("1")};
     QCommandLineOption monitor{QStringLiteral("monitor"), QStringLiteral("grab: open in monitor mode.")};
     QCommandLineOption exclusive{QStringLiteral("exclusive"), QStringLiteral("grab: take the camera into exclusive use.")};
-    QCommandLineOption seconds{QStringLiteral("seconds"), QStringLiteral("watch: stop after this many seconds (0, the default: until Ctrl-C)."),
+    QCommandLineOption seconds{QStringLiteral("seconds"),
+                               QStringLiteral("watch, serve: stop after this many seconds (0, the default: until Ctrl-C)."),
                                QStringLiteral("s")};
     QCommandLineOption apply{QStringLiteral("apply"), QStringLiteral("firmware: run the update of this number in the list."),
                              QStringLiteral("n")};
@@ -93,6 +94,7 @@ int runActive(CCommandContext& context);
 int runFirmware(CCommandContext& context); // in devicecommands.cpp
 int runAction(CCommandContext& context);
 int runDefects(CCommandContext& context);
+int runServe(CCommandContext& context); // in servecommand.cpp
 
 // Helpers that commands share.
 // Opens a closed camera for the length of a command and closes it again; one that was open

@@ -19,31 +19,39 @@ CHost::CHost()
 CHost::~CHost()
 {
     stop();
-    // Objects of the plug-in that were handed to this thread for deletion go while its code is
-    // still loaded, before and after the plug-in object itself.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    delete m_pPlugin;
-    m_pPlugin = nullptr;
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    if (m_loader.isLoaded())
-        m_loader.unload();
+    // Clients go before the roster whose objects they may still hold. Objects of a plug-in that
+    // were handed to this thread for deletion go while its code is still loaded, before and
+    // after the plug-in object itself.
+    while (!m_plugins.empty()) {
+        CLoadedPlugin& loaded = m_plugins.back();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        delete loaded.m_pPlugin;
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        if (loaded.m_ptrLoader->isLoaded())
+            loaded.m_ptrLoader->unload();
+        m_plugins.pop_back();
+    }
 }
 
 bool CHost::load(const QString& pluginPath)
 {
-    m_loader.setFileName(pluginPath);
-    if (m_loader.metaData().value(QStringLiteral("IID")).toString()
-        != QLatin1String(TAVIX_CORE_PLUGIN_IID)) {
+    if (m_started) {
+        m_errorString = QStringLiteral("plug-ins are loaded before the host starts");
+        return false;
+    }
+    auto loader = std::make_unique<QPluginLoader>(pluginPath);
+    if (loader->metaData().value(QStringLiteral("IID")).toString() != QLatin1String(TAVIX_CORE_PLUGIN_IID)) {
         m_errorString = QStringLiteral("'%1' is not a plug-in of this host").arg(pluginPath);
         return false;
     }
-    m_pPlugin = qobject_cast<Core::Plugin::IPlugin*>(m_loader.instance());
-    if (!m_pPlugin) {
-        m_errorString = m_loader.errorString();
+    auto* plugin = qobject_cast<Core::Plugin::IPlugin*>(loader->instance());
+    if (!plugin) {
+        m_errorString = loader->errorString();
         return false;
     }
     // The host owns the object from here on and deletes it before unloading the library.
-    m_pPlugin->setParent(nullptr);
+    plugin->setParent(nullptr);
+    m_plugins.push_back({std::move(loader), plugin});
     return true;
 }
 
@@ -62,27 +70,47 @@ QString CHost::findPlugin(const QString& directory)
 
 QJsonObject CHost::metaData() const
 {
-    return m_loader.metaData();
+    return m_plugins.empty() ? QJsonObject() : m_plugins.front().m_ptrLoader->metaData();
+}
+
+Core::Plugin::IPlugin* CHost::plugin() const
+{
+    return m_plugins.empty() ? nullptr : m_plugins.front().m_pPlugin;
+}
+
+QVector<Core::Plugin::IPlugin*> CHost::plugins() const
+{
+    QVector<Core::Plugin::IPlugin*> plugins;
+    for (const CLoadedPlugin& loaded : m_plugins)
+        plugins.append(loaded.m_pPlugin);
+    return plugins;
 }
 
 bool CHost::start()
 {
-    if (!m_pPlugin || m_started)
+    if (m_plugins.empty() || m_started)
         return false;
-    if (!m_pPlugin->initialize(m_ptrRegistry))
-        return false;
+    for (const CLoadedPlugin& loaded : m_plugins) {
+        if (!loaded.m_pPlugin->initialize(m_ptrRegistry))
+            return false;
+    }
     m_ptrRegistry->announceInitializationDone();
-    m_started = m_pPlugin->postInitialize();
+    m_started = true;
+    for (const CLoadedPlugin& loaded : m_plugins)
+        m_started = loaded.m_pPlugin->postInitialize() && m_started;
     return m_started;
 }
 
 bool CHost::stop()
 {
-    if (!m_pPlugin || !m_started)
+    if (m_plugins.empty() || !m_started)
         return false;
     m_started = false;
     m_ptrInfoService->announceUninitialization();
-    return m_pPlugin->uninitialize(m_ptrRegistry);
+    bool uninitialized = true;
+    for (auto loaded = m_plugins.rbegin(); loaded != m_plugins.rend(); ++loaded)
+        uninitialized = loaded->m_pPlugin->uninitialize(m_ptrRegistry) && uninitialized;
+    return uninitialized;
 }
 
 QStringList CHost::serviceNames() const
@@ -101,9 +129,9 @@ QStringList CHost::serviceNames() const
 QStringList CHost::pluginObjectNames() const
 {
     QStringList names;
-    if (!m_pPlugin)
+    if (!plugin())
         return names;
-    for (const QObject* child : m_pPlugin->children())
+    for (const QObject* child : plugin()->children())
         names.append(QString::fromLatin1(child->metaObject()->className()));
     return names;
 }

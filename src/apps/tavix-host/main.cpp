@@ -10,6 +10,7 @@
 #include <tavix/backendcontrol.h>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QRegularExpression>
 #include <QTextStream>
@@ -18,6 +19,17 @@ namespace {
 
 const QStringList Languages{QStringLiteral("ja"), QStringLiteral("zh"), QStringLiteral("en"), QStringLiteral("ko")};
 
+// ../plugins beside the program in the build tree; the plug-in folder of the installed tree
+// otherwise.
+QString defaultPluginDir()
+{
+    const QDir programDir(QCoreApplication::applicationDirPath());
+    const QString buildTreeDir = programDir.absoluteFilePath(QStringLiteral("../plugins"));
+    if (QFileInfo(buildTreeDir).isDir())
+        return buildTreeDir;
+    return QDir::cleanPath(programDir.absoluteFilePath(QStringLiteral(TAVIX_HOST_INSTALLED_PLUGIN_DIR)));
+}
+
 struct CHostOptions
 {
     QCommandLineOption scenario{QStringLiteral("scenario"),
@@ -25,15 +37,17 @@ struct CHostOptions
                                 QStringLiteral("file")};
     QCommandLineOption plugin{QStringLiteral("plugin"), QStringLiteral("The plug-in file to load."), QStringLiteral("file")};
     QCommandLineOption pluginDir{QStringLiteral("plugin-dir"), QStringLiteral("The folder to search for the plug-in."),
-                                 QStringLiteral("folder"),
-                                 QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../plugins"))};
+                                 QStringLiteral("folder"), defaultPluginDir()};
+    QCommandLineOption client{QStringLiteral("client"),
+                              QStringLiteral("A client plug-in to load after the roster (repeatable); see the serve command."),
+                              QStringLiteral("file")};
     QCommandLineOption lang{QStringLiteral("lang"), QStringLiteral("The language of the plug-in's messages: ja, zh, en or ko."),
                             QStringLiteral("language")};
     QCommandLineOption backends{QStringLiteral("backends"),
                                 QStringLiteral("The camera worlds, comma-separated: sim (the simulated one), aravis (real "
                                                "GigE Vision and USB3 Vision cameras); as TAVIX_BACKENDS."),
                                 QStringLiteral("list")};
-    QList<QCommandLineOption> all() const { return {scenario, backends, plugin, pluginDir, lang, verbose, logRules}; }
+    QList<QCommandLineOption> all() const { return {scenario, backends, plugin, pluginDir, client, lang, verbose, logRules}; }
 
     QCommandLineOption verbose{QStringLiteral("verbose"), QStringLiteral("Show the plug-in's log lines on standard error.")};
     QCommandLineOption logRules{QStringLiteral("log-rules"),
@@ -135,6 +149,12 @@ bool loadPlugin(CHost& host, const QCommandLineParser& parser, const CHostOption
     if (!host.load(path)) {
         err << "The plug-in could not be loaded: " << host.errorString() << '\n';
         return false;
+    }
+    for (const QString& client : parser.values(options.client)) {
+        if (!host.load(client)) {
+            err << "The client plug-in could not be loaded: " << host.errorString() << '\n';
+            return false;
+        }
     }
     if (parser.isSet(options.lang)) {
         auto* localized = qobject_cast<Core::Plugin::ALocalizedPlugin*>(host.plugin());

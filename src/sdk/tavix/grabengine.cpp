@@ -203,9 +203,11 @@ void CGrabEngine::deliver(CGrabResultData* data, const FrameResult& frame)
         dispatch(result);
         return;
     }
+    times.probe(true);
     const auto start = std::chrono::steady_clock::now();
     dispatch(result);
     times.record(std::chrono::steady_clock::now() - start);
+    times.probe(false);
 }
 
 void CGrabEngine::dispatch(const CGrabResultPtr& result)

@@ -31,7 +31,8 @@ TavixSim::FeatureDesc integerFeature(const char* name, int64_t value, int64_t mi
 
 GenApi::INodeMap* createParamsNodeMap()
 {
-    return new TavixSim::CNodeMap("InstantCamera", {
+    // Described once: a pool makes an instant camera for each of thousands of cameras.
+    static const TavixSim::NodeMapDescription description{
         booleanFeature("GrabCameraEvents", false),
         integerFeature("GrabLoopThreadPriority", 0, -100, 100),
         booleanFeature("GrabLoopThreadPriorityOverride", false),
@@ -41,7 +42,8 @@ GenApi::INodeMap* createParamsNodeMap()
         integerFeature("MaxNumQueuedBuffer", 10, 1, 1 << 20),
         booleanFeature("MonitorModeActive", false),
         booleanFeature("ClearBufferModeEnable", false),
-    });
+    };
+    return new TavixSim::CNodeMap("InstantCamera", description);
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 
 namespace Core::AppCoreComponents {
 
-// Root of every description object that the host shows to its user.
+/// Root of every description object that the host shows to its user.
 class IBaseInfo : public CContextObject
 {
     Q_OBJECT

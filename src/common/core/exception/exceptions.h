@@ -5,15 +5,18 @@
 
 namespace Core::Exception {
 
-// The only exception family that may cross a service interface. It is deliberately not a
-// std::exception, so that a catch of std::exception lets it pass.
+/// The only exception family that may cross a service interface. It is deliberately not a
+/// std::exception, so that a catch of std::exception lets it pass.
 class BaseException
 {
 public:
+    /// An exception with the text that tells what failed.
     explicit BaseException(const QString& message);
     virtual ~BaseException();
 
+    /// The text, UTF-8 encoded.
     const char* what() const;
+    /// The text.
     QString getMessage() const;
 
 private:

@@ -4,11 +4,12 @@
 
 namespace Core::Plugin {
 
-// The host's registry: services in order of registration, guarded by one read-write lock.
+/// The host's registry: services in order of registration, guarded by one read-write lock.
 class CPluginInitializer : public IPluginInitializer
 {
     Q_OBJECT
 public:
+    /// An empty registry.
     explicit CPluginInitializer(QObject* parent = nullptr);
     ~CPluginInitializer() override;
 
@@ -17,7 +18,7 @@ public:
     void getServices(QList<QSharedPointer<Core::Service::IService>>& services) override;
     QReadWriteLock* getServicesLock() override;
 
-    // Called by the host once every plug-in has been initialised.
+    /// Called by the host once every plug-in has been initialised.
     void announceInitializationDone();
 
 private:

@@ -9,20 +9,24 @@
 
 namespace Core::Plugin {
 
-// The service registry that the host hands to each plug-in.
+/// The service registry that the host hands to each plug-in.
 class IPluginInitializer : public QObject
 {
     Q_OBJECT
 public:
     using QObject::QObject;
 
+    /// Adds a service behind those registered before.
     virtual void registerService(QSharedPointer<Core::Service::IService> service) = 0;
+    /// Takes a service out; a service registered twice goes once.
     virtual void unregisterService(QSharedPointer<Core::Service::IService> service) = 0;
-    // The caller holds getServicesLock() for reading while it calls this.
+    /// The caller holds getServicesLock() for reading while it calls this.
     virtual void getServices(QList<QSharedPointer<Core::Service::IService>>& services) = 0;
+    /// The lock that guards the list of services.
     virtual QReadWriteLock* getServicesLock() = 0;
 
 signals:
+    /// Sent once the host has initialised every plug-in.
     void initializationDone();
 };
 

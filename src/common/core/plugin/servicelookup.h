@@ -6,8 +6,8 @@
 
 namespace Core::Plugin {
 
-// Finds the first registered service that implements Service, the way any plug-in looks up
-// another's service: by interface type, under the registry's read lock. Empty when there is none.
+/// Finds the first registered service that implements Service, the way any plug-in looks up
+/// another's service: by interface type, under the registry's read lock. Empty when there is none.
 template <typename Service>
 QSharedPointer<Service> findService(const QSharedPointer<IPluginInitializer>& registry)
 {

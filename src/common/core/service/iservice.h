@@ -4,11 +4,12 @@
 
 namespace Core::Service {
 
-// Root of all services; a service is found in the registry by its interface type alone.
+/// Root of all services; a service is found in the registry by its interface type alone.
 class IService : public QObject
 {
     Q_OBJECT
 public:
+    /// A service; services live by shared pointers and have no parent in practice.
     explicit IService(QObject* parent = nullptr)
         : QObject(parent)
     {

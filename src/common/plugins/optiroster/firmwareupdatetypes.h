@@ -11,7 +11,7 @@ enum EFirmwareUpdateDirection {
     Unknown = 3,
 };
 
-// The values are the SDK's progress step types, unchanged.
+/// The values are the SDK's progress step types, unchanged.
 enum EFirmwareUpdateStep {
     CheckPreconditions = 0,
     AcquireUpdateData = 1,

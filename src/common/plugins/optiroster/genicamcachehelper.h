@@ -2,10 +2,11 @@
 
 namespace Plugin::OptiRoster {
 
-// Empties the SDK's cache of node map descriptions. Whatever the SDK throws reaches the caller.
+/// Empties the SDK's cache of node map descriptions. Whatever the SDK throws reaches the caller.
 class CGenicamCacheHelper
 {
 public:
+    /// Empties the cache.
     static void clearGenicamCache();
 };
 

@@ -5,9 +5,9 @@
 
 namespace Plugin::OptiRoster {
 
-// Starts and stops image acquisition. The forms without a camera act on the active device.
-// Nothing is reported back: a command for a camera that is missing, in exclusive use or not
-// connected is dropped; clients follow the course of things through the status service.
+/// Starts and stops image acquisition. The forms without a camera act on the active device.
+/// Nothing is reported back: a command for a camera that is missing, in exclusive use or not
+/// connected is dropped; clients follow the course of things through the status service.
 class ICameraStreamControlService : public Core::Service::IService
 {
     Q_OBJECT
@@ -15,26 +15,31 @@ public:
     using IService::IService;
 
 public slots:
+    /// Starts grabbing on the active device.
     virtual void startGrabbing() = 0;
 
 public:
+    /// Starts a continuous grab of the open camera that info names.
     virtual void startGrabbing(CameraInfoPtr info) = 0;
 
 public slots:
+    /// Stops the grab of the active device.
     virtual void stopGrabbing() = 0;
 
 public:
+    /// Stops the camera's grab; cameraGrabStopped() tells when it has.
     virtual void stopGrabbing(CameraInfoPtr info) = 0;
 
 public slots:
-    // The default time-out is the largest the grab loop takes.
+    /// The default time-out is the largest the grab loop takes.
     virtual void singleShot(uint timeout = 4294967294u) = 0;
 
 public:
+    /// Grabs one image of the camera, waiting at most timeout ms.
     virtual void singleShot(CameraInfoPtr info, uint timeout) = 0;
 
 public slots:
-    // Stops every grabbing camera that is not in exclusive use.
+    /// Stops every grabbing camera that is not in exclusive use.
     virtual void stopGrabbingAll() = 0;
 };
 

@@ -5,9 +5,9 @@
 
 namespace Plugin::OptiRoster {
 
-// Opens and closes devices of either kind: cameras and transport layer interfaces. The forms
-// without a device act on the active device. A failed open answers false; the reason stands
-// in the description's last-error text.
+/// Opens and closes devices of either kind: cameras and transport layer interfaces. The forms
+/// without a device act on the active device. A failed open answers false; the reason stands
+/// in the description's last-error text.
 class IDeviceControlService : public Core::Service::IService
 {
     Q_OBJECT
@@ -15,16 +15,22 @@ public:
     using IService::IService;
 
 public slots:
+    /// Opens the active device.
     virtual bool open(bool monitorMode = false) = 0;
 
 public:
+    /// Opens the device for shared use; monitorMode opens a camera only to listen to a stream
+    /// that another application controls. False when it fails or the device is in exclusive use.
     virtual bool open(DeviceBaseInfoPtr info, bool monitorMode) = 0;
 
 public slots:
+    /// Closes the active device.
     virtual void close() = 0;
 
 public:
+    /// Closes the device that info names; a grabbing camera stops first.
     virtual void close(DeviceBaseInfoPtr info) = 0;
+    /// Closes the device object.
     virtual void close(QSharedPointer<IDevice> device) = 0;
 };
 

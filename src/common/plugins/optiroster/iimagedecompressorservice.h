@@ -11,18 +11,18 @@
 
 namespace Plugin::OptiRoster {
 
-// Keeps a decompressor ready for each camera that grabs compressed images, set up at the
-// camera's grab start from its compression settings of that moment.
+/// Keeps a decompressor ready for each camera that grabs compressed images, set up at the
+/// camera's grab start from its compression settings of that moment.
 class IImageDecompressorService : public Core::Service::IService
 {
     Q_OBJECT
 public:
     using IService::IService;
 
-    // The camera's decompressor, or null when it doesn't compress. Safe on the image path: it
-    // never touches the camera.
+    /// The camera's decompressor, or null when it doesn't compress. Safe on the image path: it
+    /// never touches the camera.
     virtual QSharedPointer<const Tavix::CImageDecompressor> getImageDecompressor(const DeviceBaseInfoPtr& info) = 0;
-    // The camera's current compression descriptor; throws on failure.
+    /// The camera's current compression descriptor; throws on failure.
     virtual QVector<unsigned char> getCompressionDescriptor(const Core::OptiRosterComponents::CameraInfoPtr& info) = 0;
 };
 

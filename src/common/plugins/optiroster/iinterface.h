@@ -4,7 +4,7 @@
 
 namespace Plugin::OptiRoster {
 
-// A transport layer's interface as a device: it opens, closes and offers its node map.
+/// A transport layer's interface as a device: it opens, closes and offers its node map.
 class IInterface : public IDevice
 {
     Q_OBJECT

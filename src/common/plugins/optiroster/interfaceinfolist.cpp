@@ -9,9 +9,10 @@ namespace Plugin::OptiRoster {
 using Internal::CInterfaceInfo;
 using InterfaceInfoPtr = QSharedPointer<Core::OptiRosterComponents::IInterfaceInfo>;
 
-QVector<QSharedPointer<CInterfaceInfo>>* CInterfaceInfoList::m_pKnownInterfaces = new QVector<QSharedPointer<CInterfaceInfo>>;
-
 namespace {
+// Every interface ever seen; created during static initialisation, never deleted. It stays out
+// of the public header, as its element type is the implementation's: clients see the list type only.
+QVector<QSharedPointer<CInterfaceInfo>>* const m_pKnownInterfaces = new QVector<QSharedPointer<CInterfaceInfo>>;
 // Lives as long as the list it indexes: never deleted.
 Internal::KnownIndex<CInterfaceInfo>* const knownInterfaceIndex = new Internal::KnownIndex<CInterfaceInfo>;
 } // namespace

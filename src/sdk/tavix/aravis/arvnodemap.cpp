@@ -1,5 +1,7 @@
 #include <tavix/aravis/arvnodemap.h>
 
+#include <tavix/featurevalue.h>
+
 namespace TavixAravis {
 namespace {
 
@@ -43,6 +45,8 @@ public:
     int64_t GetMin() const override { return call("Reading the minimum of", arv_gc_integer_get_min); }
     int64_t GetMax() const override { return call("Reading the maximum of", arv_gc_integer_get_max); }
     int64_t GetInc() const override { return call("Reading the increment of", arv_gc_integer_get_inc); }
+    // Aravis would take a number's prefix ("1600.7" as 1600) and C's other bases ("0x100").
+    void FromString(const GenICam::gcstring& value) override { SetValue(Tavix::integerFromText(value, m_name)); }
 
 private:
     int64_t call(const char* what, gint64 (*get)(ArvGcInteger*, GError**)) const
@@ -70,6 +74,7 @@ public:
     }
     double GetMin() const override { return call("Reading the minimum of", arv_gc_float_get_min); }
     double GetMax() const override { return call("Reading the maximum of", arv_gc_float_get_max); }
+    void FromString(const GenICam::gcstring& value) override { SetValue(Tavix::floatFromText(value, m_name)); }
 
 private:
     double call(const char* what, double (*get)(ArvGcFloat*, GError**)) const
@@ -102,6 +107,7 @@ public:
         arv_gc_boolean_set_value(ARV_GC_BOOLEAN(writable()), value, error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
     }
+    void FromString(const GenICam::gcstring& value) override { SetValue(Tavix::booleanFromText(value, m_name)); }
 };
 
 class CArvCommand : public TArvNode<GenApi::ICommand, GenApi::intfICommand>

@@ -75,5 +75,6 @@ DispatchTimes CDispatchTimes::summary() const
 
 void measureDispatch(bool on) { CDispatchTimes::instance().setMeasuring(on); }
 DispatchTimes dispatchTimes() { return CDispatchTimes::instance().summary(); }
+void setDispatchProbe(DispatchProbe probe) { CDispatchTimes::instance().setProbe(probe); }
 
 } // namespace TavixSim

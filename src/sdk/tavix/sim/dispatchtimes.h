@@ -21,6 +21,12 @@ public:
     // Turning it on empties the histogram.
     void setMeasuring(bool on);
     void record(std::chrono::nanoseconds time);
+    void setProbe(void (*probe)(bool inside)) { m_probe.store(probe, std::memory_order_relaxed); }
+    void probe(bool inside) const
+    {
+        if (const auto probe = m_probe.load(std::memory_order_relaxed))
+            probe(inside);
+    }
     DispatchTimes summary() const;
 
 private:
@@ -32,6 +38,7 @@ private:
     uint64_t percentile(double fraction, uint64_t count) const;
 
     std::atomic<bool> m_measuring{false};
+    std::atomic<void (*)(bool)> m_probe{nullptr};
     std::atomic<uint64_t> m_max{0};
     std::atomic<uint64_t> m_buckets[BucketCount] = {};
 };

@@ -1,5 +1,7 @@
 #include <tavix/sim/nodemap.h>
 
+#include <tavix/featurevalue.h>
+
 #include <cmath>
 #include <sstream>
 
@@ -69,14 +71,7 @@ public:
     int64_t GetMax() const override { return m_desc.intMax; }
     int64_t GetInc() const override { return m_desc.intInc; }
     gcstring ToString() const override { return std::to_string(GetValue()); }
-    void FromString(const gcstring& value) override
-    {
-        try {
-            SetValue(std::stoll(value.toStdString()));
-        } catch (const std::logic_error&) {
-            fail("InvalidArgumentException", "'" + value.toStdString() + "' is no integer.");
-        }
-    }
+    void FromString(const gcstring& value) override { SetValue(Tavix::integerFromText(value, m_desc.name)); }
 
     void setInternal(int64_t value) { m_desc.intValue = value; }
     virtual int64_t current() const { return m_desc.intValue; }
@@ -123,14 +118,7 @@ public:
         text << GetValue();
         return text.str();
     }
-    void FromString(const gcstring& value) override
-    {
-        try {
-            SetValue(std::stod(value.toStdString()));
-        } catch (const std::logic_error&) {
-            fail("InvalidArgumentException", "'" + value.toStdString() + "' is no number.");
-        }
-    }
+    void FromString(const gcstring& value) override { SetValue(Tavix::floatFromText(value, m_desc.name)); }
 };
 
 class CBooleanNode : public CNodeBase, public GenApi::IBoolean
@@ -151,15 +139,7 @@ public:
         m_desc.boolValue = value;
     }
     gcstring ToString() const override { return GetValue() ? "true" : "false"; }
-    void FromString(const gcstring& value) override
-    {
-        if (value == "true" || value == "1")
-            SetValue(true);
-        else if (value == "false" || value == "0")
-            SetValue(false);
-        else
-            fail("InvalidArgumentException", "'" + value.toStdString() + "' is no boolean.");
-    }
+    void FromString(const gcstring& value) override { SetValue(Tavix::booleanFromText(value, m_desc.name)); }
 };
 
 class CCommandNode : public CNodeBase, public GenApi::ICommand
@@ -342,6 +322,7 @@ std::unique_ptr<GenApi::INode> makeNode(const CNodeMap* map, const FeatureDesc& 
 CNodeMap::CNodeMap(std::string deviceName, const NodeMapDescription& description)
     : m_deviceName(std::move(deviceName))
 {
+    m_nodes.reserve(description.size());
     for (const auto& feature : description)
         addFeature(feature);
 }

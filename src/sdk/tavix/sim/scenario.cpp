@@ -3,6 +3,8 @@
 
 #include <QJsonDocument>
 
+#include <algorithm>
+
 namespace TavixSim {
 namespace {
 
@@ -115,6 +117,11 @@ GenApi::EAccessMode accessOf(const QString& text, const QString& path)
     return it->second;
 }
 
+bool isImageDimension(const FeatureDesc& feature)
+{
+    return feature.name == "Width" || feature.name == "Height";
+}
+
 FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
 {
     checkKeys(object, path, {"name", "type", "value", "access", "available", "min", "max", "inc", "entries"});
@@ -127,6 +134,9 @@ FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
     if (type == QLatin1String("integer")) {
         feature.type = GenApi::intfIInteger;
         feature.intValue = integerAt(object, "value", path, 0);
+        if (isImageDimension(feature) && (feature.intValue < 1 || feature.intValue > MaxImageBytes))
+            fail(path + QStringLiteral(".value"), QStringLiteral("%1 pixels is no image's %2; 1 to %3 is expected")
+                                                      .arg(feature.intValue).arg(QString::fromStdString(feature.name)).arg(MaxImageBytes));
         feature.intMin = integerAt(object, "min", path, INT64_MIN);
         feature.intMax = integerAt(object, "max", path, INT64_MAX);
         feature.intInc = integerAt(object, "inc", path, 1);
@@ -194,6 +204,10 @@ StreamDesc parseStream(const QJsonObject& object, const QString& path)
     stream.frameRate = numberAt(object, "frameRate", path, 0.0);
     if (stream.frameRate < 0)
         fail(path + QStringLiteral(".frameRate"), QStringLiteral("must not be negative"));
+    // The period of a frame is counted in nanoseconds: it must be one at least, and fit.
+    if (stream.frameRate > MaxFrameRate || (stream.frameRate > 0 && stream.frameRate < MinFrameRate))
+        fail(path + QStringLiteral(".frameRate"), QStringLiteral("%1 frames a second is no camera's; 0 or %2 to %3 is expected")
+                                                      .arg(stream.frameRate).arg(MinFrameRate).arg(MaxFrameRate));
     stream.payloadType = textAt(object, "payloadType", path, false, QStringLiteral("auto")).toStdString();
     if (stream.payloadType != "auto" && stream.payloadType != "image" && stream.payloadType != "chunk")
         fail(path + QStringLiteral(".payloadType"), QStringLiteral("auto, image or chunk is expected"));
@@ -295,6 +309,46 @@ std::vector<Fault> parseDeviceFaults(const QJsonArray& array, const QString& pat
     return faults;
 }
 
+const FeatureDesc* findFeature(const NodeMapDescription& features, const char* name)
+{
+    for (const auto& feature : features) {
+        if (feature.name == name)
+            return &feature;
+    }
+    return nullptr;
+}
+
+// The camera's own feature, else its model's, else null.
+const FeatureDesc* effectiveFeature(const DeviceDesc& device, const NodeMapDescription& model, const char* name)
+{
+    const FeatureDesc* own = findFeature(device.features, name);
+    return own ? own : findFeature(model, name);
+}
+
+// Refuses a camera whose image, at the widest of its pixel formats, takes more memory than any
+// camera sends; the simulated camera's defaults stand in for what the scenario leaves out.
+void checkImageSize(const DeviceDesc& device, const Scenario& scenario, const QString& path)
+{
+    NodeMapDescription model;
+    if (!device.model.empty())
+        model = parseFeatureArray(scenario.models.at(device.model), QStringLiteral("$.models.") + QString::fromStdString(device.model));
+    const FeatureDesc* width = effectiveFeature(device, model, "Width");
+    const FeatureDesc* height = effectiveFeature(device, model, "Height");
+    const FeatureDesc* format = effectiveFeature(device, model, "PixelFormat");
+    int64_t widest = 4; // the default formats go up to BGRA8
+    if (format && format->type == GenApi::intfIEnumeration) {
+        widest = 1;
+        for (const auto& entry : format->entries)
+            widest = std::max(widest, bytesPerPixel(entry.name));
+    }
+    // Each dimension is at most MaxImageBytes, so that the product can't overflow.
+    const int64_t pixels = (width && width->type == GenApi::intfIInteger ? width->intValue : 640)
+                           * (height && height->type == GenApi::intfIInteger ? height->intValue : 480);
+    if (pixels > MaxImageBytes / widest)
+        fail(path, QStringLiteral("an image of %1 pixels at %2 bytes each is more than the %3 bytes a camera may send")
+                       .arg(pixels).arg(widest).arg(MaxImageBytes));
+}
+
 DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const LayerDesc& layer, const Scenario& scenario)
 {
     checkKeys(object, path, {"fullName", "friendlyName", "vendorName", "modelName", "serialNumber", "userDefinedName",
@@ -329,6 +383,7 @@ DeviceDesc parseDevice(const QJsonObject& object, const QString& path, const Lay
     device.tlFeatures = parseFeatureArray(arrayAt(object, "tlFeatures", path), path + QStringLiteral(".tlFeatures"));
     device.streamFeatures = parseFeatureArray(arrayAt(object, "streamFeatures", path), path + QStringLiteral(".streamFeatures"));
     device.eventFeatures = parseFeatureArray(arrayAt(object, "eventFeatures", path), path + QStringLiteral(".eventFeatures"));
+    checkImageSize(device, scenario, path);
     if (object.contains(QStringLiteral("stream")))
         device.stream = parseStream(objectAt(object.value(QStringLiteral("stream")), path + QStringLiteral(".stream")), path + QStringLiteral(".stream"));
     if (object.contains(QStringLiteral("compression")))
@@ -422,6 +477,21 @@ std::vector<TimelineEvent> parseTimeline(const QJsonArray& array, const Scenario
 }
 
 } // namespace
+
+int64_t bytesPerPixel(const std::string& pixelFormat)
+{
+    const auto endsWith = [&](const char* suffix) {
+        const size_t length = std::char_traits<char>::length(suffix);
+        return pixelFormat.size() > length && pixelFormat.compare(pixelFormat.size() - length, length, suffix) == 0;
+    };
+    if (pixelFormat == "RGB8" || pixelFormat == "BGR8")
+        return 3;
+    if (pixelFormat == "BGRA8" || pixelFormat == "RGBA8")
+        return 4;
+    if (endsWith("16") || endsWith("12") || endsWith("10"))
+        return 2;
+    return 1;
+}
 
 bool parseFeatures(const QJsonArray& array, const QString& path, NodeMapDescription& features, QString& error)
 {

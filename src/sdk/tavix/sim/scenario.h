@@ -30,6 +30,15 @@ struct GrabError
     std::string message;
 };
 
+// What a simulated camera can be. A scenario beyond these is refused: no camera sends faster,
+// slower than once in a quarter of an hour (but for 0, free-running), or larger images.
+constexpr double MaxFrameRate = 1e6;
+constexpr double MinFrameRate = 1e-3;
+constexpr int64_t MaxImageBytes = int64_t(1) << 30;
+
+// The bytes a pixel of a format takes in the simulated cameras' images.
+int64_t bytesPerPixel(const std::string& pixelFormat);
+
 struct StreamDesc
 {
     double frameRate = 0.0; // 0: free-running

@@ -102,6 +102,10 @@ struct DispatchTimes
 };
 void measureDispatch(bool on);
 DispatchTimes dispatchTimes();
+// Called on the grab thread just before (true) and after (false) the handlers of each image run,
+// while measuring is on: a benchmark counts, for instance, what the handlers allocate.
+using DispatchProbe = void (*)(bool inside);
+void setDispatchProbe(DispatchProbe probe);
 
 // Firmware update. A device that executes "DeviceReset" vanishes from every listing until its
 // reboot time has passed on the simulator's clock, which advances by the time each

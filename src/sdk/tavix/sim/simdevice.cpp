@@ -308,20 +308,22 @@ void CSimDevice::reset()
 
 int64_t CSimDevice::bytesPerPixel() const
 {
-    const std::string format = m_pCameraNodeMap->enumValue("PixelFormat");
-    if (format == "RGB8" || format == "BGR8")
-        return 3;
-    if (format == "BGRA8" || format == "RGBA8")
-        return 4;
-    if (format.size() > 2 && (format.compare(format.size() - 2, 2, "16") == 0 || format.compare(format.size() - 2, 2, "12") == 0
-                              || format.compare(format.size() - 2, 2, "10") == 0))
-        return 2;
-    return 1;
+    return TavixSim::bytesPerPixel(m_pCameraNodeMap->enumValue("PixelFormat"));
 }
 
 int64_t CSimDevice::imageSize() const
 {
-    return m_pCameraNodeMap->integerValue("Width", 0) * m_pCameraNodeMap->integerValue("Height", 0) * bytesPerPixel();
+    const int64_t width = m_pCameraNodeMap->integerValue("Width", 0);
+    const int64_t height = m_pCameraNodeMap->integerValue("Height", 0);
+    if (width <= 0 || height <= 0)
+        return 0;
+    // A client may write dimensions whose product doesn't fit: the size saturates instead, far
+    // above what a grab accepts, with room for a chunk trailer.
+    constexpr int64_t Saturated = int64_t(1) << 62;
+    int64_t size = 0;
+    if (__builtin_mul_overflow(width, height, &size) || __builtin_mul_overflow(size, bytesPerPixel(), &size) || size > Saturated)
+        return Saturated;
+    return size;
 }
 
 Tavix::IChunkParser* CSimDevice::CreateChunkParser()
@@ -372,6 +374,11 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
 {
     const StreamDesc& stream = m_device.desc().stream;
     CNodeMap& camera = m_device.cameraNodeMap();
+    if (m_device.imageSize() > MaxImageBytes) {
+        const std::string text = "An image of " + std::to_string(camera.integerValue("Width", 0)) + " x "
+                                 + std::to_string(camera.integerValue("Height", 0)) + " pixels is more than the camera can send.";
+        throw GenICam::OutOfRangeException(text.c_str(), __FILE__, __LINE__);
+    }
     m_chunk = stream.payloadType == "chunk" || (stream.payloadType == "auto" && camera.booleanValue("ChunkModeActive", false));
     m_imageSize = std::min<size_t>(size_t(std::max<int64_t>(0, m_device.imageSize())),
                                    bufferSize > (m_chunk ? CSimDevice::ChunkTrailerSize : 0)
@@ -506,7 +513,10 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
         if (!waitForTrigger(stop))
             return m_device.IsRemoved() ? waitForStop(stop) : Tavix::FrameResult();
     } else if (stream.frameRate > 0) {
-        const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / stream.frameRate));
+        // At least a tick: a period of 0 would divide by zero below. The scenario reader keeps
+        // the rate where the period fits.
+        const auto period = std::max(Clock::duration(1),
+                                     std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / stream.frameRate)));
         const Clock::time_point due = m_start + period * m_frameIndex;
         const Clock::time_point now = Clock::now();
         if (now > due + period) { // the grab loop came late: the frames in between are lost

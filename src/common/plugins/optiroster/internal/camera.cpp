@@ -3,6 +3,7 @@
 #include <plugins/optiroster/internal/camerainfo.h>
 #include <plugins/optiroster/internal/chunkparsingeventhander.h>
 #include <plugins/optiroster/internal/failurerule.h>
+#include <plugins/optiroster/internal/grabsettings.h>
 #include <plugins/optiroster/internal/updatabledevice.h>
 
 #include <tavix/firmware.h>
@@ -12,7 +13,6 @@
 #include <tavix/tlfactory.h>
 
 #include <QMutexLocker>
-#include <QSettings>
 
 namespace Plugin::OptiRoster::Internal {
 
@@ -112,20 +112,26 @@ void CCamera::initialize()
     m_pCamera->RegisterConfiguration(this, Tavix::RegistrationMode_ReplaceAll, Tavix::Cleanup_None);
     m_pCamera->RegisterImageEventHandler(m_pChunkParsingHandler, Tavix::RegistrationMode_Append, Tavix::Cleanup_None);
     m_pCamera->RegisterConfiguration(m_pChunkParsingHandler, Tavix::RegistrationMode_Append, Tavix::Cleanup_None);
-    qRegisterMetaType<Tavix::CGrabResultPtr>("Tavix::CGrabResultPtr");
-    // The statistic and timer signals cross threads with these in their signatures.
-    qRegisterMetaType<uint64_t>("uint64_t");
-    qRegisterMetaType<int64_t>("int64_t");
+    // Once: a registration looks the name up under a lock, and a pass makes thousands of cameras.
+    static const bool registered = [] {
+        qRegisterMetaType<Tavix::CGrabResultPtr>("Tavix::CGrabResultPtr");
+        // The statistic and timer signals cross threads with these in their signatures.
+        qRegisterMetaType<uint64_t>("uint64_t");
+        qRegisterMetaType<int64_t>("int64_t");
+        return true;
+    }();
+    Q_UNUSED(registered)
     readSettings();
 
     m_frameGrabberTimer.setInterval(m_frameGrabberTimeoutMs);
     m_frameGrabberTimer.setSingleShot(true);
     connect(&m_frameGrabberTimer, &QTimer::timeout, this, &CCamera::onFrameGrabberTimeout);
-    // Each image pushes the timer out; QTimer must be started on its own thread, hence the queue.
+    // Each image pushes the timer out. It is emitted on the owner's thread, where a QTimer must
+    // be started, by the delivery of the image's statistic.
     connect(this, &CCamera::invokeTimeout, this, [this](int64_t lastKnownImageNumber) {
         m_lastKnownImageNumber = lastKnownImageNumber;
         m_frameGrabberTimer.start(m_frameGrabberTimeoutMs);
-    }, Qt::QueuedConnection);
+    });
 }
 
 CCamera::~CCamera()
@@ -164,28 +170,19 @@ CCamera::~CCamera()
 
 void CCamera::readSettings()
 {
-    QSettings settings;
-    settings.beginGroup(QStringLiteral("Grab"));
-    m_minNumBuffers = settings.value(QStringLiteral("MinNumBuffersContinuousShot"), 15).toInt();
-    m_maxNumBuffers = settings.value(QStringLiteral("MaxNumBuffersContinuousShot"), 450).toInt();
-    m_usedBufferMemory = settings.value(QStringLiteral("UsedBufferMemory"), 8388608u).toUInt();
-    settings.endGroup();
+    const CGrabSettings settings = CGrabSettings::read();
+    m_minNumBuffers = settings.minNumBuffers;
+    m_maxNumBuffers = settings.maxNumBuffers;
+    m_usedBufferMemory = settings.usedBufferMemory;
 }
 
 void CCamera::writeSettings() const
 {
-    QSettings settings;
-    settings.beginGroup(QStringLiteral("Grab"));
-    // A key that holds the value already is left alone, so that a pool of many cameras doesn't
-    // rewrite the settings file once for each of them.
-    const auto write = [&settings](const QString& key, const QVariant& value) {
-        if (settings.value(key) != value)
-            settings.setValue(key, value);
-    };
-    write(QStringLiteral("MinNumBuffersContinuousShot"), m_minNumBuffers);
-    write(QStringLiteral("MaxNumBuffersContinuousShot"), m_maxNumBuffers);
-    write(QStringLiteral("UsedBufferMemory"), m_usedBufferMemory);
-    settings.endGroup();
+    CGrabSettings settings;
+    settings.minNumBuffers = m_minNumBuffers;
+    settings.maxNumBuffers = m_maxNumBuffers;
+    settings.usedBufferMemory = m_usedBufferMemory;
+    settings.writeBack();
 }
 
 CFailureReport CCamera::failureReport(const QString& prefix) const
@@ -339,8 +336,9 @@ bool CCamera::announceGrabStart(const char* operation, bool prepare)
         CScopedObjectStateLock lock(m_ptrObjectState);
         if (refusesGrab(operation))
             return false;
-        if (prepare)
-            prepareGrabbing();
+        // Buffers that can't be sized fail the start with the reason, as the SDK's start would.
+        if (prepare && !reportFailures(failureReport(startFailurePrefix()), [this] { prepareGrabbing(); }))
+            return false;
     }
     // Before the SDK is touched, receivers read the compression data of the idle camera through
     // the pool, whose lock an open holds while it waits for this camera: so not under ours.
@@ -358,17 +356,23 @@ void CCamera::startGrabbing()
         return;
 
     if (m_pCamera->MonitorModeActive.GetValue()) {
-        reportFailures(failureReport(QStringLiteral("Could't start grabbing in monitor mode. Reason: ")), [this] {
+        reportFailures(failureReport(startFailurePrefix()), [this] {
             setEnumParameter("startGrabbing", QStringLiteral("TransmissionType"), QStringLiteral("UseCameraConfig"));
             m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
         });
         return;
     }
-    reportFailures(failureReport(QStringLiteral("Couldn't start continuous grab. Reason: ")), [this] {
+    reportFailures(failureReport(startFailurePrefix()), [this] {
         setEnumParameter("startGrabbing", QStringLiteral("@CameraDevice/AcquisitionMode"), QStringLiteral("Continuous"));
         m_pCamera->GrabLoopThreadUseTimeout.SetValue(false);
         m_pCamera->StartGrabbing(Tavix::GrabStrategy_OneByOne, Tavix::GrabLoop_ProvidedByInstantCamera);
     });
+}
+
+QString CCamera::startFailurePrefix() const
+{
+    return m_pCamera->MonitorModeActive.GetValue() ? QStringLiteral("Could't start grabbing in monitor mode. Reason: ")
+                                                   : QStringLiteral("Couldn't start continuous grab. Reason: ");
 }
 
 void CCamera::setEnumParameter(const char* operation, const QString& path, const QString& value)
@@ -476,14 +480,27 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
 
     m_publishedCompressionStatistic.store(m_compressionStatistic);
 
-    double fps = 0;
-    uint64_t bps = 0;
-    m_fpsStatistic.computeResult(fps, bps);
-    // Clients get the SDK's image number as the grabbed count; nothing else counts images.
-    emit cameraStatisticChanged(int(result->GetImageNumber()), m_imagesFailedCount.load(std::memory_order_relaxed), fps, bps,
-                                m_compressionStatistic);
+    CImageStatistic statistic;
+    statistic.imageNumber = result->GetImageNumber();
+    statistic.imagesFailedCount = m_imagesFailedCount.load(std::memory_order_relaxed);
+    m_fpsStatistic.computeResult(statistic.fps, statistic.bps);
+    statistic.compression = m_compressionStatistic;
+    m_newestImageStatistic.store(statistic);
+    // The statistic and the timer's push cross to the owner's thread as one merged call rather
+    // than two queued signals per image: a camera faster than that thread would otherwise bury
+    // it, and the memory with it, under events. A waiting call takes the newest figures along;
+    // a thread that keeps up still sees one statistic per image.
+    m_imageStatisticDelivery.request(this, [this] { return [this] { deliverImageStatistic(); }; });
     emit cameraImageGrabbed(m_ptrInfo, result);
-    emit invokeTimeout(result->GetImageNumber());
+}
+
+void CCamera::deliverImageStatistic()
+{
+    const CImageStatistic statistic = m_newestImageStatistic.load();
+    // Clients get the SDK's image number as the grabbed count; nothing else counts images.
+    emit cameraStatisticChanged(int(statistic.imageNumber), statistic.imagesFailedCount, statistic.fps, statistic.bps,
+                                statistic.compression);
+    emit invokeTimeout(statistic.imageNumber);
 }
 
 void CCamera::OnGrabStart(Tavix::CInstantCamera&)

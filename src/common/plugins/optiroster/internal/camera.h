@@ -4,6 +4,7 @@
 #include <core/statistic/fpsstatistic.h>
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
+#include <plugins/optiroster/internal/mergeddelivery.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
 #include <plugins/optiroster/staticdefectpixellisttype.h>
 
@@ -89,6 +90,18 @@ private slots:
     void onFrameGrabberTimeout();
 
 private:
+    // The figures of one image as the grab thread leaves them for the owner's thread.
+    struct CImageStatistic
+    {
+        int64_t imageNumber = 0;
+        int imagesFailedCount = 0;
+        double fps = 0.0;
+        uint64_t bps = 0;
+        CCompressionStatistic compression;
+    };
+
+    // On the owner's thread: the newest image's statistic, and the timer pushed out.
+    void deliverImageStatistic();
     void initialize();
     void createDevice();
     // The steps of a close up to deviceClosed; false when the camera wasn't open.
@@ -104,6 +117,7 @@ private:
     void writeSettings() const;
     void setEnumParameter(const char* operation, const QString& path, const QString& value);
     CFailureReport failureReport(const QString& prefix) const;
+    QString startFailurePrefix() const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
     template <typename Operation>
@@ -123,6 +137,8 @@ private:
     // owner's thread reads the published copy.
     CCompressionStatistic m_compressionStatistic;
     CSeqLockedValue<CCompressionStatistic> m_publishedCompressionStatistic;
+    CSeqLockedValue<CImageStatistic> m_newestImageStatistic;
+    CMergedDelivery m_imageStatisticDelivery;
     FpsStatistic m_fpsStatistic;
     QTimer m_frameGrabberTimer;
     int m_frameGrabberTimeoutMs;

@@ -2,6 +2,7 @@
 
 #include <core/exception/exceptions.h>
 #include <core/parametercollection/parametercollection.h>
+#include <plugins/optiroster/internal/failurerule.h>
 #include <plugins/optiroster/internal/logcategories.h>
 #include <plugins/optiroster/internal/optiroster.h>
 #include <plugins/optiroster/parameterpaths.h>
@@ -60,9 +61,19 @@ void appendResults(QVector<CActionCommandResult>& results, const std::vector<Tav
     }
 }
 
-void logFailure(const Core::Exception::BaseException& e)
+// Runs one issue of a command: the host's own exceptions are logged and leave the result as it
+// stands. The SDK's pass on to the caller as the host's, the only kind a client of a service is
+// prepared for; so a bad broadcast address reaches it as an ArgumentException.
+template <typename Issue>
+void issueLoggingFailures(Issue issue)
 {
-    writeLog(logCategoryId(), QString::fromUtf8(e.what()));
+    translateFailures([&] {
+        try {
+            issue();
+        } catch (const Core::Exception::BaseException& e) {
+            writeLog(logCategoryId(), QString::fromUtf8(e.what()));
+        }
+    });
 }
 
 } // namespace
@@ -121,7 +132,7 @@ bool CCameraActionCommandsService::issueActionCommand(uint32_t deviceKey, uint32
     std::vector<Tavix::ActionCommandResult> answers(size_t(results.size()));
     bool result = false;
     bool reached = false; // without a layer, the buffer holds no answers
-    try {
+    issueLoggingFailures([&] {
         result = sendThroughGigE([&](Tavix::IGigETransportLayer& layer) {
             reached = true;
             return layer.IssueActionCommand(deviceKey, groupKey, groupMask, GenICam::gcstring(broadcastAddress.toUtf8().constData()),
@@ -129,9 +140,7 @@ bool CCameraActionCommandsService::issueActionCommand(uint32_t deviceKey, uint32
         });
         results.clear();
         appendResults(results, answers, reached && resultCount ? *resultCount : 0);
-    } catch (const Core::Exception::BaseException& e) {
-        logFailure(e);
-    }
+    });
     return result;
 }
 
@@ -145,7 +154,7 @@ bool CCameraActionCommandsService::issueScheduledActionCommand(uint32_t deviceKe
     std::vector<Tavix::ActionCommandResult> answers(size_t(results.size()));
     bool result = false;
     bool reached = false; // without a layer, the buffer holds no answers
-    try {
+    issueLoggingFailures([&] {
         result = sendThroughGigE([&](Tavix::IGigETransportLayer& layer) {
             reached = true;
             return layer.IssueScheduledActionCommand(deviceKey, groupKey, groupMask, actionTimeNs,
@@ -154,9 +163,7 @@ bool CCameraActionCommandsService::issueScheduledActionCommand(uint32_t deviceKe
         });
         // The answers go behind what the caller passed in.
         appendResults(results, answers, reached ? *resultCount : 0);
-    } catch (const Core::Exception::BaseException& e) {
-        logFailure(e);
-    }
+    });
     return result;
 }
 

@@ -1,5 +1,6 @@
 #include "cameraenumerationservice.h"
 
+#include <plugins/optiroster/internal/grabsettings.h>
 #include <plugins/optiroster/internal/interfacepool.h>
 #include <plugins/optiroster/internal/optiroster.h>
 #include <plugins/optiroster/internal/transportlayerinfo.h>
@@ -131,6 +132,7 @@ void CCameraEnumerationService::updatePools()
 {
     if (!m_optiRoster || !m_interfacePool)
         return;
+    const CGrabSettings::CSharedRead grabSettings; // for the cameras that come and go now
     m_optiRoster->clearDeviceInfos();
     m_interfacePool->clearDeviceInfos();
     // A pass may assign a layer's lists meanwhile: they are read as copies taken under its lock.

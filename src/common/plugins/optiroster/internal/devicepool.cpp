@@ -3,6 +3,7 @@
 #include <core/optirostercomponents/icamerainfo.h>
 #include <core/optirostercomponents/iinterfaceinfo.h>
 #include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/internal/grabsettings.h>
 
 #include <tavix/runtime.h>
 
@@ -40,7 +41,10 @@ ADevicePool::~ADevicePool()
         m_camerasByFullName.clear();
         m_interfacesById.clear();
     }
-    devices.clear();
+    {
+        const CGrabSettings::CSharedRead grabSettings; // the ending cameras write them back
+        devices.clear();
+    }
     Tavix::TavixTerminate(true);
 }
 

@@ -9,13 +9,15 @@
 #include <QString>
 
 #include <exception>
+#include <new>
 #include <functional>
 #include <utility>
 
 namespace Plugin::OptiRoster::Internal {
 
 // Runs fn and passes a failure of the SDK on as the host's exception of the matching kind, with
-// the SDK's short description as its message. Nothing is logged or stored.
+// the SDK's short description as its message. Nothing is logged or stored. A standard exception
+// from below the SDK becomes one of the host's too: only those may reach a client.
 template <typename Fn>
 auto translateFailures(Fn&& fn) -> decltype(fn())
 {
@@ -23,6 +25,10 @@ auto translateFailures(Fn&& fn) -> decltype(fn())
     const auto reason = [](const GenICam::GenericException& e) { return QString(e.GetDescription()); };
     try {
         return std::forward<Fn>(fn)();
+    } catch (const std::bad_alloc& e) {
+        throw E::BadAllocException(QString::fromUtf8(e.what()));
+    } catch (const std::exception& e) {
+        throw E::RuntimeException(QString::fromUtf8(e.what()));
     } catch (const GenICam::InvalidArgumentException& e) {
         throw E::ArgumentException(reason(e));
     } catch (const GenICam::OutOfRangeException& e) {

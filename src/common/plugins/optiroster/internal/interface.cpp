@@ -18,6 +18,14 @@ quint64 logCategoryId()
     return onceCategoryId<LogCategories::Interface>();
 }
 
+// A failure of the interface: its reason goes to the description's last error, and with the
+// sentence to the log.
+CFailureReport failureReport(const char* sentence, const QSharedPointer<Core::OptiRosterComponents::IInterfaceInfo>& info)
+{
+    return CFailureReport(logCategoryId(), QString::fromLatin1(sentence), CFailureReport::SentenceAndReason,
+                          CFailureReport::lastErrorOf<CInterfaceInfo>(info));
+}
+
 } // namespace
 
 // Owns one transport layer given out by the factory and gives it back when it goes.
@@ -92,9 +100,7 @@ bool CInterface::open(bool /*monitorMode*/)
 {
     CScopedObjectStateLock lock(m_ptrObjectState);
     bool opened = false;
-    const CFailureReport report(logCategoryId(), QStringLiteral("Interface could not be opened."), CFailureReport::SentenceAndReason,
-                                CFailureReport::lastErrorOf<CInterfaceInfo>(m_ptrInfo));
-    reportFailures(report, [&] {
+    reportFailures(failureReport("Interface could not be opened.", m_ptrInfo), [&] {
         if (!m_pInterface)
             createSdkInterface();
         if (m_pInterface->IsOpen())
@@ -117,7 +123,9 @@ void CInterface::close()
     emit deviceClosing();
     m_ptrParameterCollection->attachNodeMap(InterfaceNodeMap, nullptr);
     m_ptrObjectState->setState(ParameterCollection::ObjectStateClosing);
-    m_pInterface->Close();
+    // A close is reported like an open rather than throwing the SDK's exception at a client of
+    // the control service; the interface goes all the same, and clients hear that it is closed.
+    reportFailures(failureReport("Interface could not be closed properly.", m_ptrInfo), [this] { m_pInterface->Close(); });
     releaseSdkInterface();
     emit deviceClosed();
 }
@@ -128,10 +136,8 @@ void CInterface::releaseSdkInterface()
         return;
     {
         CScopedObjectStateLock lock(m_ptrObjectState);
-        const CFailureReport report(
-            logCategoryId(), QStringLiteral("Could not detach from interface node maps. Unexpected exceptions e.g. from callbacks."),
-            CFailureReport::SentenceAndReason, CFailureReport::lastErrorOf<CInterfaceInfo>(m_ptrInfo));
-        reportFailures(report, [this] { m_ptrParameterCollection->detachAllNodeMaps(); });
+        reportFailures(failureReport("Could not detach from interface node maps. Unexpected exceptions e.g. from callbacks.", m_ptrInfo),
+                       [this] { m_ptrParameterCollection->detachAllNodeMaps(); });
     }
     Tavix::IInterface* sdkInterface = m_pInterface;
     m_pInterface = nullptr;

@@ -9,6 +9,8 @@
 
 #include <QMutexLocker>
 
+#include <exception>
+
 namespace Plugin::OptiRoster::Internal {
 
 using Core::OptiRosterComponents::ICameraInfo;
@@ -87,7 +89,13 @@ void COptiRoster::connectCamera(ICamera* camera, EConnectionLost connectionLost)
     connect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
     connect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
     // Direct: the image stays on the grab thread, and the result is the one of the SDK's call.
-    connect(camera, &ICamera::cameraImageGrabbed, this, &COptiRoster::onCameraImageGrabbed, Qt::DirectConnection);
+    // The delivery is the camera's own, held by the connection and by the calls it posts.
+    const auto infoDelivery = QSharedPointer<CMergedDelivery>::create();
+    connect(camera, &ICamera::cameraImageGrabbed, this,
+            [this, infoDelivery](const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult) {
+                onCameraImageGrabbed(infoDelivery, info, ptrGrabResult);
+            },
+            Qt::DirectConnection);
     connect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
     connect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
 }
@@ -101,7 +109,7 @@ void COptiRoster::disconnectCamera(ICamera* camera)
     disconnect(camera, &ICamera::deviceOpening, this, &COptiRoster::onDeviceOpening);
     disconnect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
     disconnect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
-    disconnect(camera, &ICamera::cameraImageGrabbed, this, &COptiRoster::onCameraImageGrabbed);
+    disconnect(camera, &ICamera::cameraImageGrabbed, this, nullptr);
     disconnect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
     disconnect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
 }
@@ -226,6 +234,8 @@ void COptiRoster::announceCameraByAddress(const QString& ipAddress)
         factory.ReleaseTl(layer);
     } catch (const GenICam::GenericException& e) {
         throw Core::Exception::BaseException(QString::fromUtf8(e.GetDescription()));
+    } catch (const std::exception& e) { // from below the SDK; only the host's exceptions reach a client
+        throw Core::Exception::BaseException(QString::fromUtf8(e.what()));
     }
 }
 
@@ -448,7 +458,8 @@ void COptiRoster::onCameraImageGrabFailed()
     emit cameraImageGrabFailed(info);
 }
 
-void COptiRoster::onCameraImageGrabbed(CameraInfoPtr info, Tavix::CGrabResultPtr ptrGrabResult)
+void COptiRoster::onCameraImageGrabbed(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
+                                       const Tavix::CGrabResultPtr& ptrGrabResult)
 {
     if (!info)
         return;
@@ -458,13 +469,32 @@ void COptiRoster::onCameraImageGrabbed(CameraInfoPtr info, Tavix::CGrabResultPtr
                 concrete->setLastError(QString::fromUtf8(ptrGrabResult->GetErrorDescription().c_str()));
             emit cameraImageGrabFailed(info);
         }
-        const ImageGrabbedInfo grabbed(ptrGrabResult->GrabSucceeded(), ptrGrabResult->GetErrorCode(),
-                                       QString::fromLatin1(ptrGrabResult->GetErrorDescription().c_str()));
-        emit cameraImageGrabbedInfo(info, grabbed);
+        postImageGrabbedInfo(infoDelivery, info, ptrGrabResult);
     }
     QMutexLocker locker(&m_imageGrabbedNotifierMutex);
     if (m_imageGrabbedNotifier)
         m_imageGrabbedNotifier->notifyImageGrabbed(info, ptrGrabResult);
+}
+
+void COptiRoster::postImageGrabbedInfo(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
+                                       const Tavix::CGrabResultPtr& ptrGrabResult)
+{
+    // cameraImageGrabbedInfo is emitted on the pool's thread, after a queued call, instead of on
+    // the grab thread: a queued signal per image would bury that thread under a fast camera.
+    // Infos of successful images merge while one of them waits there; a failure is never merged
+    // or dropped, and closes the waiting call so that a later success doesn't overtake it.
+    // The call holds the delivery, which a disconnection may let go of meanwhile.
+    const auto makeEmission = [this, &infoDelivery, &info, &ptrGrabResult] {
+        const ImageGrabbedInfo grabbed(ptrGrabResult->GrabSucceeded(), ptrGrabResult->GetErrorCode(),
+                                       QString::fromLatin1(ptrGrabResult->GetErrorDescription().c_str()));
+        return [this, infoDelivery, info, grabbed] { emit cameraImageGrabbedInfo(info, grabbed); };
+    };
+    if (ptrGrabResult->GrabSucceeded()) {
+        infoDelivery->request(this, makeEmission);
+        return;
+    }
+    infoDelivery->seal();
+    QMetaObject::invokeMethod(this, makeEmission(), Qt::QueuedConnection);
 }
 
 void COptiRoster::onCameraConnectionLost()

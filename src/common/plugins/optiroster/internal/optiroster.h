@@ -3,6 +3,7 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/devicepool.h>
+#include <plugins/optiroster/internal/mergeddelivery.h>
 #include <plugins/optiroster/staticdefectpixellisttype.h>
 
 #include <tavix/defectpixelcorrection.h>
@@ -86,12 +87,17 @@ private slots:
     void onCameraGrabStarted();
     void onCameraGrabStopped();
     void onCameraConnectionLost();
-    void onCameraImageGrabbed(Core::OptiRosterComponents::CameraInfoPtr info, Tavix::CGrabResultPtr ptrGrabResult);
     void onCameraImageGrabFailed();
     void onCameraStatisticUpdated(int imagesGrabbedCount, int imagesFailedCount, double fps, uint64_t bps,
                                   Plugin::OptiRoster::CCompressionStatistic compressionStatistic);
 
 private:
+    // On the grab thread, by a direct connection that carries the camera's merged delivery of
+    // image infos.
+    void onCameraImageGrabbed(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
+                              const Tavix::CGrabResultPtr& ptrGrabResult);
+    void postImageGrabbedInfo(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
+                              const Tavix::CGrabResultPtr& ptrGrabResult);
     QSharedPointer<ICamera> findCamera(const DeviceBaseInfoPtr& info);
     // The cameras of the pool, in list order, that are not in exclusive use.
     QVector<QSharedPointer<ICamera>> sharedCameras();

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <plugins/optiroster/iimagegrabbedobserver.h>
+
+#include <QObject>
+
+#include <atomic>
+
+// Counts the images of one camera on its grab thread, and says once, on the thread the counter
+// lives on, that the wanted number has arrived.
+class CImageCounter : public QObject, public Plugin::OptiRoster::IImageGrabbedObserver
+{
+    Q_OBJECT
+public:
+    CImageCounter(Plugin::OptiRoster::CameraInfoPtr camera, int wanted, QObject* parent = nullptr);
+
+    int count() const { return m_count.load(); }
+
+    void onImageGrabbed(const Plugin::OptiRoster::CameraInfoPtr& info, const Tavix::CGrabResultPtr& grabResult) override;
+
+signals:
+    void enoughImages();
+
+private:
+    const Plugin::OptiRoster::CameraInfoPtr m_ptrCamera;
+    const int m_wanted;
+    std::atomic<int> m_count{0};
+};
