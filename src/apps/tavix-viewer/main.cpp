@@ -1,0 +1,137 @@
+#include "viewerwindow.h"
+
+#include <host.h>
+#include <tavix/backendcontrol.h>
+#include <tavix/sim/simcontrol.h>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
+#include <QLoggingCategory>
+#include <QTextStream>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+// ../plugins beside the program in the build tree; the installed plug-in folder otherwise.
+QString defaultPluginDir(const QString& programDir)
+{
+    const QDir dir(programDir);
+    const QString buildTreeDir = dir.absoluteFilePath(QStringLiteral("../plugins"));
+    if (QFileInfo(buildTreeDir).isDir())
+        return buildTreeDir;
+    return QDir::cleanPath(dir.absoluteFilePath(QStringLiteral(TAVIX_VIEWER_INSTALLED_PLUGIN_DIR)));
+}
+
+// Without a display QApplication would abort with a message about platform plug-ins; say
+// what to do instead.
+bool haveDisplay()
+{
+    return qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || qEnvironmentVariableIsSet("DISPLAY")
+           || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+}
+
+struct CViewerOptions
+{
+    QCommandLineOption scenario{QStringLiteral("scenario"),
+                                QStringLiteral("The simulated world's scenario file (as TAVIX_SIM_SCENARIO)."),
+                                QStringLiteral("file")};
+    QCommandLineOption backends{QStringLiteral("backends"),
+                                QStringLiteral("The camera worlds, comma-separated: sim, aravis (as TAVIX_BACKENDS)."),
+                                QStringLiteral("list")};
+    QCommandLineOption pluginDir{QStringLiteral("plugin-dir"),
+                                 QStringLiteral("The folder of the roster plug-in; the panels are in its viewer/ folder."),
+                                 QStringLiteral("folder")};
+    QCommandLineOption verbose{QStringLiteral("verbose"), QStringLiteral("Show the plug-ins' log lines on standard error.")};
+};
+
+// The settings that must be in place before the roster makes its first call to the SDK.
+bool applyOptions(const QCommandLineParser& parser, const CViewerOptions& options, QTextStream& err)
+{
+    if (!parser.isSet(options.verbose))
+        QLoggingCategory::setFilterRules(QStringLiteral("tavix.*=false"));
+    if (parser.isSet(options.backends)) {
+        std::string error;
+        if (!TavixBackends::setActiveBackends(parser.value(options.backends).toStdString(), &error)) {
+            err << QString::fromStdString(error) << '\n';
+            return false;
+        }
+    }
+    if (parser.isSet(options.scenario)) {
+        QString error;
+        if (!TavixSim::loadScenarioFile(parser.value(options.scenario), &error)) {
+            err << error << '\n';
+            return false;
+        }
+    }
+    return true;
+}
+
+// The roster first, then every panel plug-in of the viewer's folder, in the order of their names.
+bool loadPlugins(CHost& host, const QString& pluginDir, QTextStream& err)
+{
+    const QString roster = CHost::findPlugin(pluginDir);
+    if (roster.isEmpty() || !host.load(roster)) {
+        err << "The camera roster plug-in was not found in " << pluginDir << (roster.isEmpty() ? QString() : ": " + host.errorString())
+            << '\n';
+        return false;
+    }
+    const QDir panels(QDir(pluginDir).filePath(QStringLiteral("viewer")));
+    for (const QFileInfo& file : panels.entryInfoList(QDir::Files, QDir::Name)) {
+        if (QLibrary::isLibrary(file.fileName()) && !host.load(file.absoluteFilePath())) {
+            err << "The panel plug-in " << file.fileName() << " could not be loaded: " << host.errorString() << '\n';
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QTextStream err(stderr);
+    if (!haveDisplay()) {
+        err << "tavix-viewer needs a display, and none is set (DISPLAY, WAYLAND_DISPLAY or QT_QPA_PLATFORM).\n"
+               "Run it on a desktop, under a virtual one (xvfb-run -a tavix-viewer), or draw off screen "
+               "(QT_QPA_PLATFORM=offscreen tavix-viewer).\n";
+        return 1;
+    }
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("tavix-viewer"));
+    QApplication::setApplicationVersion(QStringLiteral(TAVIX_VIEWER_VERSION));
+
+    CViewerOptions options;
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("A camera viewer: the camera roster plug-in and the viewer's panels, "
+                                                    "loaded as plug-ins of the host."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions({options.scenario, options.backends, options.pluginDir, options.verbose});
+    parser.process(app);
+    if (!applyOptions(parser, options, err))
+        return 2;
+
+    const QString pluginDir = parser.isSet(options.pluginDir) ? parser.value(options.pluginDir)
+                                                               : defaultPluginDir(QApplication::applicationDirPath());
+    CHost host;
+    if (!loadPlugins(host, pluginDir, err))
+        return 1;
+    if (!host.start()) {
+        err << "The plug-ins could not be started.\n";
+        host.stop();
+        return 1;
+    }
+    int status = 0;
+    {
+        // The panels' widgets go before the plug-ins are uninitialised: they hold the services.
+        Viewer::CViewerWindow window(host.registry());
+        window.show();
+        status = app.exec();
+    }
+    host.stop();
+    return status;
+}

@@ -1,0 +1,10 @@
+#include "iviewerpanel.h"
+
+namespace Viewer {
+
+QList<QAction*> IViewerPanel::createMenuActions(QWidget*)
+{
+    return {};
+}
+
+} // namespace Viewer

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <aviewerpanelplugin.h>
+
+namespace Viewer {
+
+// The viewer's device tree, a client plug-in of the roster like any other.
+class CDevicesPanelPlugin : public AViewerPanelPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID TAVIX_CORE_PLUGIN_IID FILE "devicespanel.json")
+public:
+    using AViewerPanelPlugin::AViewerPanelPlugin;
+
+protected:
+    QSharedPointer<IViewerPanel> createPanel(QSharedPointer<const CClientServices> services) override;
+};
+
+} // namespace Viewer

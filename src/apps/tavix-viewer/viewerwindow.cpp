@@ -1,0 +1,115 @@
+#include "viewerwindow.h"
+
+#include <iviewerpanel.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QDockWidget>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QReadLocker>
+#include <QStatusBar>
+
+#include <algorithm>
+
+namespace Viewer {
+
+namespace {
+
+// Every registered panel, in the order of their place and then of their own order.
+QList<QSharedPointer<IViewerPanel>> findPanels(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
+{
+    QList<QSharedPointer<Core::Service::IService>> services;
+    {
+        QReadLocker locker(registry->getServicesLock());
+        registry->getServices(services);
+    }
+    QList<QSharedPointer<IViewerPanel>> panels;
+    for (const auto& service : qAsConst(services)) {
+        if (auto panel = qSharedPointerObjectCast<IViewerPanel>(service))
+            panels << panel;
+    }
+    std::stable_sort(panels.begin(), panels.end(), [](const auto& a, const auto& b) {
+        return std::make_pair(a->panelPlace(), a->panelOrder()) < std::make_pair(b->panelPlace(), b->panelOrder());
+    });
+    return panels;
+}
+
+Qt::DockWidgetArea dockAreaOf(EPanelPlace place)
+{
+    switch (place) {
+    case EPanelPlace::Left:
+        return Qt::LeftDockWidgetArea;
+    case EPanelPlace::Right:
+        return Qt::RightDockWidgetArea;
+    case EPanelPlace::Bottom:
+    case EPanelPlace::Centre:
+        break;
+    }
+    return Qt::BottomDockWidgetArea;
+}
+
+} // namespace
+
+CViewerWindow::CViewerWindow(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry, QWidget* parent)
+    : QMainWindow(parent)
+{
+    setWindowTitle(tr("Tavix Viewer"));
+    setObjectName(QStringLiteral("viewerWindow"));
+    setDockNestingEnabled(true);
+    addMenus();
+    addPanels(registry);
+    if (!centralWidget()) {
+        auto* empty = new QLabel(tr("No image panel is installed."), this);
+        empty->setAlignment(Qt::AlignCenter);
+        setCentralWidget(empty);
+    }
+    statusBar()->showMessage(tr("%n panel(s) loaded", nullptr, m_panelCount), 5000);
+    resize(1280, 800);
+}
+
+CViewerWindow::~CViewerWindow() = default;
+
+void CViewerWindow::addMenus()
+{
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    QAction* quit = file->addAction(tr("&Quit"), this, &QWidget::close);
+    quit->setShortcut(QKeySequence::Quit);
+    m_pCameraMenu = menuBar()->addMenu(tr("&Camera"));
+    m_pViewMenu = menuBar()->addMenu(tr("&View"));
+    QMenu* help = menuBar()->addMenu(tr("&Help"));
+    help->addAction(tr("&About"), this, [this] {
+        QMessageBox::about(this, tr("About Tavix Viewer"),
+                           tr("<p><b>Tavix Viewer %1</b></p><p>A camera viewer made of plug-ins of the host: the camera "
+                              "roster and the viewer's panels, which reach the cameras through the roster's services "
+                              "alone.</p>")
+                               .arg(QCoreApplication::applicationVersion()));
+    });
+    help->addAction(tr("About &Qt"), qApp, &QApplication::aboutQt);
+}
+
+void CViewerWindow::addPanels(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
+{
+    for (const auto& panel : findPanels(registry)) {
+        ++m_panelCount;
+        const QList<QAction*> actions = panel->createMenuActions(this);
+        if (!actions.isEmpty()) {
+            if (!m_pCameraMenu->isEmpty())
+                m_pCameraMenu->addSeparator();
+            m_pCameraMenu->addActions(actions);
+        }
+        if (panel->panelPlace() == EPanelPlace::Centre && !centralWidget()) {
+            QWidget* widget = panel->createWidget(this);
+            setCentralWidget(widget);
+            continue;
+        }
+        auto* dock = new QDockWidget(panel->panelTitle(), this);
+        dock->setObjectName(panel->panelTitle());
+        dock->setWidget(panel->createWidget(dock));
+        addDockWidget(dockAreaOf(panel->panelPlace()), dock);
+        m_pViewMenu->addAction(dock->toggleViewAction());
+    }
+}
+
+} // namespace Viewer
