@@ -217,7 +217,11 @@ int main(int argc, char* argv[])
     QTextStream out(stdout);
     QTextStream err(stderr);
     if (!parser.parse(positionalNumbersLast(hostOptions.all() + commandOptions.all(), QCoreApplication::arguments()))) {
-        err << parser.errorText() << "; see tavix-host --help.\n";
+        // Qt's texts end with a full stop, which the pointer to the help would follow.
+        QString error = parser.errorText();
+        if (error.endsWith(QLatin1Char('.')))
+            error.chop(1);
+        err << error << "; see tavix-host --help.\n";
         return ExitUsage;
     }
     if (parser.isSet(QStringLiteral("help"))) {
