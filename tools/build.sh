@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what the build needs on Debian 12, builds, and runs the host program ("run"), every
-# test ("test"), the benchmarks ("bench"), every test in a sanitizer build ("asan": address,
-# leaks and undefined behaviour, halting on the first report; "tsan": threads), or the fuzzers
+# Installs what the build needs on Debian 12, builds, and runs the host program ("run"), the
+# desktop viewer ("viewer"), every test ("test"), the benchmarks ("bench"), every test in a
+# sanitizer build ("asan": address, leaks and undefined behaviour, halting on the first report;
+# "tsan": threads), or the fuzzers
 # ("fuzz").
 set -euo pipefail
 
@@ -41,6 +42,11 @@ run_tests_in() {
 install_missing
 case "$mode" in
     run)   build_in "$build" && "$build/bin/tavix-host" "$@" ;;
+    viewer)
+        # Only what the viewer needs; the program itself says how to get a display when there is none.
+        cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE="${TAVIX_BUILD_TYPE:-RelWithDebInfo}" ${TAVIX_CMAKE_ARGS:-} >/dev/null
+        cmake --build "$build" --target tavix-viewer -j"$(nproc)"
+        "$build/bin/tavix-viewer" "$@" ;;
     test)  build_in "$build" && run_tests_in "$build" ;;
     bench) build_in "$build" && for b in "$build"/bin/bench_*; do "$b"; done ;;
     asan)
@@ -79,5 +85,5 @@ case "$mode" in
             rm -rf "$work" "$work.log"
         done
         exit $status ;;
-    *)     echo "usage: $0 run|test|bench|asan|tsan|fuzz [seconds]" >&2; exit 2 ;;
+    *)     echo "usage: $0 run|viewer|test|bench|asan|tsan|fuzz [arguments]" >&2; exit 2 ;;
 esac

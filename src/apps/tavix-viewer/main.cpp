@@ -1,3 +1,4 @@
+#include "startupcamera.h"
 #include "viewerwindow.h"
 
 #include <host.h>
@@ -5,11 +6,13 @@
 #include <tavix/sim/simcontrol.h>
 
 #include <QApplication>
+#include <QStatusBar>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QTextStream>
+#include <QTimer>
 
 #include <cstdio>
 #include <memory>
@@ -46,7 +49,36 @@ struct CViewerOptions
                                  QStringLiteral("The folder of the roster plug-in; the panels are in its viewer/ folder."),
                                  QStringLiteral("folder")};
     QCommandLineOption verbose{QStringLiteral("verbose"), QStringLiteral("Show the plug-ins' log lines on standard error.")};
+    QCommandLineOption camera{QStringLiteral("camera"),
+                              QStringLiteral("Make the camera (display name, full name, serial number or a unique prefix) the "
+                                             "active one, open it and grab at start-up."),
+                              QStringLiteral("name")};
+    QCommandLineOption screenshot{QStringLiteral("screenshot"),
+                                  QStringLiteral("Save a picture of the window as a PNG file after --screenshot-after "
+                                                 "milliseconds, and quit."),
+                                  QStringLiteral("file")};
+    QCommandLineOption screenshotAfter{QStringLiteral("screenshot-after"),
+                                       QStringLiteral("The wait before the screenshot (3000 ms)."), QStringLiteral("ms"),
+                                       QStringLiteral("3000")};
+    QList<QCommandLineOption> all() const
+    {
+        return {scenario, backends, pluginDir, verbose, camera, screenshot, screenshotAfter};
+    }
 };
+
+// The picture of the window that --screenshot asks for; then the viewer ends.
+void scheduleScreenshot(QWidget* window, const QString& file, int afterMs, QTextStream& err)
+{
+    QTimer::singleShot(afterMs, window, [window, file, &err] {
+        if (!window->grab().save(file, "PNG")) {
+            err << "The screenshot could not be written to " << file << ".\n";
+            err.flush();
+            QApplication::exit(1);
+            return;
+        }
+        QApplication::quit();
+    });
+}
 
 // The settings that must be in place before the roster makes its first call to the SDK.
 bool applyOptions(const QCommandLineParser& parser, const CViewerOptions& options, QTextStream& err)
@@ -110,7 +142,7 @@ int main(int argc, char* argv[])
                                                     "loaded as plug-ins of the host."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({options.scenario, options.backends, options.pluginDir, options.verbose});
+    parser.addOptions(options.all());
     parser.process(app);
     if (!applyOptions(parser, options, err))
         return 2;
@@ -130,6 +162,17 @@ int main(int argc, char* argv[])
         // The panels' widgets go before the plug-ins are uninitialised: they hold the services.
         Viewer::CViewerWindow window(host.registry());
         window.show();
+        std::unique_ptr<Viewer::CStartupCamera> startupCamera;
+        if (parser.isSet(options.camera)) {
+            startupCamera = std::make_unique<Viewer::CStartupCamera>(CClientServices::find(host.registry()),
+                                                                     parser.value(options.camera));
+            QObject::connect(startupCamera.get(), &Viewer::CStartupCamera::finished, &window, [&window](const QString& error) {
+                if (!error.isEmpty())
+                    window.statusBar()->showMessage(error);
+            });
+        }
+        if (parser.isSet(options.screenshot))
+            scheduleScreenshot(&window, parser.value(options.screenshot), parser.value(options.screenshotAfter).toInt(), err);
         status = app.exec();
     }
     host.stop();
