@@ -1,4 +1,5 @@
-# Debian packages of the kit: tavix-viewer (the libraries, the roster plug-in and tavix-host)
+# Debian packages of the kit: tavix-viewer (the libraries, the roster plug-in, tavix-host and the
+# desktop viewer with its panels)
 # and tavix-viewer-dev (headers, CMake package, pkg-config file). cpack -G DEB in the build.
 set(CPACK_PACKAGE_NAME tavix-viewer)
 set(CPACK_PACKAGE_VENDOR "Tavix")
@@ -23,7 +24,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME tavix-viewer-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 # The imported targets name Qt5::Core and Threads, which the CMake package finds again.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "tavix-viewer (= ${PROJECT_VERSION}), qtbase5-dev (>= 5.15)")
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The libraries, the camera roster plug-in and the tavix-host program.")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The libraries, the camera roster plug-in, the tavix-host program and the tavix-viewer desktop viewer.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers, CMake package and pkg-config file for client plug-ins.")
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS Runtime)
 

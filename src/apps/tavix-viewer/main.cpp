@@ -133,7 +133,9 @@ int main(int argc, char* argv[])
         return 1;
     }
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("tavix-viewer"));
+    // The roster's settings ("Grab", "Enumeration") are the host application's: the same as tavix-host's.
+    QApplication::setOrganizationName(QStringLiteral("Tavix"));
+    QApplication::setApplicationName(QStringLiteral("TavixViewer"));
     QApplication::setApplicationVersion(QStringLiteral(TAVIX_VIEWER_VERSION));
 
     CViewerOptions options;

@@ -42,6 +42,7 @@ CDeviceTreeWidget::CDeviceTreeWidget(QSharedPointer<const CClientServices> servi
     setObjectName(QStringLiteral("deviceTree"));
     m_pTree->setObjectName(QStringLiteral("deviceTreeView"));
     m_pTree->setHeaderLabels({tr("Device"), tr("State")});
+    m_pTree->setMinimumWidth(360);
     m_pTree->header()->setSectionResizeMode(NameColumn, QHeaderView::Stretch);
     m_pTree->header()->setSectionResizeMode(StateColumn, QHeaderView::ResizeToContents);
     m_pTree->header()->setStretchLastSection(false);
@@ -80,7 +81,11 @@ CDeviceTreeWidget::CDeviceTreeWidget(QSharedPointer<const CClientServices> servi
                         &ICameraStatusService::cameraDetached, &ICameraStatusService::cameraAttached,
                         &ICameraStatusService::cameraImageGrabFailed})
         connect(status, signal, this, [this](const CameraInfoPtr& camera) { updateDevice(camera); });
-    connect(status, &IDeviceStatusService::activeDeviceChanged, this, &CDeviceTreeWidget::updateAllDevices);
+    connect(status, &IDeviceStatusService::activeDeviceChanged, this, [this](const DeviceBaseInfoPtr& active) {
+        if (!selectedDevice())
+            selectDevice(active);
+        updateAllDevices();
+    });
 
     // A viewer follows the cameras that come and go, not only those of the first enumeration.
     m_ptrServices->enumeration->setEnumerationEnabled(true);
