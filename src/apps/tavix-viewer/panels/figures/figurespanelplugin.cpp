@@ -1,0 +1,16 @@
+#include "figurespanelplugin.h"
+
+#include "figureswidget.h"
+
+#include <cwidgetpanel.h>
+
+namespace Viewer {
+
+QSharedPointer<IViewerPanel> CFiguresPanelPlugin::createPanel(QSharedPointer<const CClientServices> services)
+{
+    return QSharedPointer<CWidgetPanel>::create(tr("Figures"), EPanelPlace::Right, 0, [services](QWidget* parent) {
+        return new CFiguresWidget(services, parent);
+    });
+}
+
+} // namespace Viewer
