@@ -1,0 +1,144 @@
+#include "imageconverter.h"
+
+#include <core/exception/exceptions.h>
+
+#include <QMutexLocker>
+
+namespace Viewer {
+
+CImageConverter::CImageConverter(QSharedPointer<const CClientServices> services, QObject* parent)
+    : QObject(parent)
+    , m_ptrServices(std::move(services))
+{
+}
+
+CImageConverter::~CImageConverter() = default;
+
+bool CImageConverter::offer(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result)
+{
+    if (m_busy.exchange(true, std::memory_order_acquire))
+        return false;
+    // The handle keeps the SDK's buffer until the image is converted, one buffer at most.
+    QMetaObject::invokeMethod(this, [this, camera, result] {
+        convert(camera, result);
+        m_busy.store(false, std::memory_order_release);
+    }, Qt::QueuedConnection);
+    return true;
+}
+
+void CImageConverter::forgetLayout()
+{
+    m_layoutStale.store(true);
+}
+
+CConvertedImage CImageConverter::takeLatest()
+{
+    m_posted.store(false);
+    QMutexLocker locker(&m_latestMutex);
+    return std::exchange(m_latest, CConvertedImage());
+}
+
+void CImageConverter::convert(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result)
+{
+    QString error;
+    if ((m_layoutStale.exchange(false) || m_ptrLayoutCamera != camera) && !readLayout(camera, error)) {
+        // Read again with the next image: the camera may have been busy.
+        m_layoutStale.store(true);
+        fail(error);
+        return;
+    }
+    const uchar* pixels = nullptr;
+    size_t size = 0;
+    if (!pixelsOf(camera, result, pixels, size, error)) {
+        fail(error);
+        return;
+    }
+    CConvertedImage image = CConvertedImage::convert(pixels, size, m_layout, error);
+    if (image.isNull()) {
+        fail(error);
+        return;
+    }
+    image.setImageNumber(result->GetImageNumber());
+    publish(std::move(image));
+}
+
+bool CImageConverter::readLayout(const CameraInfoPtr& camera, QString& error)
+{
+    m_ptrLayoutCamera = camera;
+    m_layout = {};
+    try {
+        const auto& parameters = m_ptrServices->parameters;
+        m_layout.width = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/Width")).toInt();
+        m_layout.height = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/Height")).toInt();
+        m_layout.pixelFormat = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/PixelFormat"));
+    } catch (const Core::Exception::BaseException& e) {
+        error = tr("The image layout of %1 can't be read: %2").arg(camera->getDisplayName(), e.getMessage());
+        return false;
+    } catch (const GenICam::GenericException& e) {
+        error = tr("The image layout of %1 can't be read: %2").arg(camera->getDisplayName(), QString::fromUtf8(e.GetDescription()));
+        return false;
+    }
+    m_layout.compressionMode = readOptional(camera, QStringLiteral("@CameraDevice/ImageCompressionMode"));
+    return true;
+}
+
+QString CImageConverter::readOptional(const CameraInfoPtr& camera, const QString& path)
+{
+    // A camera that doesn't compress has no such parameter.
+    try {
+        return m_ptrServices->parameters->getParameterText(camera, path);
+    } catch (const Core::Exception::BaseException&) {
+        return {};
+    } catch (const GenICam::GenericException&) {
+        return {};
+    }
+}
+
+bool CImageConverter::pixelsOf(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result, const uchar*& pixels,
+                               size_t& size, QString& error)
+{
+    pixels = static_cast<const uchar*>(result->GetBuffer());
+    size = std::min(result->GetPayloadSize(), result->GetBufferSize());
+    if (!CSnapshotWriter::isCompressed(m_layout))
+        return true;
+    const auto decompressor = m_ptrServices->decompressor ? m_ptrServices->decompressor->getImageDecompressor(camera) : nullptr;
+    if (!decompressor) {
+        error = tr("%1 sends compressed images, and no decompressor was set up for it.").arg(camera->getDisplayName());
+        return false;
+    }
+    // One buffer for every image of the grab: no allocation per image.
+    const int needed = int(decompressor->GetImageSizeForDecompression());
+    if (m_decompressed.size() != needed)
+        m_decompressed.resize(needed);
+    try {
+        size = decompressor->DecompressImage(m_decompressed.data(), size_t(m_decompressed.size()), result);
+    } catch (const GenICam::GenericException& e) {
+        error = tr("An image of %1 could not be decompressed: %2").arg(camera->getDisplayName(), QString::fromUtf8(e.GetDescription()));
+        return false;
+    }
+    pixels = reinterpret_cast<const uchar*>(m_decompressed.constData());
+    return true;
+}
+
+void CImageConverter::publish(CConvertedImage image)
+{
+    m_reportedError.clear();
+    {
+        QMutexLocker locker(&m_latestMutex);
+        m_latest = std::move(image);
+    }
+    // The GUI takes the newest when it gets to it; a second signal would only queue up behind.
+    if (!m_posted.exchange(true))
+        emit imageReady();
+}
+
+void CImageConverter::fail(const QString& reason)
+{
+    // The same reason for image after image is told once.
+    if (reason == m_reportedError)
+        return;
+    m_reportedError = reason;
+    emit conversionFailed(reason);
+}
+
+} // namespace Viewer
