@@ -1,0 +1,209 @@
+#include "parameterswidget.h"
+
+#include "featureeditor.h"
+#include "parameterwriter.h"
+
+#include <core/parametercollection/parametercollection.h>
+
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QStyle>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace Viewer {
+
+namespace {
+
+enum EColumn { FeatureColumn = 0, ValueColumn = 1, ReasonColumn = 2 };
+
+} // namespace
+
+CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> services, QWidget* parent)
+    : QWidget(parent)
+    , m_ptrServices(std::move(services))
+    , m_pWriter(new CParameterWriter(m_ptrServices, this))
+    , m_pDevice(new QLabel(this))
+    , m_pRefresh(new QPushButton(tr("Refresh"), this))
+    , m_pTree(new QTreeWidget(this))
+    , m_pMessage(new QLabel(this))
+{
+    setObjectName(QStringLiteral("parameters"));
+    m_pDevice->setObjectName(QStringLiteral("parametersDevice"));
+    m_pDevice->setWordWrap(true);
+    m_pRefresh->setObjectName(QStringLiteral("parametersRefresh"));
+    m_pRefresh->setToolTip(tr("Read every value from the device again"));
+    m_pTree->setObjectName(QStringLiteral("parametersTree"));
+    m_pTree->setHeaderLabels({tr("Feature"), tr("Value"), tr("Message")});
+    m_pTree->header()->setSectionResizeMode(FeatureColumn, QHeaderView::ResizeToContents);
+    m_pTree->header()->setSectionResizeMode(ValueColumn, QHeaderView::Stretch);
+    m_pTree->header()->setStretchLastSection(false);
+    m_pTree->setSelectionMode(QAbstractItemView::NoSelection);
+    m_pMessage->setObjectName(QStringLiteral("parametersMessage"));
+    m_pMessage->setWordWrap(true);
+    m_pMessage->setTextInteractionFlags(Qt::TextSelectableByMouse);
+
+    auto* top = new QHBoxLayout;
+    top->addWidget(m_pDevice, 1);
+    top->addWidget(m_pRefresh);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addLayout(top);
+    layout->addWidget(m_pTree, 1);
+    layout->addWidget(m_pMessage);
+
+    using Plugin::OptiRoster::IDeviceStatusService;
+    const auto* status = m_ptrServices->status.data();
+    connect(status, &IDeviceStatusService::activeDeviceChanged, this, &CParametersWidget::follow);
+    connect(status, &IDeviceStatusService::deviceOpened, this, &CParametersWidget::onDeviceOpened);
+    connect(status, &IDeviceStatusService::deviceClosed, this, &CParametersWidget::onDeviceClosed);
+    connect(m_pRefresh, &QPushButton::clicked, this, &CParametersWidget::refresh);
+    connect(m_pWriter, &CParameterWriter::written, this, &CParametersWidget::onWritten);
+    follow(m_ptrServices->status->getActiveDevice());
+}
+
+CParametersWidget::~CParametersWidget() = default;
+
+void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
+{
+    m_ptrDevice.reset();
+    if (!device)
+        return clear(tr("No active device."));
+    if (!m_ptrServices->status->isDeviceOpen(device))
+        return clear(tr("%1 is closed; open it to see its parameters.").arg(device->getDisplayName()));
+    m_ptrDevice = device;
+    m_pDevice->setText(device->getDisplayName());
+    m_pMessage->clear();
+    QString error;
+    rebuild(readFeatures(error));
+    if (!error.isEmpty())
+        m_pMessage->setText(error);
+}
+
+void CParametersWidget::onDeviceOpened(const DeviceBaseInfoPtr& device)
+{
+    if (device && device == m_ptrServices->status->getActiveDevice())
+        follow(device);
+}
+
+void CParametersWidget::onDeviceClosed(const DeviceBaseInfoPtr& device)
+{
+    if (device && device == m_ptrServices->status->getActiveDevice())
+        follow(device);
+}
+
+void CParametersWidget::clear(const QString& reason)
+{
+    m_pDevice->setText(reason);
+    m_pMessage->clear();
+    m_pRefresh->setEnabled(false);
+    rebuild({});
+}
+
+QVector<CFeatureSnapshot> CParametersWidget::readFeatures(QString& error) const
+{
+    const auto parameters = m_ptrServices->parameters;
+    const auto collection = parameters && m_ptrDevice ? parameters->findParameterCollection(m_ptrDevice) : nullptr;
+    if (!collection) {
+        error = tr("No parameters are known for %1.").arg(m_ptrDevice ? m_ptrDevice->getDisplayName() : QString());
+        return {};
+    }
+    // The device may close on another thread meanwhile; its state counts us as inside.
+    const ParameterCollection::CScopedObjectStateLock inside(collection->getObjectState());
+    return CFeatureSnapshot::readAll(*collection);
+}
+
+void CParametersWidget::refresh()
+{
+    if (!m_ptrDevice)
+        return;
+    QString error;
+    const QVector<CFeatureSnapshot> features = readFeatures(error);
+    bool sameKinds = features.size() == m_editors.size();
+    for (int i = 0; sameKinds && i < features.size(); ++i) {
+        const CFeatureEditor* editor = m_editors.value(features.at(i).path);
+        sameKinds = editor && editor->feature().sameKind(features.at(i));
+    }
+    if (!sameKinds)
+        rebuild(features);
+    for (const CFeatureSnapshot& feature : features) {
+        m_editors.value(feature.path)->showFeature(feature);
+        setReason(feature.path, feature.readError);
+    }
+    m_pMessage->setText(error.isEmpty() ? tr("Read %n feature(s).", nullptr, features.size()) : error);
+}
+
+void CParametersWidget::rebuild(const QVector<CFeatureSnapshot>& features)
+{
+    QSet<QString> collapsed;
+    for (int i = 0; i < m_pTree->topLevelItemCount(); ++i) {
+        if (!m_pTree->topLevelItem(i)->isExpanded())
+            collapsed.insert(m_pTree->topLevelItem(i)->text(FeatureColumn));
+    }
+    m_pTree->clear();
+    m_editors.clear();
+    m_items.clear();
+    QHash<QString, QTreeWidgetItem*> maps;
+    for (const CFeatureSnapshot& feature : features) {
+        QTreeWidgetItem*& mapItem = maps[feature.mapName];
+        if (!mapItem) {
+            mapItem = new QTreeWidgetItem(m_pTree, {feature.mapName});
+            mapItem->setFirstColumnSpanned(true);
+            mapItem->setExpanded(!collapsed.contains(feature.mapName));
+        }
+        addFeature(mapItem, feature);
+    }
+    m_pRefresh->setEnabled(!m_ptrDevice.isNull());
+}
+
+void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature)
+{
+    auto* item = new QTreeWidgetItem(mapItem, {feature.name});
+    item->setToolTip(FeatureColumn, feature.path);
+    auto* editor = new CFeatureEditor(feature, m_pTree);
+    m_pTree->setItemWidget(item, ValueColumn, editor);
+    m_editors.insert(feature.path, editor);
+    m_items.insert(feature.path, item);
+    setReason(feature.path, feature.readError);
+    connect(editor, &CFeatureEditor::writeRequested, this, [this](const QString& path, const QString& value) {
+        if (m_ptrDevice)
+            m_pWriter->write(m_ptrDevice, path, value);
+    });
+    connect(editor, &CFeatureEditor::executeRequested, this, [this](const QString& path) {
+        if (m_ptrDevice)
+            m_pWriter->execute(m_ptrDevice, path);
+    });
+}
+
+void CParametersWidget::setReason(const QString& path, const QString& reason)
+{
+    QTreeWidgetItem* item = m_items.value(path);
+    if (!item)
+        return;
+    item->setText(ReasonColumn, reason);
+    item->setToolTip(ReasonColumn, reason);
+    item->setIcon(ReasonColumn, reason.isEmpty() ? QIcon() : style()->standardIcon(QStyle::SP_MessageBoxWarning));
+}
+
+void CParametersWidget::onWritten(const DeviceBaseInfoPtr& device, const QString& path, const QString& error,
+                                  const QString& readBack)
+{
+    if (device != m_ptrDevice)
+        return;
+    setReason(path, error);
+    if (CFeatureEditor* editor = m_editors.value(path); editor && editor->feature().isReadable())
+        editor->showValue(readBack);
+    if (!error.isEmpty()) {
+        m_pMessage->setText(tr("%1 refused: %2").arg(path, error));
+        return;
+    }
+    m_pMessage->setText(readBack.isEmpty() ? tr("%1 done.").arg(path) : tr("%1 = %2").arg(path, readBack));
+    // A write may change other features too (a width changes the payload size and offsets' limits).
+    if (!m_pWriter->isBusy())
+        refresh();
+    m_pMessage->setText(readBack.isEmpty() ? tr("%1 done.").arg(path) : tr("%1 = %2").arg(path, readBack));
+}
+
+} // namespace Viewer
