@@ -1,0 +1,150 @@
+#include "viewerfixture.h"
+
+#include <firmwarefixture.h>
+#include <plugins/optiroster/firmwareupdatetypes.h>
+
+#include <QAction>
+#include <QComboBox>
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QTreeWidget>
+
+using namespace Plugin::OptiRoster;
+
+class TestViewerFirmware : public QObject
+{
+    Q_OBJECT
+
+private:
+    CViewerFixture m_viewer;
+    QDialog* m_pDialog = nullptr;
+
+    template <typename Widget>
+    Widget* widget(const QString& name) const
+    {
+        auto* found = m_pDialog->findChild<Widget*>(name);
+        if (!found)
+            qWarning() << "no widget" << name;
+        return found;
+    }
+    QString text(const QString& label) const { return widget<QLabel>(label)->text(); }
+    QStringList rows() const
+    {
+        QStringList rows;
+        auto* updates = widget<QTreeWidget>(QStringLiteral("firmwareUpdates"));
+        for (int i = 0; i < updates->topLevelItemCount(); ++i)
+            rows << updates->topLevelItem(i)->text(0) + " " + updates->topLevelItem(i)->text(1);
+        return rows;
+    }
+    // What a person does: picks the camera and the file, and asks for the list.
+    void listUpdatesOf(const QString& serial, const QString& file)
+    {
+        auto* camera = widget<QComboBox>(QStringLiteral("firmwareCamera"));
+        QTRY_VERIFY_WITH_TIMEOUT(camera->findText(serial, Qt::MatchContains) >= 0, 10000);
+        camera->setCurrentIndex(camera->findText(serial, Qt::MatchContains));
+        widget<QLineEdit>(QStringLiteral("firmwareFile"))->setText(file);
+        auto* list = widget<QPushButton>(QStringLiteral("firmwareList"));
+        QVERIFY(list->isEnabled());
+        list->click();
+    }
+
+private slots:
+    void init()
+    {
+        TavixSim::reset();
+        QCOMPARE(FirmwareScenario::load({FirmwareScenario::orvik(), FirmwareScenario::tesmar()}), QString());
+        QVERIFY(m_viewer.start({QStringLiteral("*ViewerFirmware*")}));
+        auto* open = m_viewer.window->findChild<QAction*>(QStringLiteral("updateFirmwareAction"));
+        QVERIFY(open);
+        open->trigger();
+        m_pDialog = m_viewer.find<QDialog>(QStringLiteral("firmwareDialog"));
+        QVERIFY(m_pDialog);
+        QVERIFY(m_pDialog->isVisible());
+    }
+    void cleanup()
+    {
+        m_pDialog = nullptr;
+        m_viewer.stop();
+        TavixSim::reset();
+    }
+
+    // The file's updates that fit the camera, newest first, each with what it would do, and one
+    // applied through the camera's reboot: every step shown, the new version read back.
+    void appliesAnUpdateThroughTheReboot()
+    {
+        // Fast, yet slow enough that the GUI thread must turn while the update runs.
+        TavixSim::setSleepScale(0.05);
+        listUpdatesOf(QLatin1String(FirmwareScenario::OrvikSerial), QFINDTESTDATA("../data/firmware/updates.json"));
+        QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
+        QCOMPARE(rows(), QStringList({"2.2.0 upgrade", "2.1.8 upgrade", "2.0.3 downgrade", "2.3.0-rc1 unknown"}));
+        QCOMPARE(text("firmwareVersion"), QLatin1String(FirmwareScenario::OrvikFirmware));
+
+        auto* updates = widget<QTreeWidget>(QStringLiteral("firmwareUpdates"));
+        updates->setCurrentItem(updates->topLevelItem(1));
+        QObject* jobs = m_pDialog->findChild<QObject*>(QStringLiteral("firmwareJobs"));
+        QVERIFY(jobs);
+        QSignalSpy steps(jobs, SIGNAL(stepBegun(Plugin::OptiRoster::EFirmwareUpdateStep,QString)));
+        int guiTurns = 0;
+        QTimer ticker;
+        connect(&ticker, &QTimer::timeout, this, [&guiTurns] { ++guiTurns; });
+        ticker.start(5);
+        auto* apply = widget<QPushButton>(QStringLiteral("firmwareApply"));
+        apply->click();
+        QVERIFY(!apply->isEnabled()); // the click came back while the update runs
+        QTRY_COMPARE_WITH_TIMEOUT(text("firmwareStep"), QStringLiteral("Done"), 30000);
+
+        QVector<EFirmwareUpdateStep> seen;
+        for (const QList<QVariant>& step : qAsConst(steps))
+            seen << step.at(0).value<EFirmwareUpdateStep>();
+        QCOMPARE(seen, QVector<EFirmwareUpdateStep>({CheckPreconditions, AcquireUpdateData, FileUpload, FeatureAssert, DeviceReset}));
+        QVERIFY2(guiTurns > 0, "the GUI thread waited for the update");
+        const QString newVersion = QStringLiteral("OVK2310-V02.01.008-build4502");
+        QCOMPARE(widget<QProgressBar>(QStringLiteral("firmwareProgress"))->value(), 100);
+        QVERIFY2(text("firmwareResult").contains(newVersion), qPrintable(text("firmwareResult")));
+        QCOMPARE(text("firmwareVersion"), newVersion);
+        QCOMPARE(QString::fromStdString(TavixSim::firmwareVersion(FirmwareScenario::OrvikName)), newVersion);
+        auto* log = m_viewer.find<QPlainTextEdit>(QStringLiteral("firmwareLog"));
+        QVERIFY2(log->toPlainText().contains(newVersion), qPrintable(log->toPlainText()));
+
+        // Back from its reboot, the camera lists what the file offers it now.
+        widget<QPushButton>(QStringLiteral("firmwareList"))->click();
+        QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
+        QCOMPARE(rows().at(1), QStringLiteral("2.1.8 sidegrade"));
+    }
+
+    void aBadFileIsRefusedWithItsReason_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("missing") << QByteArray() << "does not exist";
+        QTest::newRow("truncated") << QByteArray("{\"tavixFirmwareUpdates\": 1, \"updates\": [") << "malformed";
+        QTest::newRow("no update file") << QByteArray("{\"tavixFirmwareUpdates\": 7, \"updates\": []}") << "no update file";
+    }
+    void aBadFileIsRefusedWithItsReason()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, reason);
+        QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("update.json"));
+        if (!content.isEmpty()) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(content);
+        }
+        listUpdatesOf(QLatin1String(FirmwareScenario::OrvikSerial), path);
+        QTRY_VERIFY_WITH_TIMEOUT(text("firmwareResult").contains("can't be used"), 20000);
+        QVERIFY2(text("firmwareResult").contains(reason) && text("firmwareResult").contains(path), qPrintable(text("firmwareResult")));
+        QVERIFY(rows().isEmpty());
+        QVERIFY(!widget<QPushButton>(QStringLiteral("firmwareApply"))->isEnabled());
+        QVERIFY(widget<QPushButton>(QStringLiteral("firmwareList"))->isEnabled());
+    }
+};
+
+TAVIX_VIEWER_TEST_MAIN(TestViewerFirmware)
+#include "tst_viewerfirmware.moc"
