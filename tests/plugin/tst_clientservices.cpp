@@ -4,6 +4,7 @@
 #include "exceptiontext.h"
 #include "hostedplugin.h"
 #include "testmain.h"
+#include "threadwait.h"
 
 #include <core/exception/exceptions.h>
 #include <core/parametercollectionpool/iparameterservice.h>
@@ -563,8 +564,14 @@ void TestClientServices::theActiveDeviceSwitchedDuringAnOpenOpensNoStranger()
     std::thread slowOpen([&] { QVERIFY(m_host.control->open(other, false)); });
     QVERIFY(TavixSim::waitUntilPaused("Open"));
     bool opened = false;
-    std::thread client([&] { opened = m_host.control->open(false); });
-    QTest::qWait(100); // time for the client to choose the roster and wait for it
+    std::atomic<pid_t> clientThread{0};
+    std::thread client([&] {
+        clientThread.store(ThreadWait::currentThreadId());
+        opened = m_host.control->open(false);
+    });
+    // The switch comes once the client has chosen the roster and waits for it.
+    QVERIFY(QTest::qWaitFor([&] { return clientThread.load() != 0; }, 10000));
+    QVERIFY(ThreadWait::waitUntilWaitingForALock(clientThread.load(), 10000));
     m_host.status->setActiveDevice(port);
     TavixSim::resumeOperation("Open");
     slowOpen.join();
@@ -676,6 +683,7 @@ void TestClientServices::everyCameraOperationAnswersBadInput_data()
         {"supportsActionCommands", "false", "false", "false", "false"},
         {"supportsScheduledActionCommands", "false", "false", "false", "false"},
         {"firmwareUpdate", "empty", "empty", "empty", "empty"},
+        {"getUpdatesMatchingTheDevice", "true, 0 matching", "false, 0 matching", "false, 0 matching", "false, 0 matching"},
         {"getParameterText", noParameters, noParameters, noParameters, noParameters},
     };
     const char* inputs[] = {"empty", "unknown", "lost", "pools gone"};
@@ -745,6 +753,13 @@ void TestClientServices::everyCameraOperationAnswersBadInput()
         {"supportsActionCommands", [&] { return answer(actions->supportsActionCommands(camera)); }},
         {"supportsScheduledActionCommands", [&] { return answer(actions->supportsScheduledActionCommands(camera)); }},
         {"firmwareUpdate", [&] { return firmware->update(camera, {}) ? QStringLiteral("an update") : QStringLiteral("empty"); }},
+        {"getUpdatesMatchingTheDevice", [&] { // opens the camera for a moment
+             const auto updates = firmware->getUpdates(QFINDTESTDATA("../data/firmware/updates.json"), QString());
+             QVector<QSharedPointer<IFirmwareUpdateInfo>> matching;
+             bool sorted = false;
+             const bool found = !updates.isEmpty() && firmware->getUpdatesMatchingTheDevice(camera, updates, matching, sorted);
+             return answer(found) + QStringLiteral(", %1 matching").arg(matching.size());
+         }},
         {"getParameterText", [&] { return m_host.parameterService->getParameterText(camera, QStringLiteral("Width")); }},
     };
     QCOMPARE(outcomeOf(operations.at(operation)), expected);
