@@ -120,7 +120,9 @@ void CFiguresWidget::showFigures()
 {
     const bool camera = !m_ptrCamera.isNull();
     m_pFps->setText(camera ? tr("%1 images/s").arg(m_figures.fps, 0, 'f', 1) : None);
-    m_pBandwidth->setText(camera ? tr("%1 MB/s").arg(m_figures.bytesPerSecond / 1e6, 0, 'f', 2) : None);
+    // Small images of a slow camera move a few kilobytes a second: those get more decimals.
+    const double megabytes = m_figures.bytesPerSecond / 1e6;
+    m_pBandwidth->setText(camera ? tr("%1 MB/s").arg(megabytes, 0, 'f', megabytes < 1.0 ? 4 : 2) : None);
     m_pGrabbed->setText(camera ? QString::number(m_figures.grabbed) : None);
     m_pFailed->setText(camera ? QString::number(m_figures.failed) : None);
     m_pSkipped->setText(camera ? QString::number(m_skipped.count()) : None);
