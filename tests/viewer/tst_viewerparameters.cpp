@@ -63,7 +63,7 @@ private:
     {
         auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
         const auto items = tree->findItems(feature, Qt::MatchExactly | Qt::MatchRecursive);
-        return items.isEmpty() ? QStringLiteral("<not shown>") : items.first()->text(2);
+        return items.isEmpty() ? QStringLiteral("<not shown>") : items.first()->toolTip(2);
     }
 
 private slots:

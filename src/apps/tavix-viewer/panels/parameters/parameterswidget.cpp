@@ -18,6 +18,9 @@ namespace Viewer {
 namespace {
 
 enum EColumn { FeatureColumn = 0, ValueColumn = 1, ReasonColumn = 2 };
+constexpr int MaxFeatureWidth = 200;
+// The reason column shows the start of a reason; its tooltip and the message below show it whole.
+constexpr int ShownReasonLength = 40;
 
 } // namespace
 
@@ -37,8 +40,9 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> servi
     m_pRefresh->setToolTip(tr("Read every value from the device again"));
     m_pTree->setObjectName(QStringLiteral("parametersTree"));
     m_pTree->setHeaderLabels({tr("Feature"), tr("Value"), tr("Message")});
-    m_pTree->header()->setSectionResizeMode(FeatureColumn, QHeaderView::ResizeToContents);
+    m_pTree->header()->setSectionResizeMode(FeatureColumn, QHeaderView::Interactive);
     m_pTree->header()->setSectionResizeMode(ValueColumn, QHeaderView::Stretch);
+    m_pTree->header()->setSectionResizeMode(ReasonColumn, QHeaderView::ResizeToContents);
     m_pTree->header()->setStretchLastSection(false);
     m_pTree->setSelectionMode(QAbstractItemView::NoSelection);
     m_pMessage->setObjectName(QStringLiteral("parametersMessage"));
@@ -156,6 +160,9 @@ void CParametersWidget::rebuild(const QVector<CFeatureSnapshot>& features)
         addFeature(mapItem, feature);
     }
     m_pRefresh->setEnabled(!m_ptrDevice.isNull());
+    // Long feature names must not squeeze the editors out of a narrow dock.
+    m_pTree->resizeColumnToContents(FeatureColumn);
+    m_pTree->setColumnWidth(FeatureColumn, qMin(m_pTree->columnWidth(FeatureColumn), MaxFeatureWidth));
 }
 
 void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature)
@@ -182,7 +189,7 @@ void CParametersWidget::setReason(const QString& path, const QString& reason)
     QTreeWidgetItem* item = m_items.value(path);
     if (!item)
         return;
-    item->setText(ReasonColumn, reason);
+    item->setText(ReasonColumn, reason.length() > ShownReasonLength ? reason.left(ShownReasonLength - 1) + QChar(0x2026) : reason);
     item->setToolTip(ReasonColumn, reason);
     item->setIcon(ReasonColumn, reason.isEmpty() ? QIcon() : style()->standardIcon(QStyle::SP_MessageBoxWarning));
 }

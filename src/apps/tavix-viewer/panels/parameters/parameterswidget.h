@@ -29,6 +29,8 @@ public:
     explicit CParametersWidget(QSharedPointer<const CClientServices> services, QWidget* parent = nullptr);
     ~CParametersWidget() override;
 
+    QSize sizeHint() const override { return {400, 480}; }
+
 private:
     void follow(const DeviceBaseInfoPtr& device);
     void onDeviceOpened(const DeviceBaseInfoPtr& device);
