@@ -206,7 +206,6 @@ void CParametersWidget::onWritten(const DeviceBaseInfoPtr& device, const QString
         m_pMessage->setText(tr("%1 refused: %2").arg(path, error));
         return;
     }
-    m_pMessage->setText(readBack.isEmpty() ? tr("%1 done.").arg(path) : tr("%1 = %2").arg(path, readBack));
     // A write may change other features too (a width changes the payload size and offsets' limits).
     if (!m_pWriter->isBusy())
         refresh();
