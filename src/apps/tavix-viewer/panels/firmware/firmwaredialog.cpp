@@ -64,9 +64,11 @@ QString stepText(EFirmwareUpdateStep step)
     return CFirmwareDialog::tr("Working");
 }
 
+// The display name, with the serial number when the name doesn't already hold it.
 QString cameraName(const CameraInfoPtr& camera)
 {
-    return QStringLiteral("%1 (%2)").arg(camera->getDisplayName(), camera->getSerialNumber());
+    const QString name = camera->getDisplayName();
+    return name.contains(camera->getSerialNumber()) ? name : QStringLiteral("%1 (%2)").arg(name, camera->getSerialNumber());
 }
 
 } // namespace
@@ -235,6 +237,8 @@ void CFirmwareDialog::listUpdates()
     }
     m_pUpdates->clear();
     m_updates.clear();
+    m_pProgress->setValue(0);
+    m_pStep->clear();
     showResult(tr("Reading the update file and asking the camera..."), false);
     m_pJobs->list(camera, m_pFile->text().trimmed(), [this](const CFirmwareListing& listing) { showListing(listing); });
     updateButtons();

@@ -134,7 +134,7 @@ void CActionCommandDialog::createWidgets()
     m_pAnswers = new QTableWidget(0, 2, this);
     m_pAnswers->setObjectName(QStringLiteral("actionAnswers"));
     m_pAnswers->setHorizontalHeaderLabels({tr("Camera address"), tr("Answer")});
-    m_pAnswers->horizontalHeader()->setStretchLastSection(true);
+    m_pAnswers->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
     m_pAnswers->verticalHeader()->hide();
     m_pAnswers->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_pStatus = new QLabel(this);

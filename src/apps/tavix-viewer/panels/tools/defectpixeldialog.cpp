@@ -139,9 +139,11 @@ QTableWidget* createTable(const QString& name, QWidget* parent)
     return table;
 }
 
+// The display name, with the serial number when the name doesn't already hold it.
 QString cameraName(const CameraInfoPtr& camera)
 {
-    return QStringLiteral("%1 (%2)").arg(camera->getDisplayName(), camera->getSerialNumber());
+    const QString name = camera->getDisplayName();
+    return name.contains(camera->getSerialNumber()) ? name : QStringLiteral("%1 (%2)").arg(name, camera->getSerialNumber());
 }
 
 } // namespace
