@@ -51,11 +51,6 @@ QImage scaledToEightBits(const QImage& raw, int shift)
 
 } // namespace
 
-bool CConvertedImage::canShow(const QString& pixelFormat)
-{
-    return sourceFormat(pixelFormat) != QImage::Format_Invalid;
-}
-
 int CConvertedImage::bytesPerPixel(const QString& pixelFormat)
 {
     const QImage::Format format = sourceFormat(pixelFormat);

@@ -18,8 +18,8 @@ class CConvertedImage
 public:
     using Layout = CSnapshotWriter::ImageLayout;
 
-    // Whether the pixel format can be shown: Mono8/10/12/16, Coord3D_C16, RGB8, BGR8, RGBA8, BGRA8.
-    static bool canShow(const QString& pixelFormat);
+    // 0 for a pixel format that can't be shown; those that can: Mono8/10/12/16, Coord3D_C16,
+    // RGB8, BGR8, RGBA8, BGRA8.
     static int bytesPerPixel(const QString& pixelFormat);
 
     // Converts size bytes of pixels in the layout; a null image with the reason in error when
@@ -34,7 +34,13 @@ public:
     const QImage& display() const { return m_display; }
     QSize size() const { return m_display.size(); }
     int64_t imageNumber() const { return m_imageNumber; }
-    void setImageNumber(int64_t number) { m_imageNumber = number; }
+    // The camera the image came from, by the identity of its description.
+    const void* source() const { return m_pSource; }
+    void setOrigin(const void* source, int64_t imageNumber)
+    {
+        m_pSource = source;
+        m_imageNumber = imageNumber;
+    }
     // The camera's value of the pixel, "R, G, B" for colour; empty outside the image.
     QString valueText(const QPoint& position) const;
     // The image as a PNG holds it, equal to what is shown.
@@ -44,6 +50,7 @@ private:
     QImage m_display;
     QImage m_raw;
     int64_t m_imageNumber = 0;
+    const void* m_pSource = nullptr;
 };
 
 } // namespace Viewer

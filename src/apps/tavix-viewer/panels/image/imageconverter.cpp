@@ -58,7 +58,7 @@ void CImageConverter::convert(const CameraInfoPtr& camera, const Tavix::CGrabRes
         fail(error);
         return;
     }
-    image.setImageNumber(result->GetImageNumber());
+    image.setOrigin(static_cast<const Core::OptiRosterComponents::IDeviceBaseInfo*>(camera.data()), result->GetImageNumber());
     publish(std::move(image));
 }
 

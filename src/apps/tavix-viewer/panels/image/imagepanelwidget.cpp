@@ -141,8 +141,11 @@ void CImagePanelWidget::onGrabStarting(const CameraInfoPtr& camera)
 void CImagePanelWidget::showLatest()
 {
     CConvertedImage image = m_pConverter->takeLatest();
-    if (image.isNull() || !m_ptrCamera)
+    // An image converted before the active camera changed is not the active camera's.
+    const void* active = static_cast<const Core::OptiRosterComponents::IDeviceBaseInfo*>(m_ptrCamera.data());
+    if (image.isNull() || !active || image.source() != active)
         return;
+    m_pMessage->hide();
     const bool resized = image.size() != m_shown.size();
     m_shown = std::move(image);
     ++m_displayed;
