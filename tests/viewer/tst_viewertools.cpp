@@ -88,23 +88,38 @@ private slots:
         m_viewer.stop();
     }
 
-    // Every camera with the device key answers: those of the group acknowledge, one outside
-    // it refuses, one with another key stays silent.
+    void anActionCommandListsEachCamerasAnswer_data()
+    {
+        QTest::addColumn<bool>("scheduled");
+        QTest::addColumn<QStringList>("answers");
+        // Those of the group acknowledge, one outside it refuses, one with another key is silent.
+        QTest::newRow("now") << false
+                             << QStringList({"192.168.1.61 acknowledged", "192.168.1.62 acknowledged", "192.168.1.64 refused"});
+        // No camera's clock is synchronised: each one with the key refuses a time.
+        QTest::newRow("at a time") << true
+                                   << QStringList({"192.168.1.61 refused", "192.168.1.62 refused", "192.168.1.64 refused"});
+    }
     void anActionCommandListsEachCamerasAnswer()
     {
+        QFETCH(bool, scheduled);
+        QFETCH(QStringList, answers);
         QDialog* dialog = openDialog(QStringLiteral("actionCommandsAction"), QStringLiteral("actionCommandDialog"));
         QVERIFY(dialog);
         dialog->findChild<QLineEdit*>(QStringLiteral("actionDeviceKey"))->setText(QStringLiteral("0x11"));
         dialog->findChild<QLineEdit*>(QStringLiteral("actionGroupKey"))->setText(QStringLiteral("22"));
         dialog->findChild<QLineEdit*>(QStringLiteral("actionGroupMask"))->setText(QStringLiteral("0x00000001"));
+        if (scheduled) {
+            dialog->findChild<QRadioButton*>(QStringLiteral("actionScheduled"))->setChecked(true);
+            dialog->findChild<QLineEdit*>(QStringLiteral("actionTime"))->setText(QStringLiteral("5000000000"));
+        }
         dialog->findChild<QPushButton*>(QStringLiteral("actionSend"))->click();
-        auto* answers = dialog->findChild<QTableWidget*>(QStringLiteral("actionAnswers"));
-        QTRY_COMPARE_WITH_TIMEOUT(answers->rowCount(), 3, 10000);
-        QStringList rows = tableRows(answers);
+        auto* table = dialog->findChild<QTableWidget*>(QStringLiteral("actionAnswers"));
+        QTRY_COMPARE_WITH_TIMEOUT(table->rowCount(), 3, 10000);
+        QStringList rows = tableRows(table);
         rows.sort();
-        QCOMPARE(rows, QStringList({"192.168.1.61 acknowledged", "192.168.1.62 acknowledged", "192.168.1.64 refused"}));
+        QCOMPARE(rows, answers);
         auto* status = dialog->findChild<QLabel*>(QStringLiteral("actionStatus"));
-        QVERIFY2(status->text().contains("3 camera(s) answered, 2 acknowledged"), qPrintable(status->text()));
+        QVERIFY2(status->text().startsWith("Sent; 3 camera(s) answered"), qPrintable(status->text()));
     }
 
     void aBadBroadcastAddressIsRefusedWithItsReason()
