@@ -59,7 +59,7 @@ private slots:
     {
         TavixSim::reset();
         QCOMPARE(FirmwareScenario::load({FirmwareScenario::orvik(), FirmwareScenario::tesmar()}), QString());
-        QVERIFY(m_viewer.start({QStringLiteral("*ViewerFirmware*")}));
+        QVERIFY(m_viewer.start({QStringLiteral("*ViewerFirmware*"), QStringLiteral("*ViewerDevices*")}));
         auto* open = m_viewer.window->findChild<QAction*>(QStringLiteral("updateFirmwareAction"));
         QVERIFY(open);
         open->trigger();
@@ -116,6 +116,35 @@ private slots:
         widget<QPushButton>(QStringLiteral("firmwareList"))->click();
         QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
         QCOMPARE(rows().at(1), QStringLiteral("2.1.8 sidegrade"));
+    }
+
+    // On the simulator's own clock, the reboot lasts seconds: the device tree shows the camera
+    // gone meanwhile, and back after.
+    void theTreeShowsTheCameraGoneDuringItsReboot()
+    {
+        // Long enough for several passes on a loaded machine.
+        TavixSim::setRebootTime(FirmwareScenario::OrvikName, 5000);
+        listUpdatesOf(QLatin1String(FirmwareScenario::OrvikSerial), QFINDTESTDATA("../data/firmware/updates.json"));
+        QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
+        auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("deviceTreeView"));
+        QVERIFY(tree);
+        const auto shown = [tree] {
+            const auto items = tree->findItems(QLatin1String(FirmwareScenario::OrvikSerial), Qt::MatchContains | Qt::MatchRecursive);
+            return items.isEmpty() ? QStringLiteral("gone") : items.first()->text(1);
+        };
+        QStringList states{shown()};
+        QTimer watch;
+        connect(&watch, &QTimer::timeout, this, [&] {
+            if (states.last() != shown())
+                states << shown();
+        });
+        watch.start(10);
+        widget<QPushButton>(QStringLiteral("firmwareApply"))->click();
+        QTRY_COMPARE_WITH_TIMEOUT(text("firmwareStep"), QStringLiteral("Done"), 60000);
+        QTRY_COMPARE_WITH_TIMEOUT(states.last(), QStringLiteral("closed"), 20000);
+        QCOMPARE(states.first(), QStringLiteral("closed"));
+        QVERIFY2(states.contains("gone") || states.contains("lost"), qPrintable(states.join(", ")));
+        QVERIFY2(text("firmwareResult").contains("OVK2310-V02.02.000-build4610"), qPrintable(text("firmwareResult")));
     }
 
     void aBadFileIsRefusedWithItsReason_data()

@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -77,7 +78,10 @@ CFirmwareDialog::CFirmwareDialog(QSharedPointer<const CClientServices> services,
     : QDialog(parent)
     , m_ptrServices(std::move(services))
     , m_pJobs(new CFirmwareJobs(m_ptrServices, this))
+    , m_pRebootPasses(new QTimer(this))
 {
+    m_pRebootPasses->setInterval(1000);
+    connect(m_pRebootPasses, &QTimer::timeout, m_ptrServices->enumeration.data(), &ICameraEnumerationService::requestEnumeration);
     setObjectName(QStringLiteral("firmwareDialog"));
     m_pJobs->setObjectName(QStringLiteral("firmwareJobs"));
     setWindowTitle(tr("Update Firmware"));
@@ -296,10 +300,8 @@ void CFirmwareDialog::showStep(EFirmwareUpdateStep step, const QString& descript
     const int index = std::max(0, StepOrder.indexOf(step));
     m_pProgress->setValue(index * 100 / StepOrder.size());
     m_pStep->setText(description.isEmpty() ? stepText(step) : tr("%1: %2").arg(stepText(step), description));
-    if (step == DeviceReset) {
-        // The tree shows the camera gone during its reboot only if a pass looks meanwhile.
-        m_ptrServices->enumeration->requestEnumeration();
-    }
+    if (step == DeviceReset)
+        m_pRebootPasses->start();
 }
 
 void CFirmwareDialog::showProgress(EFirmwareUpdateStep step, double percent)
@@ -311,6 +313,7 @@ void CFirmwareDialog::showProgress(EFirmwareUpdateStep step, double percent)
 void CFirmwareDialog::showOutcome(const QString& name, const CFirmwareOutcome& outcome)
 {
     // The camera comes back as a new device: a pass brings it into the tree and this list.
+    m_pRebootPasses->stop();
     m_ptrServices->enumeration->requestEnumeration();
     m_pVersion->setText(outcome.versionAfter);
     if (outcome.applied) {

@@ -9,6 +9,7 @@ class QLabel;
 class QLineEdit;
 class QProgressBar;
 class QPushButton;
+class QTimer;
 class QTreeWidget;
 
 namespace Viewer {
@@ -50,6 +51,9 @@ private:
 
     QSharedPointer<const CClientServices> m_ptrServices;
     CFirmwareJobs* m_pJobs;
+    // Asks for enumeration passes while the camera reboots, so that the device tree shows it
+    // gone and back without waiting for the roster's slow timer.
+    QTimer* m_pRebootPasses;
     QVector<Plugin::OptiRoster::FirmwareUpdateInfoPtr> m_updates;
     // The camera a person chose, kept while it is away for a reboot.
     QString m_chosenName;
