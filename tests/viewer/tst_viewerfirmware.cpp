@@ -147,6 +147,21 @@ private slots:
         QVERIFY2(text("firmwareResult").contains("OVK2310-V02.02.000-build4610"), qPrintable(text("firmwareResult")));
     }
 
+    // A flash write that fails half-way: the reason is shown, and the camera, restarted with its
+    // old firmware, still reports it.
+    void aFailedUpdateShowsItsReason()
+    {
+        TavixSim::setSleepScale(0);
+        listUpdatesOf(QLatin1String(FirmwareScenario::OrvikSerial), QFINDTESTDATA("../data/firmware/updates.json"));
+        QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
+        TavixSim::injectFault({FirmwareScenario::OrvikName, "FirmwareWrite", "RuntimeException", "Flash write error at block 0x0040.", 1});
+        widget<QPushButton>(QStringLiteral("firmwareApply"))->click();
+        QTRY_COMPARE_WITH_TIMEOUT(text("firmwareStep"), QStringLiteral("Failed"), 30000);
+        QVERIFY2(text("firmwareResult").contains("Flash write error at block 0x0040."), qPrintable(text("firmwareResult")));
+        QCOMPARE(text("firmwareVersion"), QLatin1String(FirmwareScenario::OrvikFirmware));
+        QVERIFY(m_viewer.find<QPlainTextEdit>(QStringLiteral("firmwareLog"))->toPlainText().contains("failed"));
+    }
+
     void aBadFileIsRefusedWithItsReason_data()
     {
         QTest::addColumn<QByteArray>("content");
