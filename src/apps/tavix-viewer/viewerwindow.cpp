@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDockWidget>
+#include <QHash>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -58,6 +59,7 @@ CViewerWindow::CViewerWindow(const QSharedPointer<Core::Plugin::IPluginInitializ
     setWindowTitle(tr("Tavix Viewer"));
     setObjectName(QStringLiteral("viewerWindow"));
     setDockNestingEnabled(true);
+    resize(1440, 900);
     addMenus();
     addPanels(registry);
     if (!centralWidget()) {
@@ -66,7 +68,6 @@ CViewerWindow::CViewerWindow(const QSharedPointer<Core::Plugin::IPluginInitializ
         setCentralWidget(empty);
     }
     statusBar()->showMessage(tr("%n panel(s) loaded", nullptr, m_panelCount), 5000);
-    resize(1280, 800);
 }
 
 CViewerWindow::~CViewerWindow() = default;
@@ -91,6 +92,7 @@ void CViewerWindow::addMenus()
 
 void CViewerWindow::addPanels(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
 {
+    QHash<Qt::DockWidgetArea, QList<QDockWidget*>> docks;
     for (const auto& panel : findPanels(registry)) {
         ++m_panelCount;
         const QList<QAction*> actions = panel->createMenuActions(this);
@@ -107,9 +109,24 @@ void CViewerWindow::addPanels(const QSharedPointer<Core::Plugin::IPluginInitiali
         auto* dock = new QDockWidget(panel->panelTitle(), this);
         dock->setObjectName(panel->panelTitle());
         dock->setWidget(panel->createWidget(dock));
-        addDockWidget(dockAreaOf(panel->panelPlace()), dock);
+        const Qt::DockWidgetArea area = dockAreaOf(panel->panelPlace());
+        // Logs and tools below share one strip as tabs; the image keeps the height.
+        if (area == Qt::BottomDockWidgetArea && !docks[area].isEmpty())
+            tabifyDockWidget(docks[area].first(), dock);
+        else
+            addDockWidget(area, dock);
+        docks[area] << dock;
         m_pViewMenu->addAction(dock->toggleViewAction());
     }
+    if (!docks[Qt::BottomDockWidgetArea].isEmpty())
+        docks[Qt::BottomDockWidgetArea].first()->raise();
+    // The image gets what the side panels don't need.
+    for (Qt::DockWidgetArea area : {Qt::LeftDockWidgetArea, Qt::RightDockWidgetArea}) {
+        if (!docks[area].isEmpty())
+            resizeDocks({docks[area].first()}, {area == Qt::LeftDockWidgetArea ? 380 : 420}, Qt::Horizontal);
+    }
+    if (!docks[Qt::BottomDockWidgetArea].isEmpty())
+        resizeDocks({docks[Qt::BottomDockWidgetArea].first()}, {140}, Qt::Vertical);
 }
 
 } // namespace Viewer
