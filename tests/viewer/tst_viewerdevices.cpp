@@ -63,16 +63,6 @@ private:
         QVERIFY2(found->isEnabled(), qPrintable(action + " is disabled for " + serial));
         found->trigger();
     }
-    CameraInfoPtr cameraOf(const QString& serial) const
-    {
-        for (const auto& layer : m_viewer.services.enumeration->getTransportLayers()) {
-            for (const CameraInfoPtr& camera : layer->getCameraInfoList()) {
-                if (camera->getSerialNumber() == serial)
-                    return camera;
-            }
-        }
-        return {};
-    }
 
 private slots:
     void init()
@@ -85,9 +75,6 @@ private slots:
     }
     void cleanup()
     {
-        // The active device is the process's, and outlives a load of the roster.
-        if (m_viewer.services.status)
-            m_viewer.services.status->setActiveDevice({});
         m_viewer.stop();
         TavixSim::clearFaults();
     }
@@ -119,7 +106,7 @@ private slots:
         act(First, "Take into Exclusive Mode");
         QTRY_COMPARE_WITH_TIMEOUT(stateOf(First), QStringLiteral("exclusive, active"), 10000);
         // Another client can't have it meanwhile.
-        QVERIFY(!m_viewer.services.control->takeExclusive(cameraOf(First)));
+        QVERIFY(!m_viewer.services.control->takeExclusive(m_viewer.camera(First)));
         act(First, "Release from Exclusive Mode");
         QTRY_COMPARE_WITH_TIMEOUT(stateOf(First), QStringLiteral("open, active"), 10000);
         act(First, "Close");

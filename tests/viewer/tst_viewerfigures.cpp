@@ -39,16 +39,6 @@ private:
     CViewerFixture m_viewer;
 
     QLabel* figure(const char* name) const { return m_viewer.find<QLabel>(QString::fromLatin1(name)); }
-    CameraInfoPtr cameraOf(const QString& serial) const
-    {
-        for (const auto& layer : m_viewer.services.enumeration->getTransportLayers()) {
-            for (const CameraInfoPtr& camera : layer->getCameraInfoList()) {
-                if (camera->getSerialNumber() == serial)
-                    return camera;
-            }
-        }
-        return {};
-    }
     // Another client of the roster makes the camera active and grabs, as the device tree would.
     void grab(const CameraInfoPtr& camera)
     {
@@ -68,8 +58,6 @@ private slots:
     }
     void cleanup()
     {
-        if (m_viewer.services.status)
-            m_viewer.services.status->setActiveDevice({});
         m_viewer.stop();
         TavixSim::clearFaults();
     }
@@ -82,7 +70,7 @@ private slots:
         QCOMPARE(figure("fpsValue")->text(), QStringLiteral("\u2014"));
         const QImage emptyPlot = plot->grab().toImage();
 
-        const CameraInfoPtr camera = cameraOf(Grabbing);
+        const CameraInfoPtr camera = m_viewer.camera(Grabbing);
         grab(camera);
         QCOMPARE(figure("figuresCamera")->text(), camera->getDisplayName());
         QTRY_VERIFY_WITH_TIMEOUT(numberIn(figure("grabbedValue")) > 20, 20000);
@@ -98,7 +86,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(plot->grab().toImage() != emptyPlot, 10000);
 
         // A camera that doesn't compress, and hasn't grabbed yet: the figures start from nothing.
-        m_viewer.services.status->setActiveDevice(cameraOf(Other));
+        m_viewer.services.status->setActiveDevice(m_viewer.camera(Other));
         QCOMPARE(plot->property("pointCount").toInt(), 0);
         QCOMPARE(figure("grabbedValue")->text(), QStringLiteral("0"));
         QCOMPARE(figure("compressionValue")->text(), QStringLiteral("\u2014"));
@@ -109,7 +97,7 @@ private slots:
     // A new grab of the same camera starts its figures and plot afresh.
     void startAfreshWithANewGrab()
     {
-        const CameraInfoPtr camera = cameraOf(Grabbing);
+        const CameraInfoPtr camera = m_viewer.camera(Grabbing);
         grab(camera);
         auto* plot = m_viewer.find<QWidget>(QStringLiteral("ratePlot"));
         QTRY_VERIFY_WITH_TIMEOUT(plot->property("pointCount").toInt() >= 4, 10000);

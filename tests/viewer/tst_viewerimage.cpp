@@ -90,20 +90,10 @@ private:
     CViewerFixture m_viewer;
     QWidget* m_pView = nullptr;
 
-    CameraInfoPtr cameraOf(const QString& serial) const
-    {
-        for (const auto& layer : m_viewer.services.enumeration->getTransportLayers()) {
-            for (const CameraInfoPtr& camera : layer->getCameraInfoList()) {
-                if (camera->getSerialNumber() == serial)
-                    return camera;
-            }
-        }
-        return {};
-    }
     QAction* action(const QString& name) const { return m_viewer.find<QAction>(name); }
     void grab(const QString& serial, bool active = true)
     {
-        const CameraInfoPtr info = cameraOf(serial);
+        const CameraInfoPtr info = m_viewer.camera(serial);
         QVERIFY2(info, qPrintable(serial));
         QVERIFY2(m_viewer.services.control->open(info, false), qPrintable(info->getLastError()));
         if (active)
@@ -130,8 +120,6 @@ private slots:
     }
     void cleanup()
     {
-        if (m_viewer.services.status)
-            m_viewer.services.status->setActiveDevice({});
         m_viewer.stop();
     }
 

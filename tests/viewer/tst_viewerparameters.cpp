@@ -81,8 +81,6 @@ private slots:
     void cleanup()
     {
         m_ptrCamera.reset();
-        if (m_viewer.services.status)
-            m_viewer.services.status->setActiveDevice({});
         m_viewer.stop();
         TavixSim::clearFaults();
     }

@@ -61,16 +61,6 @@ private:
         found->trigger();
         return m_viewer.find<QDialog>(dialog);
     }
-    CameraInfoPtr cameraOf(const QString& serial) const
-    {
-        for (const auto& layer : m_viewer.services.enumeration->getTransportLayers()) {
-            for (const CameraInfoPtr& camera : layer->getCameraInfoList()) {
-                if (camera->getSerialNumber() == serial)
-                    return camera;
-            }
-        }
-        return {};
-    }
 
 private slots:
     void init()
@@ -83,8 +73,6 @@ private slots:
     }
     void cleanup()
     {
-        if (m_viewer.services.status)
-            m_viewer.services.status->setActiveDevice({});
         m_viewer.stop();
     }
 
@@ -140,7 +128,7 @@ private slots:
     // camera, closed before, is closed again after.
     void aUserListIsWrittenAndReadBack()
     {
-        const CameraInfoPtr listener = cameraOf(Listener);
+        const CameraInfoPtr listener = m_viewer.camera(Listener);
         QVERIFY(listener);
         m_viewer.services.status->setActiveDevice(listener);
         QDialog* dialog = openDialog(QStringLiteral("defectPixelsAction"), QStringLiteral("defectPixelDialog"));
@@ -180,7 +168,7 @@ private slots:
     // the camera grabs refused with the roster's reason, a cell that holds no number.
     void aListTheCameraCantTakeIsExplained()
     {
-        const CameraInfoPtr listener = cameraOf(Listener);
+        const CameraInfoPtr listener = m_viewer.camera(Listener);
         m_viewer.services.status->setActiveDevice(listener);
         QDialog* dialog = openDialog(QStringLiteral("defectPixelsAction"), QStringLiteral("defectPixelDialog"));
         QVERIFY(dialog);

@@ -54,10 +54,26 @@ public:
     {
         if (!m_host)
             return;
+        // The active device is the process's and outlives a load of the roster: the next test
+        // starts without one.
+        if (services.status)
+            services.status->setActiveDevice({});
         window.reset();
         services = CClientServices();
         m_host->stop();
         m_host.reset();
+    }
+
+    // The enumerated camera of that serial number, or none.
+    Core::OptiRosterComponents::CameraInfoPtr camera(const QString& serial) const
+    {
+        for (const auto& layer : services.enumeration->getTransportLayers()) {
+            for (const auto& camera : layer->getCameraInfoList()) {
+                if (camera->getSerialNumber() == serial)
+                    return camera;
+            }
+        }
+        return {};
     }
 
     template <typename Widget>
