@@ -1,5 +1,8 @@
 #include "host.h"
 
+#include <tavix/backendcontrol.h>
+#include <tavix/sim/simcontrol.h>
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
@@ -53,6 +56,18 @@ bool CHost::load(const QString& pluginPath)
     plugin->setParent(nullptr);
     m_plugins.push_back({std::move(loader), plugin});
     return true;
+}
+
+bool CHost::chooseCameraWorld(const QString& backends, const QString& scenarioFile, QString* error)
+{
+    if (!backends.isEmpty()) {
+        std::string reason;
+        if (!TavixBackends::setActiveBackends(backends.toStdString(), &reason)) {
+            *error = QString::fromStdString(reason);
+            return false;
+        }
+    }
+    return scenarioFile.isEmpty() || TavixSim::loadScenarioFile(scenarioFile, error);
 }
 
 QString CHost::findPlugin(const QString& directory)

@@ -30,6 +30,9 @@ public:
     bool load(const QString& pluginPath);
     // The first file in the folder that is a plug-in of this host.
     static QString findPlugin(const QString& directory);
+    // The camera worlds (a comma-separated list of backends) and the simulated world's scenario
+    // file, either empty for the default; before the first plug-in loads. False with the reason.
+    static bool chooseCameraWorld(const QString& backends, const QString& scenarioFile, QString* error);
 
     // The first plug-in's.
     QJsonObject metaData() const;

@@ -121,19 +121,10 @@ bool applyHostOptions(const QCommandLineParser& parser, const CHostOptions& opti
         return false;
     }
     // Chosen before the plug-in makes its first call to the SDK.
-    if (parser.isSet(options.backends)) {
-        std::string error;
-        if (!TavixBackends::setActiveBackends(parser.value(options.backends).toStdString(), &error)) {
-            err << QString::fromStdString(error) << '\n';
-            return false;
-        }
-    }
-    if (parser.isSet(options.scenario)) {
-        QString error;
-        if (!TavixSim::loadScenarioFile(parser.value(options.scenario), &error)) {
-            err << error << '\n';
-            return false;
-        }
+    QString error;
+    if (!CHost::chooseCameraWorld(parser.value(options.backends), parser.value(options.scenario), &error)) {
+        err << error << '\n';
+        return false;
     }
     return true;
 }

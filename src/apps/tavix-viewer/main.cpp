@@ -2,8 +2,6 @@
 #include "viewerwindow.h"
 
 #include <host.h>
-#include <tavix/backendcontrol.h>
-#include <tavix/sim/simcontrol.h>
 
 #include <QApplication>
 #include <QStatusBar>
@@ -85,19 +83,10 @@ bool applyOptions(const QCommandLineParser& parser, const CViewerOptions& option
 {
     if (!parser.isSet(options.verbose))
         QLoggingCategory::setFilterRules(QStringLiteral("tavix.*=false"));
-    if (parser.isSet(options.backends)) {
-        std::string error;
-        if (!TavixBackends::setActiveBackends(parser.value(options.backends).toStdString(), &error)) {
-            err << QString::fromStdString(error) << '\n';
-            return false;
-        }
-    }
-    if (parser.isSet(options.scenario)) {
-        QString error;
-        if (!TavixSim::loadScenarioFile(parser.value(options.scenario), &error)) {
-            err << error << '\n';
-            return false;
-        }
+    QString error;
+    if (!CHost::chooseCameraWorld(parser.value(options.backends), parser.value(options.scenario), &error)) {
+        err << error << '\n';
+        return false;
     }
     return true;
 }
