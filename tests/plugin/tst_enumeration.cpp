@@ -63,10 +63,13 @@ struct Scenario
     QString prefix;
 };
 
+// A pass, and its lists published as the merge publishes them; its flags are left as they are.
 QVector<TransportLayerInfoPtr> runPass(bool skipDeviceScan = false)
 {
     CTransportLayerList list;
     CTransportLayerList::refreshTransportLayerList(list, skipDeviceScan, true);
+    for (const auto& layer : list.transportLayers())
+        layer.objectCast<Internal::CTransportLayerInfo>()->publishLists();
     return list;
 }
 

@@ -104,11 +104,15 @@ void CCameraEnumerationService::mergeEnumerationResult(QVector<TransportLayerInf
     bool changed = list.size() != m_transportLayers.size();
     for (int i = 0; !changed && i < list.size(); ++i)
         changed = list.at(i) != m_transportLayers.at(i);
-    // Every layer's flag is consumed, not only up to the first difference: what it tells is
-    // published now, with the lists read after it.
+    // Every layer's flag is consumed, not only up to the first difference, and only then are
+    // its lists published: a list that a running pass stores after this still raises the flag
+    // for the merge of its own result. Passes stage their lists instead of assigning what
+    // clients read, so that the lists change on this thread alone.
     for (const auto& layer : qAsConst(list)) {
-        if (const auto concrete = layer.objectCast<CTransportLayerInfo>())
+        if (const auto concrete = layer.objectCast<CTransportLayerInfo>()) {
             changed = concrete->takeHaveContainedCamerasChanged() || changed;
+            concrete->publishLists();
+        }
     }
     if (!force && !changed)
         return;
@@ -135,13 +139,10 @@ void CCameraEnumerationService::updatePools()
     const CGrabSettings::CSharedRead grabSettings; // for the cameras that come and go now
     m_optiRoster->clearDeviceInfos();
     m_interfacePool->clearDeviceInfos();
-    // A pass may assign a layer's lists meanwhile: they are read as copies taken under its lock.
     for (const auto& layer : qAsConst(m_transportLayers)) {
-        const auto concrete = layer.objectCast<CTransportLayerInfo>();
-        if (!concrete)
-            continue;
-        m_optiRoster->addDevices(concrete->cameraInfoListCopy().toDeviceBaseInfoVector());
-        m_interfacePool->addDevices(concrete->interfaceInfoListCopy().toDeviceBaseInfoVector());
+        m_optiRoster->addDevices(layer->getCameraInfoList().toDeviceBaseInfoVector());
+        CInterfaceInfoList interfaces = layer->getInterfaceInfoList(); // its conversion is not const
+        m_interfacePool->addDevices(interfaces.toDeviceBaseInfoVector());
     }
     m_optiRoster->removeVanishedDevices();
     m_interfacePool->removeVanishedDevices();
@@ -155,7 +156,7 @@ void CCameraEnumerationService::removeDevice(CameraInfoPtr ptrDeviceInfo)
         const auto concrete = layer.objectCast<CTransportLayerInfo>();
         if (!concrete)
             continue;
-        CCameraInfoList cameras = concrete->cameraInfoListCopy(); // a pass may be writing it
+        CCameraInfoList cameras = concrete->cameraInfoListCopy(); // the latest, which a pass may be writing
         if (!cameras.removeOne(ptrDeviceInfo))
             continue;
         concrete->setCameraInfoList(cameras);

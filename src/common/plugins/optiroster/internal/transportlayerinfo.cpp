@@ -53,36 +53,37 @@ bool CTransportLayerInfo::haveContainedCamerasChanged() const
 void CTransportLayerInfo::setCameraInfoList(const CCameraInfoList& list)
 {
     QMutexLocker locker(&m_listsMutex);
-    if (&list != &m_cameraInfoList)
-        m_cameraInfoList = list;
+    m_latestCameraInfoList = unsharedCopy(list);
 }
 
 CCameraInfoList CTransportLayerInfo::cameraInfoListCopy() const
 {
     QMutexLocker locker(&m_listsMutex);
-    return unsharedCopy(m_cameraInfoList);
+    return unsharedCopy(m_latestCameraInfoList);
 }
 
 bool CTransportLayerInfo::replaceCameraInfoList(const CCameraInfoList& list)
 {
     QMutexLocker locker(&m_listsMutex);
-    if (list == m_cameraInfoList)
+    if (list == m_latestCameraInfoList)
         return false;
-    m_cameraInfoList = list;
+    m_latestCameraInfoList = unsharedCopy(list);
     return true;
 }
 
 void CTransportLayerInfo::setInterfaceInfoList(const CInterfaceInfoList& list)
 {
     QMutexLocker locker(&m_listsMutex);
-    if (&list != &m_interfaceInfoList)
-        m_interfaceInfoList = list;
+    m_latestInterfaceInfoList = unsharedCopy(list);
 }
 
-CInterfaceInfoList CTransportLayerInfo::interfaceInfoListCopy() const
+void CTransportLayerInfo::publishLists()
 {
     QMutexLocker locker(&m_listsMutex);
-    return unsharedCopy(m_interfaceInfoList);
+    if (m_cameraInfoList != m_latestCameraInfoList)
+        m_cameraInfoList = unsharedCopy(m_latestCameraInfoList);
+    if (m_interfaceInfoList != m_latestInterfaceInfoList)
+        m_interfaceInfoList = unsharedCopy(m_latestInterfaceInfoList);
 }
 
 void CTransportLayerInfo::setHaveContainedCamerasChanged(bool changed)

@@ -28,20 +28,23 @@ public:
     QString getFullName() const override;
     bool haveContainedCamerasChanged() const override;
 
-    // A pass on the pool's thread assigns the lists while the main thread merges and removes
-    // lost cameras: both sides go through these, which copy and assign under the lists' lock.
+    // A pass on the pool's thread works on the layer's latest lists, and the main thread's merge
+    // publishes them to what getCameraInfoList() and getInterfaceInfoList() return. A client
+    // walks those lists by reference on the main thread, where the results arrive, so they must
+    // never change on another: an assignment there could free what the client walks.
     void setCameraInfoList(const CCameraInfoList& list);
     CCameraInfoList cameraInfoListCopy() const;
-    // Stores the list unless it equals the present one, and answers whether it did: compared and
+    // Stores the list unless it equals the latest one, and answers whether it did: compared and
     // stored in one step, so that a lost camera taken out meanwhile counts as a difference.
     bool replaceCameraInfoList(const CCameraInfoList& list);
     void setInterfaceInfoList(const CInterfaceInfoList& list);
-    CInterfaceInfoList interfaceInfoListCopy() const;
+    // Main thread only: the latest lists become the published ones.
+    void publishLists();
 
     void setHaveContainedCamerasChanged(bool changed);
     // Reads the flag and clears it in one step. A pass only ever sets it, after it has stored
-    // the list that changed, and the merge that publishes the lists consumes it: a later pass
-    // can't erase the news of one whose result is still waiting to be merged.
+    // the list that changed, and the merge that publishes the lists consumes it, before it
+    // publishes: a later pass can't erase the news of one whose result is still to be merged.
     bool takeHaveContainedCamerasChanged();
 
 private:
@@ -51,9 +54,11 @@ private:
     QString m_fullName;
     // Stored by a pass on the pool's thread, read by the merge on the main thread.
     std::atomic<bool> m_haveContainedCamerasChanged{false};
-    mutable QMutex m_listsMutex; // a leaf lock: held for a copy or an assignment alone
-    CCameraInfoList m_cameraInfoList;
-    CInterfaceInfoList m_interfaceInfoList;
+    mutable QMutex m_listsMutex; // a leaf lock over the latest lists: held for a copy or an assignment
+    CCameraInfoList m_latestCameraInfoList;
+    CInterfaceInfoList m_latestInterfaceInfoList;
+    CCameraInfoList m_cameraInfoList;       // published: changed on the main thread only
+    CInterfaceInfoList m_interfaceInfoList; // published: changed on the main thread only
 };
 
 } // namespace Plugin::OptiRoster::Internal
