@@ -37,8 +37,10 @@ public:
     void DestroyImageEventHandler() override {}
     void DestroyConfiguration() override {}
 
-    QStringList events() const { QMutexLocker locker(&m_mutex); return m_events; }
-    QList<int64_t> numbers() const { QMutexLocker locker(&m_mutex); return m_numbers; }
+    // Copies of their own: a shared copy's count would be dropped on this thread after the grab
+    // thread's next append detached it, an order that ThreadSanitizer can't see inside Qt.
+    QStringList events() const { QMutexLocker locker(&m_mutex); return QStringList(m_events.cbegin(), m_events.cend()); }
+    QList<int64_t> numbers() const { QMutexLocker locker(&m_mutex); return QList<int64_t>(m_numbers.cbegin(), m_numbers.cend()); }
     std::set<const void*> buffers() const { QMutexLocker locker(&m_mutex); return m_buffers; }
     std::set<size_t> payloadSizes() const { QMutexLocker locker(&m_mutex); return m_payloadSizes; }
     bool allSucceeded() const { QMutexLocker locker(&m_mutex); return m_succeeded; }
