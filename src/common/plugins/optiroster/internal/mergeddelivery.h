@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QMetaObject>
+#include "queuedcall.h"
+
 #include <QObject>
 
 #include <atomic>
@@ -29,16 +30,13 @@ public:
             return false;
         const uint64_t ticket = m_issuedTickets.fetch_add(1, std::memory_order_relaxed) + 1;
         m_waitingTicket.store(ticket, std::memory_order_release);
-        QMetaObject::invokeMethod(
-            receiver,
-            [this, ticket, deliver = makeDelivery()] {
-                // Cleared before delivering: a request from here on posts a call of its own
-                // instead of joining one that has read its figures already.
-                uint64_t expected = ticket;
-                m_waitingTicket.compare_exchange_strong(expected, 0, std::memory_order_acq_rel);
-                deliver();
-            },
-            Qt::QueuedConnection);
+        postQueuedCall(receiver, [this, ticket, deliver = makeDelivery()] {
+            // Cleared before delivering: a request from here on posts a call of its own
+            // instead of joining one that has read its figures already.
+            uint64_t expected = ticket;
+            m_waitingTicket.compare_exchange_strong(expected, 0, std::memory_order_acq_rel);
+            deliver();
+        });
         return true;
     }
 

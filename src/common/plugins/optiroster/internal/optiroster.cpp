@@ -4,6 +4,7 @@
 #include <plugins/optiroster/internal/camera.h>
 #include <plugins/optiroster/internal/camerainfo.h>
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
+#include <plugins/optiroster/internal/queuedcall.h>
 
 #include <tavix/tlfactory.h>
 
@@ -494,7 +495,7 @@ void COptiRoster::postImageGrabbedInfo(const QSharedPointer<CMergedDelivery>& in
         return;
     }
     infoDelivery->seal();
-    QMetaObject::invokeMethod(this, makeEmission(), Qt::QueuedConnection);
+    postQueuedCall(this, makeEmission());
 }
 
 void COptiRoster::onCameraConnectionLost()
