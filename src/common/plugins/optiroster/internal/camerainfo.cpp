@@ -1,5 +1,7 @@
 #include "camerainfo.h"
 
+#include <QMutexLocker>
+
 #include <atomic>
 
 namespace Plugin::OptiRoster::Internal {
@@ -63,8 +65,17 @@ QString CCameraInfo::getFullName() const { return m_fullName; }
 QString CCameraInfo::getVendorName() const { return m_vendorName; }
 QString CCameraInfo::getTlType() const { return m_tlType; }
 int CCameraInfo::getDeviceType() const { return 0; }
-QString CCameraInfo::getLastError() const { return m_lastError; }
-void CCameraInfo::clearLastError() { m_lastError.clear(); }
+QString CCameraInfo::getLastError() const
+{
+    QMutexLocker locker(&m_lastErrorMutex);
+    return m_lastError;
+}
+
+void CCameraInfo::clearLastError()
+{
+    QMutexLocker locker(&m_lastErrorMutex);
+    m_lastError.clear();
+}
 QString CCameraInfo::getDeviceFactory() const { return m_deviceFactory; }
 QString CCameraInfo::getDeviceVersion() const { return m_deviceVersion; }
 QString CCameraInfo::getModelName() const { return m_modelName; }
@@ -83,7 +94,8 @@ void CCameraInfo::setDeviceInfo(const Tavix::CDeviceInfo& info)
 
 void CCameraInfo::setLastError(QString message)
 {
-    m_lastError = std::move(message);
+    QMutexLocker locker(&m_lastErrorMutex);
+    m_lastError.swap(message); // the old text is freed after the lock, with the argument
 }
 
 } // namespace Plugin::OptiRoster::Internal

@@ -4,6 +4,8 @@
 
 #include <tavix/deviceinfo.h>
 
+#include <QMutex>
+
 namespace Plugin::OptiRoster::Internal {
 
 // The lasting description of one camera, whether or not it is connected. Enumeration keeps one
@@ -51,6 +53,8 @@ private:
     QString m_userDefinedName;
     QString m_vendorName;
     QString m_tlType;
+    // A grab thread stores a failed image's reason while a client's thread reads or clears it.
+    mutable QMutex m_lastErrorMutex; // a leaf lock: held for a copy or an assignment alone
     QString m_lastError;
 };
 
