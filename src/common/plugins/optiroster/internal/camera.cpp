@@ -13,6 +13,9 @@
 #include <tavix/tlfactory.h>
 
 #include <QMutexLocker>
+#include <QThread>
+
+#include <utility>
 
 namespace Plugin::OptiRoster::Internal {
 
@@ -346,11 +349,54 @@ bool CCamera::announceGrabStart(const char* operation, bool prepare)
     return true;
 }
 
+// Holds the operation lock for a start or stop of a grab. The SDK reports the start and the stop
+// on the calling thread, inside its call; their signals leave once the lock is let go. A client's
+// slot that asks the status service would otherwise take its lock, and the pool's after it, under
+// this one, which an open takes inside the pool's: the order of locks that clients rely on.
+class CCamera::CGrabOperationLocker
+{
+public:
+    explicit CGrabOperationLocker(CCamera* camera)
+        : m_pCamera(camera)
+        , m_locker(&camera->m_operationMutex)
+        , m_pOuterThread(camera->m_grabOperationThread.load())
+    {
+        m_pCamera->m_grabOperationThread.store(QThread::currentThreadId());
+    }
+    ~CGrabOperationLocker()
+    {
+        m_pCamera->m_grabOperationThread.store(m_pOuterThread);
+        if (m_pOuterThread)
+            return; // the outermost operation tells
+        const QVector<void (CCamera::*)()> deferred = std::exchange(m_pCamera->m_deferredGrabSignals, {});
+        m_locker.unlock();
+        for (const auto signal : deferred)
+            emit(m_pCamera->*signal)();
+    }
+    CGrabOperationLocker(const CGrabOperationLocker&) = delete;
+    CGrabOperationLocker& operator=(const CGrabOperationLocker&) = delete;
+
+private:
+    CCamera* m_pCamera;
+    QMutexLocker m_locker;
+    Qt::HANDLE m_pOuterThread;
+};
+
+void CCamera::emitGrabSignal(void (CCamera::*signal)())
+{
+    // Only the thread that holds the lock can find its own id here; any other emits at once.
+    if (m_grabOperationThread.load() == QThread::currentThreadId()) {
+        m_deferredGrabSignals.append(signal);
+        return;
+    }
+    emit(this->*signal)();
+}
+
 void CCamera::startGrabbing()
 {
     if (!announceGrabStart("startGrabbing", true))
         return;
-    QMutexLocker operation(&m_operationMutex);
+    CGrabOperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("startGrabbing")) // another client started or closed it meanwhile
         return;
@@ -423,7 +469,7 @@ void CCamera::singleShot(uint timeout)
 {
     if (!announceGrabStart("singleShot", false))
         return;
-    QMutexLocker operation(&m_operationMutex);
+    CGrabOperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("singleShot"))
         return;
@@ -438,7 +484,7 @@ void CCamera::singleShot(uint timeout)
 
 void CCamera::stopGrabbing()
 {
-    QMutexLocker operation(&m_operationMutex);
+    CGrabOperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (m_pCamera->IsOpen() && m_pCamera->IsGrabbing())
         m_pCamera->StopGrabbing();
@@ -513,18 +559,18 @@ void CCamera::OnGrabStart(Tavix::CInstantCamera&)
 
 void CCamera::OnGrabStarted(Tavix::CInstantCamera&)
 {
-    emit cameraGrabStarted();
+    emitGrabSignal(&CCamera::cameraGrabStarted);
 }
 
 void CCamera::OnGrabStopped(Tavix::CInstantCamera&)
 {
-    emit cameraGrabStopped();
+    emitGrabSignal(&CCamera::cameraGrabStopped);
 }
 
 void CCamera::OnGrabError(Tavix::CInstantCamera&, const char* errorMessage)
 {
     log(QString::fromUtf8(errorMessage));
-    emit cameraImageGrabFailed();
+    emitGrabSignal(&CCamera::cameraImageGrabFailed);
 }
 
 void CCamera::OnCameraDeviceRemoved(Tavix::CInstantCamera&)

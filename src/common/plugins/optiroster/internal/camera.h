@@ -90,6 +90,8 @@ private slots:
     void onFrameGrabberTimeout();
 
 private:
+    class CGrabOperationLocker;
+
     // The figures of one image as the grab thread leaves them for the owner's thread.
     struct CImageStatistic
     {
@@ -120,6 +122,9 @@ private:
     QString startFailurePrefix() const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
+    // Emits a grab signal at once, or, while this thread holds the operation lock for a grab
+    // operation, once it lets go.
+    void emitGrabSignal(void (CCamera::*signal)());
     template <typename Operation>
     bool runOnIdleCamera(const QString& failurePrefix, Operation operation);
 
@@ -132,6 +137,11 @@ private:
     // from several threads: they hold this, never the grab thread. Recursive, since a receiver of
     // a signal emitted meanwhile may come back on the same thread.
     QMutex m_operationMutex;
+    // The thread in a grab operation under m_operationMutex, written under that lock and read by
+    // any thread that raises a grab signal; and the grab signals raised on it meanwhile, which
+    // that lock guards.
+    std::atomic<Qt::HANDLE> m_grabOperationThread{nullptr};
+    QVector<void (CCamera::*)()> m_deferredGrabSignals;
     CChunkParsingEventHander* m_pChunkParsingHandler;
     // Written by the grab thread alone (and by OnGrabStart before it runs); the timer on the
     // owner's thread reads the published copy.
