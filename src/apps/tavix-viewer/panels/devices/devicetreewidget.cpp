@@ -93,7 +93,15 @@ CDeviceTreeWidget::CDeviceTreeWidget(QSharedPointer<const CClientServices> servi
     m_pTree->expandAll();
 }
 
-CDeviceTreeWidget::~CDeviceTreeWidget() = default;
+CDeviceTreeWidget::~CDeviceTreeWidget()
+{
+    // The operations hand back the cameras they took for exclusive use as they end, and the
+    // roster tells of it at once: this widget stops listening before its members go, and ends
+    // them while it is still whole.
+    disconnect(m_ptrServices->status.data(), nullptr, this, nullptr);
+    disconnect(m_ptrServices->enumeration.data(), nullptr, this, nullptr);
+    delete m_pOperations;
+}
 
 void CDeviceTreeWidget::createActions()
 {
