@@ -59,7 +59,8 @@ def in_private_library_code(stack, roots):
     object that its caller owns."""
     library = []
     for frame in stack:
-        if any(root in frame for root in roots):
+        # A thunk that adjusts `this` for one of our classes has no source line, but is ours.
+        if any(root in frame for root in roots) or re.match(r"^    #\d+ (0x[0-9a-f]+ in )?(non-)?virtual thunk to ", frame):
             break
         if "libsanitizer" not in frame and "libtsan" not in frame:
             library.append(frame)
