@@ -58,6 +58,7 @@ QJsonObject actionCamera(const QString& serial, qint64 groupKey, QJsonArray cloc
 
 const QJsonArray NewClockNames{boolean("PtpEnable", true), command("PtpDataSetLatch")};
 const QJsonArray OldClockNames{boolean("GevIEEE1588", true), command("GevIEEE1588DataSetLatch")};
+const QString Everyone = QStringLiteral("255.255.255.255");
 
 class CImageCounter : public IImageGrabbedObserver
 {
@@ -118,8 +119,11 @@ private slots:
     void anSdkFailureReachesTheCallerAsAHostExceptionAndTheLayerIsGivenBack();
 
 private:
-    CameraInfoPtr openCamera(const QString& serial);
-    void startGrabbing(std::initializer_list<CameraInfoPtr> cameras);
+    QVector<CameraInfoPtr> grabFrom(const QStringList& serials);
+    bool issue(QVector<CActionCommandResult>& results, uint32_t* count, uint32_t timeout = 200, const QString& address = Everyone)
+    {
+        return m_pService->issueActionCommand(DeviceKey, 1, AllGroups, results, address, timeout, count);
+    }
 
     QSharedPointer<ImageGrabbedNotifierService> m_notifier;
     std::unique_ptr<COptiRoster> m_pRoster;
@@ -130,19 +134,15 @@ private:
 void TestActionCommands::init()
 {
     TavixSim::reset();
-    QJsonObject unsynchronised = actionCamera(QStringLiteral("812"), 1, {boolean("PtpEnable", false), command("PtpDataSetLatch")});
-    QJsonObject unavailableMask = actionCamera(QStringLiteral("815"), 1, NewClockNames);
-    QJsonArray features = unavailableMask.value("features").toArray();
-    features.append(QJsonObject{{"name", "ActionGroupMask"}, {"type", "integer"}, {"available", false}});
-    unavailableMask.insert("features", features);
     QJsonObject otherSubnet = actionCamera(QStringLiteral("816"), 1, NewClockNames);
     otherSubnet.insert("ipAddress", "10.0.7.16");
+    const QJsonObject unavailableMask{{"name", "ActionGroupMask"}, {"type", "integer"}, {"available", false}};
     const QJsonArray cameras{
         actionCamera(QStringLiteral("811"), 1, NewClockNames),
-        unsynchronised,
+        actionCamera(QStringLiteral("812"), 1, {boolean("PtpEnable", false), command("PtpDataSetLatch")}), // unsynchronised
         actionCamera(QStringLiteral("813"), 2, OldClockNames),
         TestScenario::camera(QStringLiteral("814")),
-        unavailableMask,
+        actionCamera(QStringLiteral("815"), 1, QJsonArray(NewClockNames) << unavailableMask),
         otherSubnet,
     };
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
@@ -161,32 +161,28 @@ void TestActionCommands::cleanup()
     m_notifier.reset();
 }
 
-CameraInfoPtr TestActionCommands::openCamera(const QString& serial)
-{
-    const CameraInfoPtr info = cameraInfo(serial);
-    m_pRoster->addDevice(info);
-    return m_pRoster->openDevice(info, false) ? info : CameraInfoPtr();
-}
-
-void TestActionCommands::startGrabbing(std::initializer_list<CameraInfoPtr> cameras)
+// Opens the cameras and starts their grabs; empty when one didn't open or start.
+QVector<CameraInfoPtr> TestActionCommands::grabFrom(const QStringList& serials)
 {
     QSignalSpy started(m_pRoster.get(), &COptiRoster::cameraGrabStarted);
-    for (const auto& info : cameras)
-        m_pRoster->startGrabbing(info);
-    QTRY_COMPARE_WITH_TIMEOUT(started.count(), int(cameras.size()), 10000);
+    QVector<CameraInfoPtr> cameras;
+    for (const QString& serial : serials) {
+        cameras << cameraInfo(serial);
+        m_pRoster->addDevice(cameras.last());
+        if (!m_pRoster->openDevice(cameras.last(), false))
+            return {};
+        m_pRoster->startGrabbing(cameras.last());
+    }
+    return QTest::qWaitFor([&] { return started.count() == serials.size(); }, 10000) ? cameras : QVector<CameraInfoPtr>();
 }
 
 void TestActionCommands::theCamerasOfAGroupTakeOneImageEachAndAllAnswer()
 {
-    const CameraInfoPtr first = openCamera(QStringLiteral("811"));
-    const CameraInfoPtr second = openCamera(QStringLiteral("812"));
-    const CameraInfoPtr other = openCamera(QStringLiteral("813"));
-    QVERIFY(first && second && other);
-    startGrabbing({first, second, other});
-
+    const QVector<CameraInfoPtr> cameras = grabFrom({"811", "812", "813"});
+    QVERIFY(!cameras.isEmpty());
     QVector<CActionCommandResult> results(8);
     uint32_t count = uint32_t(results.size());
-    QVERIFY(m_pService->issueActionCommand(DeviceKey, 1, AllGroups, results, QStringLiteral("255.255.255.255"), 200, &count));
+    QVERIFY(issue(results, &count));
     // The camera without action features stays silent; those of another group, or without a
     // group mask, answer with a failure and take no image.
     QCOMPARE(int(count), 5);
@@ -194,29 +190,25 @@ void TestActionCommands::theCamerasOfAGroupTakeOneImageEachAndAllAnswer()
                                             "192.168.1.15=1"}));
     QTRY_COMPARE_WITH_TIMEOUT(m_pCounter->images(QStringLiteral("811")), 1, 10000);
     QTRY_COMPARE_WITH_TIMEOUT(m_pCounter->images(QStringLiteral("812")), 1, 10000);
-    QCOMPARE(actionSignals(first), 1);
-    QCOMPARE(actionSignals(second), 1);
-    QCOMPARE(actionSignals(other), 0); // so its stream can't send an image
-    m_pRoster->stopGrabbing(first);
-    m_pRoster->stopGrabbing(second);
-    m_pRoster->stopGrabbing(other);
+    QCOMPARE(actionSignals(cameras[0]), 1);
+    QCOMPARE(actionSignals(cameras[1]), 1);
+    QCOMPARE(actionSignals(cameras[2]), 0); // so its stream can't send an image
+    for (const auto& camera : cameras)
+        m_pRoster->stopGrabbing(camera);
     QCOMPARE(m_pCounter->images(QStringLiteral("811")), 1);
     QCOMPARE(m_pCounter->images(QStringLiteral("812")), 1);
     QCOMPARE(m_pCounter->images(QStringLiteral("813")), 0);
 
     // A directed broadcast reaches its subnet only.
     count = uint32_t(results.size());
-    QVERIFY(m_pService->issueActionCommand(DeviceKey, 1, AllGroups, results, QStringLiteral("10.0.7.255"), 200, &count));
+    QVERIFY(issue(results, &count, 200, QStringLiteral("10.0.7.255")));
     QCOMPARE(answers(results), QStringList{"10.0.7.16=0"});
 }
 
 void TestActionCommands::aScheduledCommandFiresAtItsTimeOnTheDeviceClock()
 {
-    const CameraInfoPtr synchronised = openCamera(QStringLiteral("811"));
-    const CameraInfoPtr unsynchronised = openCamera(QStringLiteral("812"));
-    QVERIFY(synchronised && unsynchronised);
-    startGrabbing({synchronised, unsynchronised});
-
+    const QVector<CameraInfoPtr> cameras = grabFrom({"811", "812"}); // synchronised, unsynchronised
+    QVERIFY(!cameras.isEmpty());
     QVector<CActionCommandResult> results(4); // entries of the caller's own stay in front
     qstrcpy(results[0].deviceAddress, "kept");
     uint32_t count = uint32_t(results.size());
@@ -230,9 +222,9 @@ void TestActionCommands::aScheduledCommandFiresAtItsTimeOnTheDeviceClock()
     QCOMPARE(answers(results.mid(4)), (QStringList{"192.168.1.11=0", "192.168.1.12=1", "192.168.1.13=1", "192.168.1.15=1"}));
     QTRY_COMPARE_WITH_TIMEOUT(m_pCounter->images(QStringLiteral("811")), 1, 10000);
     QVERIFY(m_pCounter->lastArrival(QStringLiteral("811")) >= actionTime);
-    QCOMPARE(actionSignals(unsynchronised), 0);
-    m_pRoster->stopGrabbing(synchronised);
-    m_pRoster->stopGrabbing(unsynchronised);
+    QCOMPARE(actionSignals(cameras[1]), 0);
+    for (const auto& camera : cameras)
+        m_pRoster->stopGrabbing(camera);
     QCOMPARE(m_pCounter->images(QStringLiteral("812")), 0);
 }
 
@@ -269,28 +261,27 @@ void TestActionCommands::resultVectorsFollowTheCallersRoom()
 {
     QVector<CActionCommandResult> results;
     uint32_t count = 0;
-    QVERIFY(m_pService->issueActionCommand(DeviceKey, 1, AllGroups, results, QStringLiteral("255.255.255.255"), 200, &count));
+    QVERIFY(issue(results, &count));
     QVERIFY(results.isEmpty());
     QCOMPARE(count, 0u);
 
     results.resize(2);
     count = 2;
-    QVERIFY(m_pService->issueActionCommand(DeviceKey, 1, AllGroups, results, QStringLiteral("255.255.255.255"), 200, &count));
+    QVERIFY(issue(results, &count));
     QCOMPARE(results.size(), 2); // five answered, two were taken
     QCOMPARE(count, 2u);
 
     results.resize(8);
-    QVERIFY(m_pService->issueActionCommand(DeviceKey, 1, AllGroups, results, QStringLiteral("255.255.255.255"), 200, nullptr));
+    QVERIFY(issue(results, nullptr));
     QVERIFY(results.isEmpty());
 
     results.resize(8);
     count = 8;
-    QVERIFY(m_pService->issueActionCommand(DeviceKey, 1, AllGroups, results, QStringLiteral("255.255.255.255"), NoTimeout, &count));
+    QVERIFY(issue(results, &count, NoTimeout));
     QVERIFY(results.isEmpty()); // nobody waited for the answers
     QCOMPARE(count, 0u);
 
-    QVERIFY_EXCEPTION_THROWN(m_pService->issueScheduledActionCommand(DeviceKey, 1, 1, 0, results, QStringLiteral("255.255.255.255"),
-                                                                     200, nullptr),
+    QVERIFY_EXCEPTION_THROWN(m_pService->issueScheduledActionCommand(DeviceKey, 1, 1, 0, results, Everyone, 200, nullptr),
                              Core::Exception::InvalidArgumentException);
 }
 
@@ -301,10 +292,10 @@ void TestActionCommands::withoutAGigELayerNothingIsSent()
     CLogRecorder log;
     QVector<CActionCommandResult> results(3);
     uint32_t count = 3;
-    QVERIFY(!m_pService->issueActionCommand(DeviceKey, 1, 1, results, QStringLiteral("255.255.255.255"), 200, &count));
+    QVERIFY(!m_pService->issueActionCommand(DeviceKey, 1, 1, results, Everyone, 200, &count));
     QVERIFY(results.isEmpty());
     results.resize(3);
-    QVERIFY(!m_pService->issueScheduledActionCommand(DeviceKey, 1, 1, 0, results, QStringLiteral("255.255.255.255"), 200, &count));
+    QVERIFY(!m_pService->issueScheduledActionCommand(DeviceKey, 1, 1, 0, results, Everyone, 200, &count));
     QCOMPARE(results.size(), 3); // nothing appended, nothing taken away
     QVERIFY(log.messages(Category).isEmpty());
 }
@@ -317,14 +308,13 @@ void TestActionCommands::anSdkFailureReachesTheCallerAsAHostExceptionAndTheLayer
     QTest::addColumn<QString>("type");
     QTest::addColumn<QString>("message");
     const QString refused = QStringLiteral("The network adapter refused the packet.");
+    const QString runtime = typeid(Core::Exception::RuntimeException).name();
     for (const bool scheduled : {false, true}) {
         const char* kind = scheduled ? "scheduled" : "plain";
-        QTest::addRow("%s, refused", kind) << scheduled << "RuntimeException" << "255.255.255.255"
-                                           << typeid(Core::Exception::RuntimeException).name() << refused;
-        QTest::addRow("%s, timeout", kind) << scheduled << "TimeoutException" << "255.255.255.255"
+        QTest::addRow("%s, refused", kind) << scheduled << "RuntimeException" << Everyone << runtime << refused;
+        QTest::addRow("%s, timeout", kind) << scheduled << "TimeoutException" << Everyone
                                            << typeid(Core::Exception::TimeoutException).name() << refused;
-        QTest::addRow("%s, below the SDK", kind) << scheduled << "std::runtime_error" << "255.255.255.255"
-                                                 << typeid(Core::Exception::RuntimeException).name() << refused;
+        QTest::addRow("%s, below the SDK", kind) << scheduled << "std::runtime_error" << Everyone << runtime << refused;
         // An address that is no IPv4 address is the SDK's refusal, and the client's error.
         QTest::addRow("%s, bad address", kind) << scheduled << QString() << "abc" << typeid(Core::Exception::ArgumentException).name()
                                                << "'abc' is no IPv4 broadcast address.";
@@ -339,14 +329,9 @@ void TestActionCommands::anSdkFailureReachesTheCallerAsAHostExceptionAndTheLayer
     QFETCH(QString, type);
     QFETCH(QString, message);
     const int layers = TavixSim::liveObjects(TavixSim::LiveTransportLayer);
-    if (!fault.isEmpty()) {
-        TavixSim::Fault injected;
-        injected.target = "VorlanGigE/TL";
-        injected.operation = scheduled ? "IssueScheduledActionCommand" : "IssueActionCommand";
-        injected.exceptionType = fault.toStdString();
-        injected.description = "The network adapter refused the packet.";
-        TavixSim::injectFault(injected);
-    }
+    if (!fault.isEmpty())
+        TavixSim::injectFault({"VorlanGigE/TL", scheduled ? "IssueScheduledActionCommand" : "IssueActionCommand", fault.toStdString(),
+                               "The network adapter refused the packet.", 1});
     CLogRecorder log;
     QVector<CActionCommandResult> results(3);
     uint32_t count = 3;

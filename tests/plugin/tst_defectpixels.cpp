@@ -60,8 +60,7 @@ class TestDefectPixels : public QObject
 private slots:
     void init();
     void cleanup();
-    void bothListsAreReadAsTheCameraHoldsThem();
-    void aWrittenUserListIsReadBackAndStaysWithTheDevice();
+    void bothListsAreReadAndAWrittenUserListStaysWithTheDevice();
     void normalisingSortsDropsDuplicatesAndPixelsOffTheSensor_data();
     void normalisingSortsDropsDuplicatesAndPixelsOffTheSensor();
     void theCameraRefusesWhatItCantTake_data();
@@ -69,9 +68,9 @@ private slots:
     void anUnknownCameraFailsEveryOperation();
     void supportNeedsBothParametersAndAnOpenCamera();
     void aClosedOrGrabbingCameraAnswersFalseSilently();
-    void anSdkFailureIsReportedAndAnswersFalse();
 
 private:
+    void makeRoster();
     CameraInfoPtr openCamera(const QString& serial);
 
     QSharedPointer<ImageGrabbedNotifierService> m_notifier;
@@ -93,8 +92,7 @@ void TestDefectPixels::init()
     };
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
     m_notifier.reset(new ImageGrabbedNotifierService(nullptr));
-    m_pRoster = std::make_unique<COptiRoster>(m_notifier, nullptr);
-    m_pService = std::make_unique<CStaticDefectPixelCorrectionService>(m_pRoster.get(), nullptr);
+    makeRoster();
 }
 
 void TestDefectPixels::cleanup()
@@ -104,6 +102,14 @@ void TestDefectPixels::cleanup()
     m_notifier.reset();
 }
 
+// A new roster and service, the old ones gone first.
+void TestDefectPixels::makeRoster()
+{
+    m_pService.reset();
+    m_pRoster = std::make_unique<COptiRoster>(m_notifier, nullptr);
+    m_pService = std::make_unique<CStaticDefectPixelCorrectionService>(m_pRoster.get(), nullptr);
+}
+
 CameraInfoPtr TestDefectPixels::openCamera(const QString& serial)
 {
     const CameraInfoPtr info = cameraInfo(serial);
@@ -111,41 +117,27 @@ CameraInfoPtr TestDefectPixels::openCamera(const QString& serial)
     return m_pRoster->openDevice(info, false) ? info : CameraInfoPtr();
 }
 
-void TestDefectPixels::bothListsAreReadAsTheCameraHoldsThem()
-{
-    const CameraInfoPtr info = openCamera(QStringLiteral("701"));
-    QVERIFY(info);
-    StaticDefectPixelList factory;
-    QVERIFY(m_pService->getDefectPixelList(info, factory, ListType_Factory));
-    QCOMPARE(factory, list({{5, 1}, {2, 0}, {63, 7}}));
-    StaticDefectPixelList user = list({{9, 9}}); // replaced, not appended to
-    QVERIFY(m_pService->getDefectPixelList(info, user, ListType_User));
-    QCOMPARE(user, list({{3, 3}}));
-}
-
-void TestDefectPixels::aWrittenUserListIsReadBackAndStaysWithTheDevice()
+void TestDefectPixels::bothListsAreReadAndAWrittenUserListStaysWithTheDevice()
 {
     CameraInfoPtr info = openCamera(QStringLiteral("701"));
     QVERIFY(info);
+    StaticDefectPixelList read = list({{9, 9}}); // replaced, not appended to
+    QVERIFY(m_pService->getDefectPixelList(info, read, ListType_User));
+    QCOMPARE(read, list({{3, 3}}));
     StaticDefectPixelList written = list({{1, 0}, {7, 2}, {0, 5}});
     QVERIFY(m_pService->setDefectPixelList(info, written, ListType_User));
-    StaticDefectPixelList read;
     QVERIFY(m_pService->getDefectPixelList(info, read, ListType_User));
     QCOMPARE(read, written);
 
     // A new roster with a new camera object, after the old ones are gone, finds the list on the
-    // device.
-    m_pService.reset();
-    m_pRoster = std::make_unique<COptiRoster>(m_notifier, nullptr);
-    m_pService = std::make_unique<CStaticDefectPixelCorrectionService>(m_pRoster.get(), nullptr);
+    // device, and the factory's as the camera holds it.
+    makeRoster();
     info = openCamera(QStringLiteral("701"));
     QVERIFY(info);
-    read.clear();
     QVERIFY(m_pService->getDefectPixelList(info, read, ListType_User));
     QCOMPARE(read, written);
-    StaticDefectPixelList factory;
-    QVERIFY(m_pService->getDefectPixelList(info, factory, ListType_Factory));
-    QCOMPARE(factory, list({{5, 1}, {2, 0}, {63, 7}}));
+    QVERIFY(m_pService->getDefectPixelList(info, read, ListType_Factory));
+    QCOMPARE(read, list({{5, 1}, {2, 0}, {63, 7}}));
 }
 
 void TestDefectPixels::normalisingSortsDropsDuplicatesAndPixelsOffTheSensor_data()
@@ -174,15 +166,17 @@ void TestDefectPixels::theCameraRefusesWhatItCantTake_data()
     QTest::addColumn<QString>("serial");
     QTest::addColumn<int>("type");
     QTest::addColumn<StaticDefectPixelList>("pixels");
+    QTest::addColumn<QString>("fault"); // an operation of the SDK that fails once; the list is then read
     QTest::addColumn<QString>("reason");
-    QTest::newRow("factory list") << "701" << int(ListType_Factory) << list({{1, 1}})
+    const QString unsupported = QStringLiteral("The camera doesn't support static defect pixel correction.");
+    QTest::newRow("factory list") << "701" << int(ListType_Factory) << list({{1, 1}}) << ""
                                   << "The factory's defect pixel list is read-only.";
-    QTest::newRow("not normal") << "701" << int(ListType_User) << list({{2, 1}, {1, 1}})
+    QTest::newRow("not normal") << "701" << int(ListType_User) << list({{2, 1}, {1, 1}}) << ""
                                 << "The defect pixel list is not in normal form. Normalize it first.";
-    QTest::newRow("without the feature") << "702" << int(ListType_User) << list({{1, 1}})
-                                         << "The camera doesn't support static defect pixel correction.";
-    QTest::newRow("mode only") << "703" << int(ListType_User) << list({{1, 1}})
-                               << "The camera doesn't support static defect pixel correction.";
+    QTest::newRow("without the feature") << "702" << int(ListType_User) << list({{1, 1}}) << "" << unsupported;
+    QTest::newRow("mode only") << "703" << int(ListType_User) << list({{1, 1}}) << "" << unsupported;
+    QTest::newRow("the SDK fails a read") << "701" << int(ListType_User) << StaticDefectPixelList()
+                                          << "Read:VrlStaticDefectPixelListUser" << "The list memory is busy.";
 }
 
 void TestDefectPixels::theCameraRefusesWhatItCantTake()
@@ -190,22 +184,28 @@ void TestDefectPixels::theCameraRefusesWhatItCantTake()
     QFETCH(QString, serial);
     QFETCH(int, type);
     QFETCH(StaticDefectPixelList, pixels);
+    QFETCH(QString, fault);
     QFETCH(QString, reason);
     const CameraInfoPtr info = openCamera(serial);
     QVERIFY(info);
+    if (!fault.isEmpty())
+        TavixSim::injectFault({info->getFullName().toStdString(), fault.toStdString(), "AccessException", reason.toStdString(), 1});
     CLogRecorder log;
-    QVERIFY(!m_pService->setDefectPixelList(info, pixels, EStaticDefectPixelListType(type)));
+    const auto listType = EStaticDefectPixelListType(type);
+    QVERIFY(fault.isEmpty() ? !m_pService->setDefectPixelList(info, pixels, listType)
+                            : !m_pService->getDefectPixelList(info, pixels, listType));
     QCOMPARE(info->getLastError(), reason);
     const QStringList lines = log.messages(CameraCategory);
     QCOMPARE(lines.size(), 1);
-    QVERIFY(lines[0].startsWith(QStringLiteral("Failure when set static defect pixel list on camera. Reason:  ")));
-    QVERIFY(lines[0].contains(reason));
+    const QString start = fault.isEmpty() ? QStringLiteral("Failure when set static defect pixel list on camera. Reason:  ")
+                                          : QStringLiteral("Failure when get static defect pixel list from camera. Reason:  ");
+    QVERIFY2(lines[0].startsWith(start) && lines[0].contains(reason), qPrintable(lines[0]));
     QVERIFY(log.messages(ServiceCategory).isEmpty()); // the camera reported it already
 
-    StaticDefectPixelList user;
-    if (serial == QLatin1String("701")) {
+    if (serial == QLatin1String("701")) { // the stored list is untouched; a fault came once
+        StaticDefectPixelList user;
         QVERIFY(m_pService->getDefectPixelList(info, user, ListType_User));
-        QCOMPARE(user, list({{3, 3}})); // the stored list is untouched
+        QCOMPARE(user, list({{3, 3}}));
     }
 }
 
@@ -265,28 +265,6 @@ void TestDefectPixels::aClosedOrGrabbingCameraAnswersFalseSilently()
     QVERIFY(log.messages(CameraCategory).filter(QStringLiteral("defect pixel")).isEmpty());
     QVERIFY(info->getLastError().isEmpty());
     QVERIFY(pixels.empty());
-}
-
-void TestDefectPixels::anSdkFailureIsReportedAndAnswersFalse()
-{
-    const CameraInfoPtr info = openCamera(QStringLiteral("701"));
-    QVERIFY(info);
-    TavixSim::Fault fault;
-    fault.target = info->getFullName().toStdString();
-    fault.operation = "Read:VrlStaticDefectPixelListUser";
-    fault.exceptionType = "AccessException";
-    fault.description = "The list memory is busy.";
-    TavixSim::injectFault(fault);
-    CLogRecorder log;
-    StaticDefectPixelList pixels;
-    QVERIFY(!m_pService->getDefectPixelList(info, pixels, ListType_User));
-    QCOMPARE(info->getLastError(), QStringLiteral("The list memory is busy."));
-    const QStringList lines = log.messages(CameraCategory);
-    QCOMPARE(lines.size(), 1);
-    QVERIFY(lines[0].startsWith(QStringLiteral("Failure when get static defect pixel list from camera. Reason:  ")));
-    QVERIFY(lines[0].contains(QStringLiteral("The list memory is busy.")));
-    QVERIFY(m_pService->getDefectPixelList(info, pixels, ListType_User)); // the fault came once
-    QCOMPARE(pixels, list({{3, 3}}));
 }
 
 TAVIX_TEST_MAIN(TestDefectPixels)

@@ -99,6 +99,17 @@ QStringList serialsOf(const TransportLayerInfoPtr& layer)
     return serials;
 }
 
+// A device's record as the SDK lists it.
+Tavix::CDeviceInfo deviceRecord(const char* deviceClass, const char* vendor, const char* model, const char* serial)
+{
+    Tavix::CDeviceInfo record;
+    record.SetVendorName(vendor);
+    record.SetPropertyValue("ModelName", model);
+    record.SetSerialNumber(serial);
+    record.SetDeviceClass(deviceClass);
+    return record;
+}
+
 void setEnumerationSetting(const QString& key, bool value)
 {
     QSettings settings;
@@ -141,8 +152,7 @@ private slots:
     void aLayerWhoseListingAlwaysFailsKeepsItsCameras();
     void unreachableCamerasAndTheEnumerateAllSetting();
     void logLinesAreWrittenWordForWord();
-    void aFailedLayerListingLeavesTheListUntouched();
-    void theEnumeratorReportsAFailedPassAsEmpty();
+    void aFailedLayerListingLeavesTheListUntouchedAndThePassEmpty();
     void quickRequestsDuringAPassAreDropped();
     void theEnumeratorsEndWaitsForThePassAndReleasesTheKeptLayer();
     void theCacheHelperEmptiesTheNodeMapCache();
@@ -175,12 +185,8 @@ void TestEnumeration::displayNames()
     QFETCH(bool, nameAvailable);
     QFETCH(QString, userName);
     QFETCH(QString, expected);
-    Tavix::CDeviceInfo record;
+    Tavix::CDeviceInfo record = deviceRecord(deviceClass.toUtf8().constData(), "Vorlan", "acA", "42");
     record.SetFriendlyName("Friendly");
-    record.SetVendorName("Vorlan");
-    record.SetPropertyValue("ModelName", "acA");
-    record.SetSerialNumber("42");
-    record.SetDeviceClass(deviceClass.toUtf8().constData());
     if (nameAvailable)
         record.SetUserDefinedName(userName.toUtf8().constData());
     CCameraInfo info(record, nullptr);
@@ -189,12 +195,8 @@ void TestEnumeration::displayNames()
 
 void TestEnumeration::descriptionsKeepTheirIdentityAndContext()
 {
-    Tavix::CDeviceInfo record;
+    Tavix::CDeviceInfo record = deviceRecord("VorlanGigE", "V", "M", "7");
     record.SetFullName("full");
-    record.SetVendorName("V");
-    record.SetPropertyValue("ModelName", "M");
-    record.SetSerialNumber("7");
-    record.SetDeviceClass("VorlanGigE");
     CCameraInfo camera(record, nullptr);
     QCOMPARE(camera.getDeviceType(), 0);
     QCOMPARE(camera.getTypeName(), QStringLiteral("Device"));
@@ -399,7 +401,7 @@ void TestEnumeration::logLinesAreWrittenWordForWord()
         QCOMPARE(entry.level, 0);
 }
 
-void TestEnumeration::aFailedLayerListingLeavesTheListUntouched()
+void TestEnumeration::aFailedLayerListingLeavesTheListUntouchedAndThePassEmpty()
 {
     const Scenario s = scenario();
     s.load({s.layer("VorlanUsb", "USB", {s.camera("1")})});
@@ -410,15 +412,7 @@ void TestEnumeration::aFailedLayerListingLeavesTheListUntouched()
     QVERIFY_EXCEPTION_THROWN(CTransportLayerList::refreshTransportLayerList(list, false, false), GenICam::RuntimeException);
     QCOMPARE(list.transportLayers().size(), 1);
 
-    s.load({});
-    CTransportLayerList::refreshTransportLayerList(list, false, false);
-    QVERIFY(list.transportLayers().isEmpty());
-}
-
-void TestEnumeration::theEnumeratorReportsAFailedPassAsEmpty()
-{
-    const Scenario s = scenario();
-    s.load({s.layer("VorlanUsb", "USB", {s.camera("1")})});
+    // The enumerator reports such a pass as one that found nothing.
     TavixSim::injectFault({"*", "EnumerateTls", "RuntimeException", "no producers", 1});
     CLogRecorder log;
     CCameraEnumerator enumerator;
@@ -428,10 +422,13 @@ void TestEnumeration::theEnumeratorReportsAFailedPassAsEmpty()
     QVERIFY(finished->values[0].isEmpty());
     QCOMPARE(log.messages(QStringLiteral("tavix.viewer.plugins.optiroster.cameraEnumeration")),
              QStringList{QStringLiteral("CCameraEnumerator has errors.")});
-
     // The next pass finds the layer; a request is dropped until the last pass has returned.
     QTRY_VERIFY_WITH_TIMEOUT((enumerator.startEnumeration(), finished->values.size() >= 2), 10000);
     QCOMPARE(finished->values[1].size(), 1);
+
+    s.load({});
+    CTransportLayerList::refreshTransportLayerList(list, false, false);
+    QVERIFY(list.transportLayers().isEmpty());
 }
 
 void TestEnumeration::quickRequestsDuringAPassAreDropped()

@@ -54,32 +54,14 @@ public:
         events << m_name + QLatin1Char(':') + event;
         threads[event] = std::this_thread::get_id();
     }
-    // Reads for the test's thread, under the lock the grab thread writes with.
-    QStringList eventList()
+    // Reads a member for the test's thread, under the lock the grab thread writes with.
+    template <typename T>
+    T read(const T& member)
     {
         QMutexLocker locker(&mutex);
-        return events;
+        return member;
     }
-    std::thread::id threadOf(const char* event)
-    {
-        QMutexLocker locker(&mutex);
-        return threads.value(QLatin1String(event));
-    }
-    std::thread::id grabThread()
-    {
-        QMutexLocker locker(&mutex);
-        return imageThread;
-    }
-    QVector<int64_t> imageNumbers()
-    {
-        QMutexLocker locker(&mutex);
-        return images;
-    }
-    int imageCount()
-    {
-        QMutexLocker locker(&mutex);
-        return images.size();
-    }
+    std::thread::id threadOf(const char* event) { return read(threads).value(QLatin1String(event)); }
 
     QMutex mutex;
     QStringList events;
@@ -127,12 +109,12 @@ private slots:
     void init();
     void handlersRunInOrderOnTheirThreads();
     void imageHandlersRunInRegistrationOrder();
-    void aSingleFrameGrabEndsByItself();
+    void aCountedGrabEndsByItself_data();
+    void aCountedGrabEndsByItself();
     void buffersComeBackWhenTheLastCopyGoesOnAnotherThread();
     void resultsOutliveTheirCamera();
     void aLostDeviceIsReportedFromAThreadOfItsOwn();
     void failedFramesChunkDataAndGrabErrorsArrive();
-    void imageNumbersStartWhereTheScenarioSays();
     void defectPixelsShowUnlessTheCorrectionCoversThem_data();
     void defectPixelsShowUnlessTheCorrectionCoversThem();
 };
@@ -140,21 +122,19 @@ private slots:
 void TestSdkGrab::init()
 {
     TavixSim::reset();
-    QJsonArray devices{
+    QJsonObject defective = TestScenario::camera(QStringLiteral("103"), {},
+                                                 QJsonArray{QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 16}},
+                                                            QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", 4}}});
+    defective.insert("defectPixels", QJsonObject{{"factory", QJsonArray{QJsonArray{2, 1}, QJsonArray{4, 2}}},
+                                                 {"sensor", QJsonArray{QJsonArray{8, 1}, QJsonArray{11, 3}}}});
+    const QJsonArray devices{
         TestScenario::camera(QStringLiteral("100")),
         TestScenario::camera(QStringLiteral("101"), QJsonObject{{"failures", QJsonArray{QJsonObject{{"every", 2}, {"code", 7}, {"text", "incomplete"}}}},
                                                              {"errors", QJsonArray{QJsonObject{{"afterFrame", 3}, {"message", "link lost"}}}},
                                                              {"payloadType", "chunk"}}),
         TestScenario::camera(QStringLiteral("102"), QJsonObject{{"firstImageNumber", "2147483646"}, {"frameRate", 200}}),
-        TestScenario::camera(QStringLiteral("103"), {},
-                             QJsonArray{QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 16}},
-                                        QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", 4}}}),
+        defective,
     };
-    devices[3] = [](QJsonObject camera) {
-        camera.insert("defectPixels", QJsonObject{{"factory", QJsonArray{QJsonArray{2, 1}, QJsonArray{4, 2}}},
-                                                  {"sensor", QJsonArray{QJsonArray{8, 1}, QJsonArray{11, 3}}}});
-        return camera;
-    }(devices[3].toObject());
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(devices)}), QString());
 }
 
@@ -167,20 +147,20 @@ void TestSdkGrab::handlersRunInOrderOnTheirThreads()
         QVERIFY(camera.IsOpen());
         camera.StartGrabbing(GrabStrategy_OneByOne, GrabLoop_ProvidedByInstantCamera);
         QVERIFY(camera.IsGrabbing());
-        QTRY_VERIFY_WITH_TIMEOUT(recorder.imageCount() >= 10, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(recorder.read(recorder.images).size() >= 10, 10000);
         camera.StopGrabbing();
         QVERIFY(!camera.IsGrabbing());
-        const int delivered = recorder.imageCount();
+        const int delivered = recorder.read(recorder.images).size();
         camera.StopGrabbing(); // harmless, reports nothing
-        QCOMPARE(recorder.imageCount(), delivered); // nothing arrives after the stop returned
+        QCOMPARE(recorder.read(recorder.images).size(), delivered); // nothing arrives after the stop returned
         camera.Close();
     }
-    QCOMPARE(recorder.eventList(), (QStringList{"h:OnOpen", "h:OnOpened", "h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed",
+    QCOMPARE(recorder.read(recorder.events), (QStringList{"h:OnOpen", "h:OnOpened", "h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed",
                                            "h:OnGrabStop", "h:OnGrabStopped", "h:OnClose", "h:OnClosed"}));
     for (const char* event : {"OnOpen", "OnGrabStart", "OnGrabStarted", "OnGrabStopped", "OnClose"})
         QVERIFY(recorder.threadOf(event) == std::this_thread::get_id());
-    QVERIFY(recorder.grabThread() != std::thread::id() && recorder.grabThread() != std::this_thread::get_id());
-    const QVector<int64_t> images = recorder.imageNumbers();
+    QVERIFY(recorder.read(recorder.imageThread) != std::thread::id() && recorder.read(recorder.imageThread) != std::this_thread::get_id());
+    const QVector<int64_t> images = recorder.read(recorder.images);
     for (int i = 1; i < images.size(); ++i)
         QCOMPARE(images[i], images[i - 1] + 1); // one by one, in order
 }
@@ -203,19 +183,29 @@ void TestSdkGrab::imageHandlersRunInRegistrationOrder()
                              GenICam::LogicalErrorException);
 }
 
-void TestSdkGrab::aSingleFrameGrabEndsByItself()
+void TestSdkGrab::aCountedGrabEndsByItself_data()
 {
+    QTest::addColumn<QString>("serial");
+    QTest::addColumn<QVector<int64_t>>("numbers");
+    QTest::newRow("a single frame") << "100" << QVector<int64_t>{1};
+    QTest::newRow("numbers from where the scenario says") << "102" << QVector<int64_t>{2147483646ll, 2147483647ll, 2147483648ll};
+}
+
+void TestSdkGrab::aCountedGrabEndsByItself()
+{
+    QFETCH(QString, serial);
+    QFETCH(QVector<int64_t>, numbers);
     CRecorder recorder;
-    OpenCamera open(QStringLiteral("100"), recorder);
-    open.camera.StartGrabbing(1, GrabStrategy_OneByOne, GrabLoop_ProvidedByInstantCamera);
+    OpenCamera open(serial, recorder);
+    open.camera.StartGrabbing(size_t(numbers.size()), GrabStrategy_OneByOne, GrabLoop_ProvidedByInstantCamera);
     QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
     QVERIFY(!open.camera.IsGrabbing());
-    QCOMPARE(recorder.imageCount(), 1);
-    QCOMPARE(recorder.eventList().mid(2), (QStringList{"h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed", "h:OnGrabStop", "h:OnGrabStopped"}));
+    QCOMPARE(recorder.read(recorder.images), numbers);
+    QCOMPARE(recorder.read(recorder.events).mid(2), (QStringList{"h:OnGrabStart", "h:OnGrabStarted", "h:OnImageGrabbed", "h:OnGrabStop", "h:OnGrabStopped"}));
     // A grab that ends by itself reports its stop on the grab loop thread.
-    QVERIFY(recorder.threadOf("OnGrabStopped") == recorder.grabThread());
+    QVERIFY(recorder.threadOf("OnGrabStopped") == recorder.read(recorder.imageThread));
     open.camera.StopGrabbing();
-    QCOMPARE(recorder.eventList().count(QStringLiteral("h:OnGrabStopped")), 1);
+    QCOMPARE(recorder.read(recorder.events).count(QStringLiteral("h:OnGrabStopped")), 1);
 }
 
 void TestSdkGrab::buffersComeBackWhenTheLastCopyGoesOnAnotherThread()
@@ -225,7 +215,7 @@ void TestSdkGrab::buffersComeBackWhenTheLastCopyGoesOnAnotherThread()
     OpenCamera open(QStringLiteral("100"), recorder);
     open.camera.MaxNumBuffer.SetValue(3);
     open.camera.StartGrabbing(GrabStrategy_OneByOne);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.imageCount(), 3, 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.read(recorder.images).size(), 3, 10000);
     QCOMPARE(TavixSim::lastGrab("SimGigE#100").bufferCount, size_t(3));
 
     // All buffers are held: the loop waits. A copy dropped elsewhere gives its buffer back.
@@ -235,10 +225,10 @@ void TestSdkGrab::buffersComeBackWhenTheLastCopyGoesOnAnotherThread()
         held.swap(recorder.kept);
         recorder.keepResults = false;
     }
-    QCOMPARE(recorder.imageCount(), 3);
+    QCOMPARE(recorder.read(recorder.images).size(), 3);
     const void* firstBuffer = held.front()->GetBuffer();
     QtConcurrent::run([&held] { held.clear(); }).waitForFinished();
-    QTRY_VERIFY_WITH_TIMEOUT(recorder.imageCount() > 6, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.read(recorder.images).size() > 6, 10000);
     open.camera.StopGrabbing();
     QVERIFY(firstBuffer);
 }
@@ -268,14 +258,14 @@ void TestSdkGrab::aLostDeviceIsReportedFromAThreadOfItsOwn()
     CRecorder recorder;
     OpenCamera open(QStringLiteral("100"), recorder);
     open.camera.StartGrabbing(GrabStrategy_OneByOne);
-    QTRY_VERIFY_WITH_TIMEOUT(recorder.imageCount() > 0, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.read(recorder.images).size() > 0, 10000);
 
     TavixSim::loseDevice("SimGigE#100");
     QVERIFY(open.camera.IsCameraDeviceRemoved());
     QTRY_VERIFY_WITH_TIMEOUT(recorder.removed.load(), 10000);
     const std::thread::id reporter = recorder.threadOf("OnCameraDeviceRemoved");
     QVERIFY(reporter != std::this_thread::get_id());
-    QVERIFY(reporter != recorder.grabThread());
+    QVERIFY(reporter != recorder.read(recorder.imageThread));
     QVERIFY(open.camera.IsGrabbing()); // the grab stands until somebody stops it
     QVERIFY(open.camera.IsOpen());
     open.camera.StopGrabbing();
@@ -299,7 +289,7 @@ void TestSdkGrab::failedFramesChunkDataAndGrabErrorsArrive()
     QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
     QCOMPARE(recorder.succeeded, (QVector<bool>{true, false, true, false}));
     QCOMPARE(recorder.payloadTypes, (QVector<int>{3, 3, 3, 3}));
-    QVERIFY(recorder.eventList().contains(QStringLiteral("h:OnGrabError:link lost")));
+    QVERIFY(recorder.read(recorder.events).contains(QStringLiteral("h:OnGrabError:link lost")));
     QCOMPARE(recorder.kept[1]->GetErrorCode(), 7u);
     QCOMPARE(QString::fromUtf8(recorder.kept[1]->GetErrorDescription()), QStringLiteral("incomplete"));
 
@@ -309,15 +299,6 @@ void TestSdkGrab::failedFramesChunkDataAndGrabErrorsArrive()
     QVERIFY_EXCEPTION_THROWN(parser->AttachBuffer(last->GetBuffer(), 8), GenICam::RuntimeException);
     open.camera.GetDevice()->DestroyChunkParser(parser);
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveChunkParser), 0);
-}
-
-void TestSdkGrab::imageNumbersStartWhereTheScenarioSays()
-{
-    CRecorder recorder;
-    OpenCamera open(QStringLiteral("102"), recorder);
-    open.camera.StartGrabbing(3);
-    QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
-    QCOMPARE(recorder.imageNumbers(), (QVector<int64_t>{2147483646ll, 2147483647ll, 2147483648ll}));
 }
 
 void TestSdkGrab::defectPixelsShowUnlessTheCorrectionCoversThem_data()

@@ -205,24 +205,22 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
                                         << "the key 'm' is given twice in one object";
     QTest::newRow("key twice behind an unknown escape") << QByteArray(R"({"description": "a\ b", "models": {}, "models": {}})")
                                                         << "the key 'models' is given twice in one object";
-    QTest::newRow("integer beyond 64 bits") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T",
-        "friendlyName": "F", "devices": [{"fullName": "D", "features": [{"name": "W", "type": "integer", "value": 1.9e32}]}]}]})")
+    // A scenario of one layer X with the given devices, and what else the document holds.
+    const auto camera = [](const char* device, const char* more = "") {
+        return QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F", "devices": [)") + device
+               + "]}]" + more + "}";
+    };
+    QTest::newRow("integer beyond 64 bits") << camera(R"({"fullName": "D", "features": [{"name": "W", "type": "integer", "value": 1.9e32}]})")
                                             << "$.transportLayers[0].devices[0].features[0].value: an integer is expected";
     QTest::newRow("same key in two objects") << QByteArray(R"({"transportLayers": [{"deviceClass": "X"}, {"deviceClass": "Y"}]})")
                                              << "$.transportLayers[0].tlType: is missing";
     QTest::newRow("unknown key") << QByteArray(R"({"transportLayer": []})") << "$.transportLayer: is not a known key";
     QTest::newRow("missing name") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T"}]})")
                                   << "$.transportLayers[0].friendlyName: is missing";
-    QTest::newRow("feature type") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
-        "devices": [{"fullName": "D", "features": [{"name": "Gain", "type": "double"}]}]}]})")
+    QTest::newRow("feature type") << camera(R"({"fullName": "D", "features": [{"name": "Gain", "type": "double"}]})")
                                   << "$.transportLayers[0].devices[0].features[0].type: 'double' is no feature type";
-    QTest::newRow("enum value") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
-        "devices": [{"fullName": "D", "features": [{"name": "M", "type": "enumeration", "entries": ["A"], "value": "B"}]}]}]})")
+    QTest::newRow("enum value") << camera(R"({"fullName": "D", "features": [{"name": "M", "type": "enumeration", "entries": ["A"], "value": "B"}]})")
                                 << "$.transportLayers[0].devices[0].features[0].value: 'B' is not among the entries";
-    const auto camera = [](const char* device) {
-        return QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F", "devices": [)") + device
-               + "]}]}";
-    };
     QTest::newRow("frame rate whose period rounds to 0")
         << camera(R"({"fullName": "D", "stream": {"frameRate": 2e9}})")
         << "$.transportLayers[0].devices[0].stream.frameRate: 2e+09 frames a second is no camera's";
@@ -250,11 +248,9 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
         "transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
         "devices": [{"fullName": "D", "model": "M", "features": [{"name": "Height", "type": "integer", "value": 65536}]}]}]})")
                                                  << "$.transportLayers[0].devices[0]: an image of 4294967296 pixels";
-    QTest::newRow("timeline device") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
-        "devices": [{"fullName": "D"}]}], "timeline": [{"at": 5, "action": "lose", "device": "E"}]})")
+    QTest::newRow("timeline device") << camera(R"({"fullName": "D"})", R"(, "timeline": [{"at": 5, "action": "lose", "device": "E"}])")
                                      << "$.timeline[0].device: 'E' is no device of the scenario";
-    QTest::newRow("timeline action") << QByteArray(R"({"transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
-        "devices": [{"fullName": "D"}]}], "timeline": [{"at": 5, "action": "break", "device": "D"}]})")
+    QTest::newRow("timeline action") << camera(R"({"fullName": "D"})", R"(, "timeline": [{"at": 5, "action": "break", "device": "D"}])")
                                      << "$.timeline[0].action: 'break' is no timeline action";
 }
 
