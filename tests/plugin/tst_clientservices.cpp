@@ -496,9 +496,29 @@ void TestClientServices::clientSlotsAskingTheStatusServiceDontDeadlock()
             m_host.control->close(camera);
         }
     }
-    done.store(true);
-    other.join();
     QCOMPARE(asked, 100 * 5); // two openings (the roster's and the camera's), opened, detached, attached
+
+    // The SDK tells of a grab's start on the starting thread, inside the camera's operation lock,
+    // while a third client's open holds the pool's lock and waits for that one.
+    connect(m_host.status.data(), &ICameraStatusService::cameraGrabStarted, &window, ask);
+    QVERIFY(m_host.control->open(camera, false));
+    asked = 0;
+    std::thread opener([&] {
+        while (!done.load())
+            m_host.control->open(camera, false);
+    });
+    {
+        CDeadlockWatchdog watchdog("grabs started with a client asking from its slots", std::chrono::seconds(30));
+        for (int round = 0; round < 50; ++round) {
+            m_host.stream->startGrabbing(camera);
+            m_host.stream->stopGrabbing(camera);
+        }
+    }
+    done.store(true);
+    opener.join();
+    other.join();
+    m_host.control->close(camera);
+    QCOMPARE(asked, 50);
 }
 
 void TestClientServices::aCameraFoundWhileTheLastResultWaitsIsAnnounced()
