@@ -74,9 +74,8 @@ private slots:
     void init();
     void cleanup();
 
-    void initializationDoneStartsTheFirstPass();
+    void initializationDoneStartsTheFirstPassAndPassesThatFindNothingNewEmitNothing();
     void plugAndUnplugShowUpOnRequestAndOnTheTimersTick();
-    void aPassThatFindsNothingNewEmitsNothing();
     void aLostCameraLeavesTheRosterAndTheListAtOnce();
     void anOpenCameraOutlivesAPassThatNoLongerListsIt();
 
@@ -205,7 +204,7 @@ DeviceBaseInfoPtr TestClientServices::enumeratedInterface(const QString& id)
     return {};
 }
 
-void TestClientServices::initializationDoneStartsTheFirstPass()
+void TestClientServices::initializationDoneStartsTheFirstPassAndPassesThatFindNothingNewEmitNothing()
 {
     QCOMPARE(TavixSim::callCount("EnumerateTls"), 0); // nothing is searched before the host's start is done
     QSignalSpy connected(m_host.status.data(), &ICameraStatusService::deviceConnected);
@@ -215,6 +214,17 @@ void TestClientServices::initializationDoneStartsTheFirstPass()
     QVERIFY(enumeratedInterface(QStringLiteral("cs-eth0")));
     QCOMPARE(m_host.enumeration->queryEnumeration(QStringLiteral("anything")), QStringList());
     QVERIFY(!m_host.enumeration->isEnumerationEnabled());
+
+    // Passes that find nothing new emit nothing.
+    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+    connected.clear();
+    runPassAndWait();
+    runPassAndWait();
+    TavixSim::plugDevice("SimGigE#812");
+    // The unchanged passes' results were delivered first: the only emission is the change's.
+    QVERIFY(requestUntilChanged(changed));
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(connected.count(), 1);
 }
 
 void TestClientServices::plugAndUnplugShowUpOnRequestAndOnTheTimersTick()
@@ -238,20 +248,6 @@ void TestClientServices::plugAndUnplugShowUpOnRequestAndOnTheTimersTick()
     QCOMPARE(serials(m_host.enumeration->getTransportLayers()), (QStringList{"810", "811", "812"}));
     m_host.enumeration->setEnumerationEnabled(false);
     QVERIFY(!m_host.enumeration->isEnumerationEnabled());
-}
-
-void TestClientServices::aPassThatFindsNothingNewEmitsNothing()
-{
-    startAndWaitForTheFirstPass();
-    QSignalSpy changed(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
-    QSignalSpy connected(m_host.status.data(), &ICameraStatusService::deviceConnected);
-    runPassAndWait();
-    runPassAndWait();
-    TavixSim::plugDevice("SimGigE#812");
-    // The unchanged passes' results were delivered first: the only emission is the change's.
-    QVERIFY(requestUntilChanged(changed));
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(connected.count(), 1);
 }
 
 void TestClientServices::aLostCameraLeavesTheRosterAndTheListAtOnce()
