@@ -17,9 +17,7 @@ class TestInterfacePool : public QObject
 
 private slots:
     void init();
-    void openingTwiceAnswersTrueThenFalse();
-    void closingANeverOpenedInterfaceDoesNothing();
-    void reopeningMakesANewSdkInterface();
+    void anInterfaceOpensOnceAndEachReopenMakesANewSdkInterface();
     void aThrowingParameterCallbackDoesntStopTheClose();
     void aFailedOpenOrCloseIsReported_data();
     void aFailedOpenOrCloseIsReported();
@@ -45,34 +43,26 @@ void TestInterfacePool::init()
     m_pPool->addDevice(m_info);
 }
 
-void TestInterfacePool::openingTwiceAnswersTrueThenFalse()
+// The life of an interface: a close before any open, two opens, closes and a reopen.
+void TestInterfacePool::anInterfaceOpensOnceAndEachReopenMakesANewSdkInterface()
 {
     QSignalSpy opening(m_pPool.get(), &Internal::ADevicePool::deviceOpening);
     QSignalSpy opened(m_pPool.get(), &Internal::ADevicePool::deviceOpened);
-    QVERIFY(m_pPool->openDevice(m_info, true));
-    QVERIFY(!m_pPool->openDevice(m_info, false));
-    QCOMPARE(opening.count(), 1);
-    QCOMPARE(opened.count(), 1);
-    const auto collection = m_pPool->getDevice(m_info)->getParameterCollection();
-    QCOMPARE(collection->getIntegerParameter(QStringLiteral("@Interface/Mtu"))->getValue(), qint64(1500));
-    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateOpen);
-}
-
-void TestInterfacePool::closingANeverOpenedInterfaceDoesNothing()
-{
     QSignalSpy closing(m_pPool.get(), &Internal::ADevicePool::deviceClosing);
     const auto device = m_pPool->getDevice(m_info);
     QVERIFY(device->isConnected()); // an interface has no loss of device
     QVERIFY(!device->isOpen());
-    m_pPool->closeDevice(m_info);
+    m_pPool->closeDevice(m_info); // never opened: nothing happens
     QCOMPARE(closing.count(), 0);
-    QCOMPARE(device->getParameterCollection()->getNodeMapNames(), QStringList{QStringLiteral("@Interface")});
-}
+    const auto collection = device->getParameterCollection();
+    QCOMPARE(collection->getNodeMapNames(), QStringList{QStringLiteral("@Interface")});
 
-void TestInterfacePool::reopeningMakesANewSdkInterface()
-{
-    QVERIFY(m_pPool->openDevice(m_info, false));
-    const auto collection = m_pPool->getDevice(m_info)->getParameterCollection();
+    QVERIFY(m_pPool->openDevice(m_info, true));
+    QVERIFY(!m_pPool->openDevice(m_info, false));
+    QCOMPARE(opening.count(), 1);
+    QCOMPARE(opened.count(), 1);
+    QCOMPARE(collection->getIntegerParameter(QStringLiteral("@Interface/Mtu"))->getValue(), qint64(1500));
+    QCOMPARE(collection->getObjectState()->getState(), ParameterCollection::ObjectStateOpen);
     const auto mtu = collection->getIntegerParameter(QStringLiteral("Mtu"));
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInterface), 1);
     m_pPool->closeDevice(m_info);
