@@ -334,7 +334,8 @@ void TestImageDecompression::aFailedReadLeavesNoEntryAndTheGrabStarts()
     const CameraInfoPtr info = openCamera(serial);
     QVERIFY(info);
     if (!failingFeature.isEmpty())
-        TavixSim::injectFault({info->getFullName().toStdString(), "Read:" + failingFeature.toStdString(), type.toStdString(), reason.toStdString(), -1});
+        TavixSim::injectFault({info->getFullName().toStdString(), "Read:" + failingFeature.toStdString(), type.toStdString(),
+                               reason.toStdString(), -1});
     CLogRecorder log;
     QSignalSpy started(m_pRoster.get(), &COptiRoster::cameraGrabStarted);
     QVERIFY(int(grabImages(info, 1).size()) >= 1);
