@@ -174,7 +174,7 @@ private slots:
         auto* spin = editorOf("Height")->findChild<QSpinBox*>();
         QCOMPARE(spin->value(), 16);
         m_viewer.find<QPushButton>(QStringLiteral("parametersRefresh"))->click();
-        QCOMPARE(spin->value(), 300);
+        QTRY_COMPARE_WITH_TIMEOUT(spin->value(), 300, 10000);
 
         m_viewer.services.control->close(m_ptrCamera);
         QTRY_VERIFY_WITH_TIMEOUT(!editorOf("Height"), 10000);

@@ -1,9 +1,7 @@
 #include "parameterswidget.h"
 
 #include "featureeditor.h"
-#include "parameterwriter.h"
-
-#include <core/parametercollection/parametercollection.h>
+#include "parameteraccess.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -27,7 +25,7 @@ constexpr int ShownReasonLength = 40;
 CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> services, QWidget* parent)
     : QWidget(parent)
     , m_ptrServices(std::move(services))
-    , m_pWriter(new CParameterWriter(m_ptrServices, this))
+    , m_pAccess(new CParameterAccess(m_ptrServices, this))
     , m_pDevice(new QLabel(this))
     , m_pRefresh(new QPushButton(tr("Refresh"), this))
     , m_pTree(new QTreeWidget(this))
@@ -64,7 +62,8 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> servi
     connect(status, &IDeviceStatusService::deviceOpened, this, &CParametersWidget::onDeviceOpened);
     connect(status, &IDeviceStatusService::deviceClosed, this, &CParametersWidget::onDeviceClosed);
     connect(m_pRefresh, &QPushButton::clicked, this, &CParametersWidget::refresh);
-    connect(m_pWriter, &CParameterWriter::written, this, &CParametersWidget::onWritten);
+    connect(m_pAccess, &CParameterAccess::featuresRead, this, &CParametersWidget::onFeaturesRead);
+    connect(m_pAccess, &CParameterAccess::written, this, &CParametersWidget::onWritten);
     follow(m_ptrServices->status->getActiveDevice());
 }
 
@@ -79,11 +78,8 @@ void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
         return clear(tr("%1 is closed; open it to see its parameters.").arg(device->getDisplayName()));
     m_ptrDevice = device;
     m_pDevice->setText(device->getDisplayName());
-    m_pMessage->clear();
-    QString error;
-    rebuild(readFeatures(error));
-    if (!error.isEmpty())
-        m_pMessage->setText(error);
+    rebuild({});
+    refresh();
 }
 
 void CParametersWidget::onDeviceOpened(const DeviceBaseInfoPtr& device)
@@ -100,43 +96,55 @@ void CParametersWidget::onDeviceClosed(const DeviceBaseInfoPtr& device)
 
 void CParametersWidget::clear(const QString& reason)
 {
+    m_awaitedRead = 0; // what is still being read belongs to a device no longer shown
     m_pDevice->setText(reason);
     m_pMessage->clear();
     m_pRefresh->setEnabled(false);
     rebuild({});
 }
 
-QVector<CFeatureSnapshot> CParametersWidget::readFeatures(QString& error) const
+void CParametersWidget::refresh()
 {
-    const auto parameters = m_ptrServices->parameters;
-    const auto collection = parameters && m_ptrDevice ? parameters->findParameterCollection(m_ptrDevice) : nullptr;
-    if (!collection) {
-        error = tr("No parameters are known for %1.").arg(m_ptrDevice ? m_ptrDevice->getDisplayName() : QString());
-        return {};
-    }
-    // The device may close on another thread meanwhile; its state counts us as inside.
-    const ParameterCollection::CScopedObjectStateLock inside(collection->getObjectState());
-    return CFeatureSnapshot::readAll(*collection);
+    read(false);
 }
 
-void CParametersWidget::refresh()
+void CParametersWidget::read(bool quiet)
 {
     if (!m_ptrDevice)
         return;
-    QString error;
-    const QVector<CFeatureSnapshot> features = readFeatures(error);
-    bool sameKinds = features.size() == m_editors.size();
-    for (int i = 0; sameKinds && i < features.size(); ++i) {
-        const CFeatureEditor* editor = m_editors.value(features.at(i).path);
-        sameKinds = editor && editor->feature().sameKind(features.at(i));
-    }
-    if (!sameKinds)
+    m_awaitedRead = m_pAccess->read(m_ptrDevice);
+    m_quietRead = quiet;
+    if (!quiet)
+        m_pMessage->setText(tr("Reading the parameters of %1...").arg(m_ptrDevice->getDisplayName()));
+}
+
+void CParametersWidget::onFeaturesRead(int ticket, const DeviceBaseInfoPtr& device, const QVector<CFeatureSnapshot>& features,
+                                       const QString& error)
+{
+    if (ticket != m_awaitedRead || device != m_ptrDevice)
+        return;
+    if (!showsSameKinds(features))
         rebuild(features);
     for (const CFeatureSnapshot& feature : features) {
         m_editors.value(feature.path)->showFeature(feature);
         setReason(feature.path, feature.readError);
     }
-    m_pMessage->setText(error.isEmpty() ? tr("Read %n feature(s).", nullptr, features.size()) : error);
+    if (!error.isEmpty())
+        m_pMessage->setText(error);
+    else if (!m_quietRead)
+        m_pMessage->setText(tr("Read %n feature(s).", nullptr, features.size()));
+}
+
+bool CParametersWidget::showsSameKinds(const QVector<CFeatureSnapshot>& features) const
+{
+    if (features.size() != m_editors.size())
+        return false;
+    for (const CFeatureSnapshot& feature : features) {
+        const CFeatureEditor* editor = m_editors.value(feature.path);
+        if (!editor || !editor->feature().sameKind(feature))
+            return false;
+    }
+    return true;
 }
 
 void CParametersWidget::rebuild(const QVector<CFeatureSnapshot>& features)
@@ -176,11 +184,11 @@ void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnaps
     setReason(feature.path, feature.readError);
     connect(editor, &CFeatureEditor::writeRequested, this, [this](const QString& path, const QString& value) {
         if (m_ptrDevice)
-            m_pWriter->write(m_ptrDevice, path, value);
+            m_pAccess->write(m_ptrDevice, path, value);
     });
     connect(editor, &CFeatureEditor::executeRequested, this, [this](const QString& path) {
         if (m_ptrDevice)
-            m_pWriter->execute(m_ptrDevice, path);
+            m_pAccess->execute(m_ptrDevice, path);
     });
 }
 
@@ -207,8 +215,8 @@ void CParametersWidget::onWritten(const DeviceBaseInfoPtr& device, const QString
         return;
     }
     // A write may change other features too (a width changes the payload size and offsets' limits).
-    if (!m_pWriter->isBusy())
-        refresh();
+    if (!m_pAccess->isBusy())
+        read(true);
     m_pMessage->setText(readBack.isEmpty() ? tr("%1 done.").arg(path) : tr("%1 = %2").arg(path, readBack));
 }
 

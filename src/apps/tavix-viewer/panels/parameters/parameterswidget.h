@@ -15,11 +15,11 @@ class QTreeWidgetItem;
 namespace Viewer {
 
 class CFeatureEditor;
-class CParameterWriter;
+class CParameterAccess;
 
 // The features of the active device while it is open, grouped by node map, each with an editor
-// of its type. A write goes through the host's parameter service on a worker; a refusal shows
-// its reason next to the feature and below the tree, and the editor shows the value read back.
+// of its type. Reads and writes go through the host's parameter service on a worker; a refusal
+// shows its reason next to the feature and below the tree, and the editor shows the value read back.
 class CParametersWidget : public QWidget
 {
     Q_OBJECT
@@ -35,18 +35,25 @@ private:
     void follow(const DeviceBaseInfoPtr& device);
     void onDeviceOpened(const DeviceBaseInfoPtr& device);
     void onDeviceClosed(const DeviceBaseInfoPtr& device);
-    // Reads every feature again; editors of the same kind keep their place, others are made anew.
+    // Asks for every feature again; the answer comes to onFeaturesRead(). A quiet read leaves
+    // the message below the tree alone unless it fails (after a write, which tells its own).
     void refresh();
+    void read(bool quiet);
+    // Editors of the same kind keep their place and show the new values; others are made anew.
+    void onFeaturesRead(int ticket, const DeviceBaseInfoPtr& device, const QVector<CFeatureSnapshot>& features,
+                        const QString& error);
     void rebuild(const QVector<CFeatureSnapshot>& features);
+    bool showsSameKinds(const QVector<CFeatureSnapshot>& features) const;
     void clear(const QString& reason);
-    QVector<CFeatureSnapshot> readFeatures(QString& error) const;
     void addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature);
     void onWritten(const DeviceBaseInfoPtr& device, const QString& path, const QString& error, const QString& readBack);
     void setReason(const QString& path, const QString& reason);
 
     QSharedPointer<const CClientServices> m_ptrServices;
     DeviceBaseInfoPtr m_ptrDevice; // the device shown, empty while none is open
-    CParameterWriter* m_pWriter;
+    CParameterAccess* m_pAccess;
+    int m_awaitedRead = 0; // the ticket of the newest read asked for; older answers are stale
+    bool m_quietRead = false;
     QLabel* m_pDevice;
     QPushButton* m_pRefresh;
     QTreeWidget* m_pTree;

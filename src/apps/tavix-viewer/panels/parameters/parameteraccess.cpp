@@ -1,0 +1,122 @@
+#include "parameteraccess.h"
+
+#include <core/exception/exceptions.h>
+#include <core/parametercollection/parametercollection.h>
+
+#include <QFutureWatcher>
+#include <QtConcurrent>
+
+namespace Viewer {
+
+namespace {
+
+struct CWriteResult
+{
+    QString error;
+    QString readBack;
+};
+
+struct CReadResult
+{
+    QVector<CFeatureSnapshot> features;
+    QString error;
+};
+
+// The reason of whatever the work threw: the service's exceptions, the SDK's, or any other.
+QString guarded(const std::function<void()>& work)
+{
+    try {
+        work();
+    } catch (const Core::Exception::BaseException& e) {
+        return e.getMessage();
+    } catch (const GenICam::GenericException& e) {
+        return QString::fromUtf8(e.GetDescription());
+    } catch (const std::exception& e) {
+        return QString::fromUtf8(e.what());
+    }
+    return {};
+}
+
+} // namespace
+
+CParameterAccess::CParameterAccess(QSharedPointer<const CClientServices> services, QObject* parent)
+    : QObject(parent)
+    , m_ptrServices(std::move(services))
+{
+    m_worker.setMaxThreadCount(1);
+}
+
+CParameterAccess::~CParameterAccess()
+{
+    m_worker.waitForDone();
+}
+
+template <typename Result>
+void CParameterAccess::run(std::function<Result()> work, std::function<void(const Result&)> done)
+{
+    ++m_pending;
+    auto* watcher = new QFutureWatcher<Result>(this);
+    connect(watcher, &QFutureWatcher<Result>::finished, this, [this, watcher, done] {
+        --m_pending;
+        done(watcher->result());
+        watcher->deleteLater();
+    });
+    watcher->setFuture(QtConcurrent::run(&m_worker, std::move(work)));
+}
+
+int CParameterAccess::read(const DeviceBaseInfoPtr& device)
+{
+    const int ticket = ++m_lastTicket;
+    const auto services = m_ptrServices;
+    run<CReadResult>(
+        [=] {
+            CReadResult result;
+            result.error = guarded([&] {
+                const auto collection = services->parameters ? services->parameters->findParameterCollection(device) : nullptr;
+                if (!collection)
+                    throw Core::Exception::ArgumentException(tr("No parameters are known for %1.").arg(device->getDisplayName()));
+                // The device may close on another thread meanwhile; its state counts us as inside.
+                const ParameterCollection::CScopedObjectStateLock inside(collection->getObjectState());
+                result.features = CFeatureSnapshot::readAll(*collection);
+            });
+            return result;
+        },
+        [=](const CReadResult& result) { emit featuresRead(ticket, device, result.features, result.error); });
+    return ticket;
+}
+
+void CParameterAccess::runWrite(const DeviceBaseInfoPtr& device, const QString& path, std::function<QString()> work)
+{
+    const auto services = m_ptrServices;
+    run<CWriteResult>(
+        [=] {
+            CWriteResult result;
+            result.error = work();
+            // What the camera holds now, whether it took the value or not.
+            guarded([&] { result.readBack = services->parameters->getParameterText(device, path); });
+            return result;
+        },
+        [=](const CWriteResult& result) { emit written(device, path, result.error, result.readBack); });
+}
+
+void CParameterAccess::write(const DeviceBaseInfoPtr& device, const QString& path, const QString& value)
+{
+    const auto services = m_ptrServices;
+    runWrite(device, path, [=] { return guarded([&] { services->parameters->setParameterText(device, path, value); }); });
+}
+
+void CParameterAccess::execute(const DeviceBaseInfoPtr& device, const QString& path)
+{
+    const auto services = m_ptrServices;
+    runWrite(device, path, [=] {
+        return guarded([&] {
+            const auto collection = services->parameters->findParameterCollection(device);
+            const auto command = collection ? collection->getCommandParameter(path) : nullptr;
+            if (!command)
+                throw Core::Exception::ArgumentException(tr("The command '%1' is not available.").arg(path));
+            command->execute();
+        });
+    });
+}
+
+} // namespace Viewer

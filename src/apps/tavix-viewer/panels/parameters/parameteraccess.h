@@ -1,0 +1,56 @@
+#pragma once
+
+#include "featuresnapshot.h"
+
+#include <clientservices.h>
+
+#include <QObject>
+#include <QThreadPool>
+
+#include <functional>
+
+namespace Viewer {
+
+// Reads the features of a device, writes features and runs commands, on a worker thread of its
+// own, one after the other in the order asked: each is camera access, and the GUI thread never
+// waits on a camera. Results come back on the GUI thread, by signals.
+class CParameterAccess : public QObject
+{
+    Q_OBJECT
+public:
+    using DeviceBaseInfoPtr = Core::OptiRosterComponents::DeviceBaseInfoPtr;
+
+    explicit CParameterAccess(QSharedPointer<const CClientServices> services, QObject* parent = nullptr);
+    // Waits for the work under way.
+    ~CParameterAccess() override;
+
+    // Every feature of the device's node maps; ends in featuresRead() with the ticket it gives.
+    int read(const DeviceBaseInfoPtr& device);
+    // Each write reads the value back and ends in written().
+    void write(const DeviceBaseInfoPtr& device, const QString& path, const QString& value);
+    void execute(const DeviceBaseInfoPtr& device, const QString& path);
+    bool isBusy() const { return m_pending > 0; }
+
+signals:
+    // error is empty when every map could be read.
+    void featuresRead(int ticket, const Core::OptiRosterComponents::DeviceBaseInfoPtr& device,
+                      const QVector<Viewer::CFeatureSnapshot>& features, const QString& error);
+    // error is empty when the write succeeded; readBack is the value afterwards, empty when it
+    // can't be read.
+    void written(const Core::OptiRosterComponents::DeviceBaseInfoPtr& device, const QString& path, const QString& error,
+                 const QString& readBack);
+
+private:
+    // Runs work on the worker and hands its result to done on this object's thread.
+    template <typename Result>
+    void run(std::function<Result()> work, std::function<void(const Result&)> done);
+    // Runs a write's work, which returns the reason of a refusal or nothing, then reads back.
+    void runWrite(const DeviceBaseInfoPtr& device, const QString& path, std::function<QString()> work);
+
+    QSharedPointer<const CClientServices> m_ptrServices;
+    int m_pending = 0;
+    int m_lastTicket = 0;
+    QThreadPool m_worker;
+};
+
+} // namespace Viewer
