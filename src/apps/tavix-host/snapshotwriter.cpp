@@ -133,14 +133,28 @@ QByteArray CSnapshotWriter::decompress(const Tavix::CGrabResultPtr& result, cons
         record(m_errors, QStringLiteral("%1: no decompressor was set up for the camera at the grab's start.").arg(file));
         return {};
     }
-    QByteArray pixels(int(decompressor->GetImageSizeForDecompression()), Qt::Uninitialized);
-    try {
-        const size_t written = decompressor->DecompressImage(pixels.data(), size_t(pixels.size()), result);
-        pixels.truncate(int(written));
-        return pixels;
-    } catch (const GenICam::GenericException& e) {
-        record(m_errors, QStringLiteral("%1: the image could not be decompressed: %2").arg(file, QString::fromUtf8(e.GetDescription())));
+    QByteArray pixels;
+    QString error;
+    const qint64 written = decompressInto(*decompressor, result, pixels, error);
+    if (written < 0) {
+        record(m_errors, QStringLiteral("%1: the image could not be decompressed: %2").arg(file, error));
         return {};
+    }
+    pixels.truncate(int(written));
+    return pixels;
+}
+
+qint64 CSnapshotWriter::decompressInto(const Tavix::CImageDecompressor& decompressor, const Tavix::CGrabResultPtr& result,
+                                       QByteArray& buffer, QString& error)
+{
+    const int needed = int(decompressor.GetImageSizeForDecompression());
+    if (buffer.size() != needed)
+        buffer.resize(needed);
+    try {
+        return qint64(decompressor.DecompressImage(buffer.data(), size_t(buffer.size()), result));
+    } catch (const GenICam::GenericException& e) {
+        error = QString::fromUtf8(e.GetDescription());
+        return -1;
     }
 }
 

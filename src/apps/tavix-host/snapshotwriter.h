@@ -34,6 +34,10 @@ public:
     // The QImage format of a pixel format, QImage::Format_Invalid for those it can't hold.
     static QImage::Format imageFormatOf(const QString& pixelFormat);
     static bool isCompressed(const ImageLayout& layout);
+    // Decompresses the image into buffer, which keeps its size from one image of a grab to the
+    // next; answers the bytes written, or -1 with the decompressor's reason in error.
+    static qint64 decompressInto(const Tavix::CImageDecompressor& decompressor, const Tavix::CGrabResultPtr& result,
+                                 QByteArray& buffer, QString& error);
     // Empty when the layout can be written, the reason otherwise.
     static QString checkLayout(const ImageLayout& layout, bool canDecompress);
     // Creates the folder if need be; empty when files can be written there, the reason otherwise.

@@ -107,15 +107,13 @@ bool CImageConverter::pixelsOf(const CameraInfoPtr& camera, const Tavix::CGrabRe
         return false;
     }
     // One buffer for every image of the grab: no allocation per image.
-    const int needed = int(decompressor->GetImageSizeForDecompression());
-    if (m_decompressed.size() != needed)
-        m_decompressed.resize(needed);
-    try {
-        size = decompressor->DecompressImage(m_decompressed.data(), size_t(m_decompressed.size()), result);
-    } catch (const GenICam::GenericException& e) {
-        error = tr("An image of %1 could not be decompressed: %2").arg(camera->getDisplayName(), QString::fromUtf8(e.GetDescription()));
+    QString reason;
+    const qint64 written = CSnapshotWriter::decompressInto(*decompressor, result, m_decompressed, reason);
+    if (written < 0) {
+        error = tr("An image of %1 could not be decompressed: %2").arg(camera->getDisplayName(), reason);
         return false;
     }
+    size = size_t(written);
     pixels = reinterpret_cast<const uchar*>(m_decompressed.constData());
     return true;
 }
