@@ -12,10 +12,17 @@
 
 #include <deque>
 #include <thread>
+#include <type_traits>
+#include <utility>
 
 using namespace Tavix;
 
 namespace {
+
+template <typename T, typename = void>
+struct HasDetach : std::false_type {};
+template <typename T>
+struct HasDetach<T, std::void_t<decltype(std::declval<T&>().detach())>> : std::true_type {};
 
 // Records what the SDK calls, with the thread it calls on.
 class CRecorder : public CImageEventHandler, public CConfigurationEventHandler
@@ -54,12 +61,17 @@ public:
         events << m_name + QLatin1Char(':') + event;
         threads[event] = std::this_thread::get_id();
     }
-    // Reads a member for the test's thread, under the lock the grab thread writes with.
+    // Reads a member for the test's thread, under the lock the grab thread writes with. A Qt
+    // container is copied whole there: a shared copy would be let go on this thread while the
+    // grab thread appends, an order that ThreadSanitizer can't see inside Qt.
     template <typename T>
     T read(const T& member)
     {
         QMutexLocker locker(&mutex);
-        return member;
+        T copy = member;
+        if constexpr (HasDetach<T>::value)
+            copy.detach();
+        return copy;
     }
     std::thread::id threadOf(const char* event) { return read(threads).value(QLatin1String(event)); }
 
