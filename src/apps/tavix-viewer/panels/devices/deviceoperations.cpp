@@ -1,8 +1,5 @@
 #include "deviceoperations.h"
 
-#include <QFutureWatcher>
-#include <QtConcurrent>
-
 namespace Viewer {
 
 namespace {
@@ -27,7 +24,6 @@ CDeviceOperations::CDeviceOperations(QSharedPointer<const CClientServices> servi
     : QObject(parent)
     , m_ptrServices(std::move(services))
 {
-    m_worker.setMaxThreadCount(1);
     // Our own bookkeeping follows the roster, whoever closed the device.
     connect(m_ptrServices->status.data(), &Plugin::OptiRoster::IDeviceStatusService::deviceClosed, this,
             &CDeviceOperations::onDeviceClosed);
@@ -43,17 +39,11 @@ CDeviceOperations::~CDeviceOperations()
 void CDeviceOperations::run(const DeviceBaseInfoPtr& device, const QString& operation, std::function<QString()> work,
                             std::function<void(const QString&)> done)
 {
-    ++m_pending;
-    auto* watcher = new QFutureWatcher<QString>(this);
-    connect(watcher, &QFutureWatcher<QString>::finished, this, [=] {
-        --m_pending;
-        const QString error = watcher->result();
+    m_worker.run<QString>(std::move(work), [=](const QString& error) {
         if (done)
             done(error);
         emit operationFinished(device, operation, error);
-        watcher->deleteLater();
     });
-    watcher->setFuture(QtConcurrent::run(&m_worker, std::move(work)));
 }
 
 void CDeviceOperations::open(const DeviceBaseInfoPtr& device, bool monitorMode)

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <clientservices.h>
+#include <serialworker.h>
 
 #include <QHash>
 #include <QObject>
 #include <QSet>
-#include <QThreadPool>
 
 #include <functional>
 
@@ -35,7 +35,7 @@ public:
     // Whether this viewer opened the device in monitor mode, or holds it in exclusive use.
     bool isMonitored(const DeviceBaseInfoPtr& device) const { return m_monitored.contains(device); }
     bool isHeldExclusively(const DeviceBaseInfoPtr& device) const { return m_exclusive.contains(device); }
-    bool isBusy() const { return m_pending > 0; }
+    bool isBusy() const { return m_worker.isBusy(); }
 
 signals:
     // error is empty when the operation succeeded.
@@ -53,8 +53,7 @@ private:
     QSharedPointer<const CClientServices> m_ptrServices;
     QSet<DeviceBaseInfoPtr> m_monitored;
     QHash<DeviceBaseInfoPtr, CameraPtr> m_exclusive;
-    int m_pending = 0;
-    QThreadPool m_worker;
+    CSerialWorker m_worker;
 };
 
 } // namespace Viewer

@@ -2,9 +2,6 @@
 
 #include <core/exception/exceptions.h>
 
-#include <QFutureWatcher>
-#include <QtConcurrent>
-
 #include <exception>
 
 namespace Viewer {
@@ -39,37 +36,19 @@ CFirmwareJobs::CFirmwareJobs(QSharedPointer<const CClientServices> services, QOb
     : QObject(parent)
     , m_ptrServices(std::move(services))
 {
-    m_worker.setMaxThreadCount(1);
 }
 
-CFirmwareJobs::~CFirmwareJobs()
-{
-    m_worker.waitForDone();
-}
-
-template <typename Result>
-void CFirmwareJobs::run(std::function<Result()> work, std::function<void(const Result&)> done)
-{
-    ++m_pending;
-    auto* watcher = new QFutureWatcher<Result>(this);
-    connect(watcher, &QFutureWatcher<Result>::finished, this, [this, watcher, done] {
-        --m_pending;
-        if (done)
-            done(watcher->result());
-        watcher->deleteLater();
-    });
-    watcher->setFuture(QtConcurrent::run(&m_worker, std::move(work)));
-}
+CFirmwareJobs::~CFirmwareJobs() = default;
 
 void CFirmwareJobs::list(const CameraInfoPtr& camera, const QString& fileName, std::function<void(const CFirmwareListing&)> done)
 {
-    run<CFirmwareListing>([=] { return listOnWorker(camera, fileName); }, std::move(done));
+    m_worker.run<CFirmwareListing>([=] { return listOnWorker(camera, fileName); }, std::move(done));
 }
 
 void CFirmwareJobs::apply(const CameraInfoPtr& camera, const FirmwareUpdateInfoPtr& update,
                           std::function<void(const CFirmwareOutcome&)> done)
 {
-    run<CFirmwareOutcome>([=] { return applyOnWorker(camera, update); }, std::move(done));
+    m_worker.run<CFirmwareOutcome>([=] { return applyOnWorker(camera, update); }, std::move(done));
 }
 
 CFirmwareListing CFirmwareJobs::listOnWorker(const CameraInfoPtr& camera, const QString& fileName) const

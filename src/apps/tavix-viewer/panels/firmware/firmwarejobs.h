@@ -1,9 +1,9 @@
 #pragma once
 
 #include <clientservices.h>
+#include <serialworker.h>
 
 #include <QObject>
-#include <QThreadPool>
 #include <QVector>
 
 #include <functional>
@@ -52,21 +52,18 @@ public:
     void list(const CameraInfoPtr& camera, const QString& fileName, std::function<void(const CFirmwareListing&)> done);
     void apply(const CameraInfoPtr& camera, const Plugin::OptiRoster::FirmwareUpdateInfoPtr& update,
                std::function<void(const CFirmwareOutcome&)> done);
-    bool isBusy() const { return m_pending > 0; }
+    bool isBusy() const { return m_worker.isBusy(); }
 
 signals:
     void stepBegun(Plugin::OptiRoster::EFirmwareUpdateStep step, const QString& description);
     void stepProgressed(Plugin::OptiRoster::EFirmwareUpdateStep step, double percent);
 
 private:
-    template <typename Result>
-    void run(std::function<Result()> work, std::function<void(const Result&)> done);
     CFirmwareListing listOnWorker(const CameraInfoPtr& camera, const QString& fileName) const;
     CFirmwareOutcome applyOnWorker(const CameraInfoPtr& camera, const Plugin::OptiRoster::FirmwareUpdateInfoPtr& info);
 
     QSharedPointer<const CClientServices> m_ptrServices;
-    int m_pending = 0;
-    QThreadPool m_worker;
+    CSerialWorker m_worker; // last: it waits for the job under way before the rest goes
 };
 
 } // namespace Viewer

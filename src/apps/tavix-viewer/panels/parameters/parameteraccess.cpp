@@ -3,8 +3,6 @@
 #include <core/exception/exceptions.h>
 #include <core/parametercollection/parametercollection.h>
 
-#include <QFutureWatcher>
-#include <QtConcurrent>
 
 namespace Viewer {
 
@@ -43,32 +41,15 @@ CParameterAccess::CParameterAccess(QSharedPointer<const CClientServices> service
     : QObject(parent)
     , m_ptrServices(std::move(services))
 {
-    m_worker.setMaxThreadCount(1);
 }
 
-CParameterAccess::~CParameterAccess()
-{
-    m_worker.waitForDone();
-}
-
-template <typename Result>
-void CParameterAccess::run(std::function<Result()> work, std::function<void(const Result&)> done)
-{
-    ++m_pending;
-    auto* watcher = new QFutureWatcher<Result>(this);
-    connect(watcher, &QFutureWatcher<Result>::finished, this, [this, watcher, done] {
-        --m_pending;
-        done(watcher->result());
-        watcher->deleteLater();
-    });
-    watcher->setFuture(QtConcurrent::run(&m_worker, std::move(work)));
-}
+CParameterAccess::~CParameterAccess() = default;
 
 int CParameterAccess::read(const DeviceBaseInfoPtr& device)
 {
     const int ticket = ++m_lastTicket;
     const auto services = m_ptrServices;
-    run<CReadResult>(
+    m_worker.run<CReadResult>(
         [=] {
             CReadResult result;
             result.error = guarded([&] {
@@ -88,7 +69,7 @@ int CParameterAccess::read(const DeviceBaseInfoPtr& device)
 void CParameterAccess::runWrite(const DeviceBaseInfoPtr& device, const QString& path, std::function<QString()> work)
 {
     const auto services = m_ptrServices;
-    run<CWriteResult>(
+    m_worker.run<CWriteResult>(
         [=] {
             CWriteResult result;
             result.error = work();

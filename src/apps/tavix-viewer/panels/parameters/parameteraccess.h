@@ -3,9 +3,9 @@
 #include "featuresnapshot.h"
 
 #include <clientservices.h>
+#include <serialworker.h>
 
 #include <QObject>
-#include <QThreadPool>
 
 #include <functional>
 
@@ -29,7 +29,7 @@ public:
     // Each write reads the value back and ends in written().
     void write(const DeviceBaseInfoPtr& device, const QString& path, const QString& value);
     void execute(const DeviceBaseInfoPtr& device, const QString& path);
-    bool isBusy() const { return m_pending > 0; }
+    bool isBusy() const { return m_worker.isBusy(); }
 
 signals:
     // error is empty when every map could be read.
@@ -41,16 +41,12 @@ signals:
                  const QString& readBack);
 
 private:
-    // Runs work on the worker and hands its result to done on this object's thread.
-    template <typename Result>
-    void run(std::function<Result()> work, std::function<void(const Result&)> done);
     // Runs a write's work, which returns the reason of a refusal or nothing, then reads back.
     void runWrite(const DeviceBaseInfoPtr& device, const QString& path, std::function<QString()> work);
 
     QSharedPointer<const CClientServices> m_ptrServices;
-    int m_pending = 0;
     int m_lastTicket = 0;
-    QThreadPool m_worker;
+    CSerialWorker m_worker; // last: it waits for the work under way before the rest goes
 };
 
 } // namespace Viewer

@@ -1,6 +1,6 @@
 #include "actioncommanddialog.h"
 
-#include "toolworker.h"
+#include <serialworker.h>
 
 #include <core/exception/exceptions.h>
 
@@ -99,12 +99,12 @@ CActionAnswers issue(Plugin::OptiRoster::ICameraActionCommandsService& service, 
 CActionCommandDialog::CActionCommandDialog(QSharedPointer<const CClientServices> services, QWidget* parent)
     : QDialog(parent)
     , m_ptrServices(std::move(services))
-    , m_pWorker(new CToolWorker(this))
+    , m_pWorker(new CSerialWorker(this))
 {
     setObjectName(QStringLiteral("actionCommandDialog"));
     setWindowTitle(tr("Action Commands"));
     createWidgets();
-    connect(m_pWorker, &CToolWorker::busyChanged, this, &CActionCommandDialog::updateButtons);
+    connect(m_pWorker, &CSerialWorker::busyChanged, this, &CActionCommandDialog::updateButtons);
     updateButtons();
     resize(520, 480);
 }

@@ -12,7 +12,7 @@ class QTableWidget;
 
 namespace Viewer {
 
-class CToolWorker;
+class CSerialWorker;
 struct CActionAnswers;
 
 // Sends a GigE Vision action command: the device key, group key and group mask in hexadecimal,
@@ -37,7 +37,7 @@ private:
     void updateButtons();
 
     QSharedPointer<const CClientServices> m_ptrServices;
-    CToolWorker* m_pWorker;
+    CSerialWorker* m_pWorker;
     QLineEdit* m_pDeviceKey = nullptr;
     QLineEdit* m_pGroupKey = nullptr;
     QLineEdit* m_pGroupMask = nullptr;

@@ -1,6 +1,6 @@
 #include "defectpixeldialog.h"
 
-#include "toolworker.h"
+#include <serialworker.h>
 
 #include <core/exception/exceptions.h>
 
@@ -151,12 +151,12 @@ QString cameraName(const CameraInfoPtr& camera)
 CDefectPixelDialog::CDefectPixelDialog(QSharedPointer<const CClientServices> services, QWidget* parent)
     : QDialog(parent)
     , m_ptrServices(std::move(services))
-    , m_pWorker(new CToolWorker(this))
+    , m_pWorker(new CSerialWorker(this))
 {
     setObjectName(QStringLiteral("defectPixelDialog"));
     setWindowTitle(tr("Defect Pixels"));
     createWidgets();
-    connect(m_pWorker, &CToolWorker::busyChanged, this, &CDefectPixelDialog::updateButtons);
+    connect(m_pWorker, &CSerialWorker::busyChanged, this, &CDefectPixelDialog::updateButtons);
     connect(m_ptrServices->status.data(), &ICameraStatusService::activeDeviceChanged, this, &CDefectPixelDialog::followActiveDevice);
     followActiveDevice();
     resize(520, 460);

@@ -10,7 +10,7 @@ class QTableWidget;
 
 namespace Viewer {
 
-class CToolWorker;
+class CSerialWorker;
 struct CDefectLists;
 
 // Reads the active camera's static defect pixel lists, the factory's and the user's, lets a
@@ -41,7 +41,7 @@ private:
     void updateButtons();
 
     QSharedPointer<const CClientServices> m_ptrServices;
-    CToolWorker* m_pWorker;
+    CSerialWorker* m_pWorker;
     CameraInfoPtr m_ptrCamera;
     QLabel* m_pCamera = nullptr;
     QTableWidget* m_pFactory = nullptr;

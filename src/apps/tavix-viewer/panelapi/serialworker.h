@@ -9,15 +9,16 @@
 
 namespace Viewer {
 
-// Runs a dialog's camera work on a thread of its own, one job after the other, and hands each
-// result to the GUI thread, so that a dialog never waits on a camera or the network.
-class CToolWorker : public QObject
+/// Runs a panel's camera work on a thread of its own, one job after the other in the order given,
+/// and hands each result to a function on this object's thread: the GUI thread never waits on a
+/// camera or the network.
+class CSerialWorker : public QObject
 {
     Q_OBJECT
 public:
-    explicit CToolWorker(QObject* parent = nullptr);
-    // Waits for the job under way, which uses what the dialog owns.
-    ~CToolWorker() override;
+    explicit CSerialWorker(QObject* parent = nullptr);
+    /// Waits for the jobs under way, which may use what the owner holds.
+    ~CSerialWorker() override;
 
     template <typename Result>
     void run(std::function<Result()> work, std::function<void(const Result&)> done)
@@ -27,13 +28,17 @@ public:
         auto* watcher = new QFutureWatcher<Result>(this);
         connect(watcher, &QFutureWatcher<Result>::finished, this, [this, watcher, done] {
             --m_pending;
-            done(watcher->result());
+            if (done)
+                done(watcher->result());
             emit busyChanged(isBusy());
             watcher->deleteLater();
         });
         watcher->setFuture(QtConcurrent::run(&m_pool, std::move(work)));
     }
     bool isBusy() const { return m_pending > 0; }
+    /// Waits for the jobs under way; their results are not handed over any more once the owner
+    /// is being destroyed.
+    void waitForDone() { m_pool.waitForDone(); }
 
 signals:
     void busyChanged(bool busy);

@@ -1,14 +1,14 @@
-#include "toolworker.h"
+#include "serialworker.h"
 
 namespace Viewer {
 
-CToolWorker::CToolWorker(QObject* parent)
+CSerialWorker::CSerialWorker(QObject* parent)
     : QObject(parent)
 {
     m_pool.setMaxThreadCount(1);
 }
 
-CToolWorker::~CToolWorker()
+CSerialWorker::~CSerialWorker()
 {
     m_pool.waitForDone();
 }
