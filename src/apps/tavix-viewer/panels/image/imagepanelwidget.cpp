@@ -51,6 +51,9 @@ CImagePanelWidget::CImagePanelWidget(QSharedPointer<const CClientServices> servi
 
     m_pConverterThread->setObjectName(QStringLiteral("ImageConverter"));
     m_pConverter->moveToThread(m_pConverterThread);
+    // The converter ends on its own thread as that thread finishes: its lock and its buffers are
+    // never touched by two threads without an order between them.
+    connect(m_pConverterThread, &QThread::finished, m_pConverter, &QObject::deleteLater);
     connect(m_pConverter, &CImageConverter::imageReady, this, &CImagePanelWidget::showLatest);
     connect(m_pConverter, &CImageConverter::conversionFailed, this, &CImagePanelWidget::showMessage);
     m_pConverterThread->start();
@@ -76,10 +79,10 @@ CImagePanelWidget::~CImagePanelWidget()
 {
     if (m_ptrServices->notifier)
         m_ptrServices->notifier->removeObserver(m_pObserver.get());
+    // The converter goes as its thread finishes, and with it an image still queued for it and
+    // the SDK's buffer that image holds.
     m_pConverterThread->quit();
     m_pConverterThread->wait();
-    // Drops an image still queued for the converter, and with it the SDK's buffer.
-    delete m_pConverter;
 }
 
 qulonglong CImagePanelWidget::deliveredImages() const
