@@ -415,8 +415,9 @@ void TestEnumeration::aFailedLayerListingLeavesTheListUntouchedAndThePassEmpty()
     // The enumerator reports such a pass as one that found nothing.
     TavixSim::injectFault({"*", "EnumerateTls", "RuntimeException", "no producers", 1});
     CLogRecorder log;
-    CCameraEnumerator enumerator;
-    const auto finished = recordResults(enumerator);
+    std::unique_ptr<PassResults> finished;
+    CCameraEnumerator enumerator; // ends first: a pass it waits for may still emit to the recorder
+    finished = recordResults(enumerator);
     enumerator.startEnumeration();
     QTRY_COMPARE_WITH_TIMEOUT(finished->values.size(), 1, 10000);
     QVERIFY(finished->values[0].isEmpty());
@@ -435,9 +436,11 @@ void TestEnumeration::quickRequestsDuringAPassAreDropped()
 {
     const Scenario s = scenario();
     s.load({s.layer("VorlanUsb", "USB", {s.camera("1")})});
-    CCameraEnumerator enumerator;
-    const auto started = recordStarts(enumerator);
-    const auto finished = recordResults(enumerator);
+    std::unique_ptr<PassStarts> started;
+    std::unique_ptr<PassResults> finished;
+    CCameraEnumerator enumerator; // ends first: a pass it waits for may still emit to the recorders
+    started = recordStarts(enumerator);
+    finished = recordResults(enumerator);
     TavixSim::pauseOperation("EnumerateTls");
     enumerator.startEnumeration();
     QVERIFY(TavixSim::waitUntilPaused("EnumerateTls"));
