@@ -4,6 +4,7 @@
 #include <plugins/optiroster/internal/chunkparsingeventhander.h>
 #include <plugins/optiroster/internal/failurerule.h>
 #include <plugins/optiroster/internal/grabsettings.h>
+#include <plugins/optiroster/internal/queuedcall.h>
 #include <plugins/optiroster/internal/updatabledevice.h>
 
 #include <tavix/firmware.h>
@@ -490,6 +491,11 @@ void CCamera::stopGrabbing()
         m_pCamera->StopGrabbing();
 }
 
+bool CCamera::event(QEvent* event)
+{
+    return runQueuedCall(event) || ICamera::event(event);
+}
+
 void CCamera::onFrameGrabberTimeout()
 {
     m_fpsStatistic.addNoSample();
@@ -532,12 +538,40 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
     m_fpsStatistic.computeResult(statistic.fps, statistic.bps);
     statistic.compression = m_compressionStatistic;
     m_newestImageStatistic.store(statistic);
-    // The statistic and the timer's push cross to the owner's thread as one merged call rather
-    // than two queued signals per image: a camera faster than that thread would otherwise bury
-    // it, and the memory with it, under events. A waiting call takes the newest figures along;
-    // a thread that keeps up still sees one statistic per image.
-    m_imageStatisticDelivery.request(this, [this] { return [this] { deliverImageStatistic(); }; });
+    // The statistic, the timer's push and how the image ended cross to the owner's thread as one
+    // merged call rather than three queued signals per image: a camera faster than that thread
+    // would otherwise bury it, and the memory with it, under events. A waiting call takes the
+    // newest figures and the successes since along; a thread that keeps up still sees one of
+    // each per image, and every failure with its code and text.
+    m_imageNewsDelivery.request(result->GrabSucceeded(), [this](uint64_t ticket) {
+        postQueuedCall(this, [this, ticket] { deliverImageNews(m_imageNewsDelivery.take(ticket)); });
+    });
     emit cameraImageGrabbed(m_ptrInfo, result);
+}
+
+void CCamera::postFailureInfo(const Tavix::CGrabResultPtr& result)
+{
+    const bool successesJoined = m_imageNewsDelivery.seal();
+    const ImageGrabbedInfo failure(false, result->GetErrorCode(),
+                                   QString::fromLatin1(result->GetErrorDescription().c_str()));
+    postQueuedCall(this, [this, successesJoined, failure] {
+        if (successesJoined)
+            emitSuccessInfo();
+        emit imageGrabbedInfoReady(m_ptrInfo, failure);
+    });
+}
+
+void CCamera::deliverImageNews(CMergedDelivery::CTaken taken)
+{
+    if (taken.statistic)
+        deliverImageStatistic();
+    if (taken.successes)
+        emitSuccessInfo();
+}
+
+void CCamera::emitSuccessInfo()
+{
+    emit imageGrabbedInfoReady(m_ptrInfo, ImageGrabbedInfo(true, 0, QString()));
 }
 
 void CCamera::deliverImageStatistic()

@@ -3,6 +3,7 @@
 #include <core/parametercollection/parametercollection.h>
 #include <core/statistic/fpsstatistic.h>
 #include <plugins/optiroster/icamera.h>
+#include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
 #include <plugins/optiroster/internal/mergeddelivery.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
@@ -68,6 +69,11 @@ public:
     // Throws when the camera is closed.
     bool isDefectPixelCorrectionSupported();
 
+    // On the grab thread, by the pool's receiver of a failed image once it has stored the
+    // failure: the failure's info, which reaches the owner's thread after the infos of the
+    // successful images before it and before those after it.
+    void postFailureInfo(const Tavix::CGrabResultPtr& result);
+
     // Called by the SDK.
     void OnImageGrabbed(Tavix::CInstantCamera& camera, const Tavix::CGrabResultPtr& result) override;
     void OnGrabStart(Tavix::CInstantCamera& camera) override;
@@ -75,6 +81,10 @@ public:
     void OnGrabStopped(Tavix::CInstantCamera& camera) override;
     void OnGrabError(Tavix::CInstantCamera& camera, const char* errorMessage) override;
     void OnCameraDeviceRemoved(Tavix::CInstantCamera& camera) override;
+
+protected:
+    // Runs the grab thread's posted news.
+    bool event(QEvent* event) override;
 
 public slots:
     bool open(bool monitorMode = false) override;
@@ -85,6 +95,10 @@ public slots:
 
 signals:
     void invokeTimeout(int64_t lastKnownImageNumber);
+    // How one image ended, or for merged successful images the newest, on the owner's thread
+    // and in the order of the images; the roster hands it on to its clients.
+    void imageGrabbedInfoReady(const Core::OptiRosterComponents::CameraInfoPtr& info,
+                               const Plugin::OptiRoster::ImageGrabbedInfo& imageGrabbedInfo);
 
 private slots:
     void onFrameGrabberTimeout();
@@ -102,7 +116,10 @@ private:
         CCompressionStatistic compression;
     };
 
-    // On the owner's thread: the newest image's statistic, and the timer pushed out.
+    // On the owner's thread: the newest image's statistic with the timer pushed out, and the
+    // successes' info, as far as the call carries them.
+    void deliverImageNews(CMergedDelivery::CTaken taken);
+    void emitSuccessInfo();
     void deliverImageStatistic();
     void initialize();
     void createDevice();
@@ -148,7 +165,7 @@ private:
     CCompressionStatistic m_compressionStatistic;
     CSeqLockedValue<CCompressionStatistic> m_publishedCompressionStatistic;
     CSeqLockedValue<CImageStatistic> m_newestImageStatistic;
-    CMergedDelivery m_imageStatisticDelivery;
+    CMergedDelivery m_imageNewsDelivery;
     FpsStatistic m_fpsStatistic;
     QTimer m_frameGrabberTimer;
     int m_frameGrabberTimeoutMs;

@@ -4,7 +4,6 @@
 #include <plugins/optiroster/internal/camera.h>
 #include <plugins/optiroster/internal/camerainfo.h>
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
-#include <plugins/optiroster/internal/queuedcall.h>
 
 #include <tavix/tlfactory.h>
 
@@ -90,13 +89,14 @@ void COptiRoster::connectCamera(ICamera* camera, EConnectionLost connectionLost)
     connect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
     connect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
     // Direct: the image stays on the grab thread, and the result is the one of the SDK's call.
-    // The delivery is the camera's own, held by the connection and by the calls it posts.
-    const auto infoDelivery = QSharedPointer<CMergedDelivery>::create();
+    // The camera sends how its images ended on this thread, merged as a fast camera needs.
+    const auto concrete = qobject_cast<CCamera*>(camera);
     connect(camera, &ICamera::cameraImageGrabbed, this,
-            [this, infoDelivery](const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult) {
-                onCameraImageGrabbed(infoDelivery, info, ptrGrabResult);
+            [this, concrete](const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult) {
+                onCameraImageGrabbed(concrete, info, ptrGrabResult);
             },
             Qt::DirectConnection);
+    connect(concrete, &CCamera::imageGrabbedInfoReady, this, &COptiRoster::cameraImageGrabbedInfo);
     connect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
     connect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
 }
@@ -111,6 +111,7 @@ void COptiRoster::disconnectCamera(ICamera* camera)
     disconnect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
     disconnect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
     disconnect(camera, &ICamera::cameraImageGrabbed, this, nullptr);
+    disconnect(qobject_cast<CCamera*>(camera), &CCamera::imageGrabbedInfoReady, this, &COptiRoster::cameraImageGrabbedInfo);
     disconnect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
     disconnect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
 }
@@ -459,43 +460,19 @@ void COptiRoster::onCameraImageGrabFailed()
     emit cameraImageGrabFailed(info);
 }
 
-void COptiRoster::onCameraImageGrabbed(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
-                                       const Tavix::CGrabResultPtr& ptrGrabResult)
+void COptiRoster::onCameraImageGrabbed(CCamera* camera, const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult)
 {
     if (!info)
         return;
-    if (ptrGrabResult.IsValid()) {
-        if (!ptrGrabResult->GrabSucceeded()) {
-            if (const auto concrete = info.objectCast<CCameraInfo>())
-                concrete->setLastError(QString::fromUtf8(ptrGrabResult->GetErrorDescription().c_str()));
-            emit cameraImageGrabFailed(info);
-        }
-        postImageGrabbedInfo(infoDelivery, info, ptrGrabResult);
+    if (ptrGrabResult.IsValid() && !ptrGrabResult->GrabSucceeded()) {
+        if (const auto concrete = info.objectCast<CCameraInfo>())
+            concrete->setLastError(QString::fromUtf8(ptrGrabResult->GetErrorDescription().c_str()));
+        emit cameraImageGrabFailed(info);
+        camera->postFailureInfo(ptrGrabResult);
     }
     QMutexLocker locker(&m_imageGrabbedNotifierMutex);
     if (m_imageGrabbedNotifier)
         m_imageGrabbedNotifier->notifyImageGrabbed(info, ptrGrabResult);
-}
-
-void COptiRoster::postImageGrabbedInfo(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
-                                       const Tavix::CGrabResultPtr& ptrGrabResult)
-{
-    // cameraImageGrabbedInfo is emitted on the pool's thread, after a queued call, instead of on
-    // the grab thread: a queued signal per image would bury that thread under a fast camera.
-    // Infos of successful images merge while one of them waits there; a failure is never merged
-    // or dropped, and closes the waiting call so that a later success doesn't overtake it.
-    // The call holds the delivery, which a disconnection may let go of meanwhile.
-    const auto makeEmission = [this, &infoDelivery, &info, &ptrGrabResult] {
-        const ImageGrabbedInfo grabbed(ptrGrabResult->GrabSucceeded(), ptrGrabResult->GetErrorCode(),
-                                       QString::fromLatin1(ptrGrabResult->GetErrorDescription().c_str()));
-        return [this, infoDelivery, info, grabbed] { emit cameraImageGrabbedInfo(info, grabbed); };
-    };
-    if (ptrGrabResult->GrabSucceeded()) {
-        infoDelivery->request(this, makeEmission);
-        return;
-    }
-    infoDelivery->seal();
-    postQueuedCall(this, makeEmission());
 }
 
 void COptiRoster::onCameraConnectionLost()

@@ -3,7 +3,6 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/devicepool.h>
-#include <plugins/optiroster/internal/mergeddelivery.h>
 #include <plugins/optiroster/staticdefectpixellisttype.h>
 
 #include <tavix/defectpixelcorrection.h>
@@ -92,12 +91,8 @@ private slots:
                                   Plugin::OptiRoster::CCompressionStatistic compressionStatistic);
 
 private:
-    // On the grab thread, by a direct connection that carries the camera's merged delivery of
-    // image infos.
-    void onCameraImageGrabbed(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
-                              const Tavix::CGrabResultPtr& ptrGrabResult);
-    void postImageGrabbedInfo(const QSharedPointer<CMergedDelivery>& infoDelivery, const CameraInfoPtr& info,
-                              const Tavix::CGrabResultPtr& ptrGrabResult);
+    // On the grab thread, by a direct connection.
+    void onCameraImageGrabbed(CCamera* camera, const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult);
     QSharedPointer<ICamera> findCamera(const DeviceBaseInfoPtr& info);
     // The cameras of the pool, in list order, that are not in exclusive use.
     QVector<QSharedPointer<ICamera>> sharedCameras();

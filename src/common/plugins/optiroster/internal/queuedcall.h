@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QMetaObject>
+#include <QCoreApplication>
+#include <QEvent>
 #include <QObject>
 
 #include <utility>
@@ -11,50 +12,72 @@
 
 namespace Plugin::OptiRoster::Internal {
 
-#if defined(__SANITIZE_THREAD__)
-// Qt's event queue orders what the posting thread did, the function's captures among it, before
-// the call runs on the receiver's thread, and the call before the function is destroyed where Qt
-// lets go of it last; but it does so inside its own library, which ThreadSanitizer doesn't see.
-// In such a build this wrapper tells it that order, on its own address: the last move is the
-// one into Qt's slot object, whose address stays put until it is destroyed.
-template <typename Function>
-class CHandedOverCall
+// A function that runs on a receiver's thread, posted as an event of its own: one allocation,
+// the event with the function's captures inside, where a queued invokeMethod makes two. It is
+// meant for a grab thread's news, which may be posted for every image. The receiver hands such
+// events to runQueuedCall() from its event().
+class AQueuedCallEvent : public QEvent
 {
 public:
-    explicit CHandedOverCall(Function function)
+    static QEvent::Type eventType()
+    {
+        static const QEvent::Type type = QEvent::Type(QEvent::registerEventType());
+        return type;
+    }
+
+    virtual void run() = 0;
+
+protected:
+    AQueuedCallEvent()
+        : QEvent(eventType())
+    {
+    }
+};
+
+template <typename Function>
+class CQueuedCallEvent final : public AQueuedCallEvent
+{
+public:
+    explicit CQueuedCallEvent(Function function)
         : m_function(std::move(function))
     {
     }
-    CHandedOverCall(CHandedOverCall&& other)
-        : m_function(std::move(other.m_function))
-    {
-        __tsan_release(this);
-    }
-    CHandedOverCall(const CHandedOverCall&) = delete;
-    CHandedOverCall& operator=(const CHandedOverCall&) = delete;
-    ~CHandedOverCall() { __tsan_acquire(this); }
-
-    void operator()()
+#if defined(__SANITIZE_THREAD__)
+    // Qt's event queue orders the posting thread's writes, the captures among them, before the
+    // event is handled and deleted on the receiver's thread, but inside its own library, which
+    // ThreadSanitizer doesn't see; in such a build the event tells it so on its own address.
+    ~CQueuedCallEvent() override { __tsan_acquire(this); }
+    void run() override
     {
         __tsan_acquire(this);
         m_function();
-        __tsan_release(this);
     }
+#else
+    void run() override { m_function(); }
+#endif
 
 private:
     Function m_function;
 };
-#endif
 
-// Runs the function on the receiver's thread by a queued call.
+// Runs the function on the receiver's thread, in the order of that thread's posted events.
 template <typename Function>
 void postQueuedCall(QObject* receiver, Function function)
 {
+    auto* event = new CQueuedCallEvent<Function>(std::move(function));
 #if defined(__SANITIZE_THREAD__)
-    QMetaObject::invokeMethod(receiver, CHandedOverCall<Function>(std::move(function)), Qt::QueuedConnection);
-#else
-    QMetaObject::invokeMethod(receiver, std::move(function), Qt::QueuedConnection);
+    __tsan_release(event);
 #endif
+    QCoreApplication::postEvent(receiver, event);
+}
+
+// For a receiver's event(): runs a posted call; false for any other event.
+inline bool runQueuedCall(QEvent* event)
+{
+    if (event->type() != AQueuedCallEvent::eventType())
+        return false;
+    static_cast<AQueuedCallEvent*>(event)->run();
+    return true;
 }
 
 } // namespace Plugin::OptiRoster::Internal
