@@ -89,7 +89,9 @@ void COptiRoster::connectCamera(ICamera* camera, EConnectionLost connectionLost)
     connect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
     connect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
     // Direct: the image stays on the grab thread, and the result is the one of the SDK's call.
-    // The camera sends how its images ended on this thread, merged as a fast camera needs.
+    // How each image ended is told from this thread, not from the grab thread: the camera
+    // carries it here with the image's figures, in one queued event that a fast camera's later
+    // images join while it waits, where a queued signal per image would bury this thread.
     const auto concrete = qobject_cast<CCamera*>(camera);
     connect(camera, &ICamera::cameraImageGrabbed, this,
             [this, concrete](const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult) {
