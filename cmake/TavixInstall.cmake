@@ -18,6 +18,17 @@ function(tavix_origin_rpath out fromDir)
     endif()
 endfunction()
 
+# tavix_install_program(TARGET PLUGIN_DIR_MACRO): a host program in the binary folder, which finds
+# the kit's libraries and, through the compile definition PLUGIN_DIR_MACRO, the plug-in folder,
+# both relative to itself.
+function(tavix_install_program target pluginDirMacro)
+    file(RELATIVE_PATH pluginDir ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_PREFIX}/${TAVIX_INSTALL_PLUGINDIR})
+    target_compile_definitions(${target} PRIVATE ${pluginDirMacro}="${pluginDir}")
+    tavix_origin_rpath(rpath ${CMAKE_INSTALL_BINDIR})
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "${rpath}")
+    install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+endfunction()
+
 # tavix_install_library(TARGET EXPORT_NAME HEADER_DIR_IN_SOURCE HEADER_DESTINATION HEADERS...):
 # a shared library of the kit, with its SONAME, its public headers and its imported target
 # TavixViewer::<EXPORT_NAME>.
