@@ -19,15 +19,7 @@ CTimeline::~CTimeline()
 void CTimeline::stop()
 {
     cancel();
-    std::vector<std::unique_ptr<Run>> runs;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        runs.swap(m_runs);
-    }
-    for (auto& run : runs) {
-        if (run->thread.joinable())
-            run->thread.join();
-    }
+    m_runs.joinAll();
 }
 
 void CTimeline::start(std::vector<TimelineEvent> events)
@@ -36,12 +28,8 @@ void CTimeline::start(std::vector<TimelineEvent> events)
         return;
     std::stable_sort(events.begin(), events.end(),
                      [](const TimelineEvent& a, const TimelineEvent& b) { return a.atMs < b.atMs; });
-    joinFinishedRuns();
-    std::lock_guard<std::mutex> lock(m_mutex);
-    auto run = std::make_unique<Run>();
-    Run* pRun = run.get();
-    run->thread = std::thread(&CTimeline::play, this, std::move(events), m_generation.load(), pRun);
-    m_runs.push_back(std::move(run));
+    const int generation = m_generation.load();
+    m_runs.start([this, events = std::move(events), generation] { play(events, generation); });
 }
 
 void CTimeline::cancel()
@@ -51,7 +39,7 @@ void CTimeline::cancel()
     m_cancelled.notify_all();
 }
 
-void CTimeline::play(std::vector<TimelineEvent> events, int generation, Run* run)
+void CTimeline::play(const std::vector<TimelineEvent>& events, int generation)
 {
     const auto start = std::chrono::steady_clock::now();
     for (const auto& event : events) {
@@ -60,7 +48,6 @@ void CTimeline::play(std::vector<TimelineEvent> events, int generation, Run* run
         // The world takes its own locks; none of the timeline's is held here.
         m_apply(event);
     }
-    run->done = true;
 }
 
 bool CTimeline::waitFor(const TimelineEvent& event, std::chrono::steady_clock::time_point start, int generation)
@@ -70,20 +57,6 @@ bool CTimeline::waitFor(const TimelineEvent& event, std::chrono::steady_clock::t
     std::unique_lock<std::mutex> lock(m_mutex);
     m_cancelled.wait_until(lock, due, [&] { return m_generation.load() != generation; });
     return m_generation.load() == generation;
-}
-
-// A finished run's thread has left play(): joining it doesn't wait for any lock.
-void CTimeline::joinFinishedRuns()
-{
-    std::vector<std::unique_ptr<Run>> finished;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        auto split = std::stable_partition(m_runs.begin(), m_runs.end(), [](const auto& run) { return !run->done.load(); });
-        std::move(split, m_runs.end(), std::back_inserter(finished));
-        m_runs.erase(split, m_runs.end());
-    }
-    for (auto& run : finished)
-        run->thread.join();
 }
 
 } // namespace TavixSim

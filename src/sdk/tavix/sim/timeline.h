@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tavix/sim/reapedthreads.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -40,23 +42,16 @@ public:
     void stop();
 
 private:
-    struct Run
-    {
-        std::thread thread;
-        std::atomic<bool> done{false};
-    };
-
-    void play(std::vector<TimelineEvent> events, int generation, Run* run);
+    void play(const std::vector<TimelineEvent>& events, int generation);
     // Waits until the event is due; false when the timeline was cancelled meanwhile.
     bool waitFor(const TimelineEvent& event, std::chrono::steady_clock::time_point start, int generation);
-    void joinFinishedRuns();
 
     Apply m_apply;
     Scale m_scale;
     std::mutex m_mutex;
     std::condition_variable m_cancelled;
     std::atomic<int> m_generation{0};
-    std::vector<std::unique_ptr<Run>> m_runs;
+    CReapedThreads m_runs;
 };
 
 } // namespace TavixSim

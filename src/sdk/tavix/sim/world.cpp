@@ -295,7 +295,7 @@ void CWorld::loseDevice(const std::string& deviceFullName)
         }
         // The SDK finds the loss on a thread of its own. A device that is destroyed meanwhile
         // unregisters under the same mutex, which the thread holds while it notifies.
-        m_removalThreads.emplace_back([this, deviceFullName] {
+        m_removalThreads.start([this, deviceFullName] {
             std::lock_guard<std::mutex> threadLock(m_devicesMutex);
             const auto live = m_liveDevices.equal_range(deviceFullName);
             for (auto it = live.first; it != live.second; ++it)
@@ -323,17 +323,7 @@ void CWorld::unregisterDevice(CSimDevice* device)
 
 void CWorld::waitForRemovalThreads()
 {
-    std::vector<std::thread> threads;
-    {
-        std::lock_guard<std::mutex> lock(m_devicesMutex);
-        threads.swap(m_removalThreads);
-    }
-    for (auto& thread : threads) {
-        if (thread.joinable() && thread.get_id() != std::this_thread::get_id())
-            thread.join();
-        else if (thread.joinable())
-            thread.detach();
-    }
+    m_removalThreads.joinAll();
 }
 
 namespace {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tavix/sim/reapedthreads.h>
 #include <tavix/sim/scenario.h>
 #include <tavix/sim/simcontrol.h>
 #include <tavix/sim/timeline.h>
@@ -182,7 +183,7 @@ private:
 
     std::mutex m_devicesMutex;
     std::multimap<std::string, CSimDevice*> m_liveDevices;
-    std::vector<std::thread> m_removalThreads;
+    CReapedThreads m_removalThreads;
 
     std::mutex m_gateMutex;
     std::condition_variable m_gateChanged;
