@@ -43,18 +43,14 @@ public:
     {
     }
 #if defined(__SANITIZE_THREAD__)
-    // Qt's event queue orders the posting thread's writes, the captures among them, before the
-    // event is handled and deleted on the receiver's thread, but inside its own library, which
-    // ThreadSanitizer doesn't see; in such a build the event tells it so on its own address.
+    // Qt's event queue orders the posting thread's writes, the event itself among them, before
+    // the event is handled or deleted on the receiver's thread, but inside its own library,
+    // which ThreadSanitizer doesn't see. In such a build the poster tells it so on the event's
+    // address, and the receiver's side before it reads the event: in runQueuedCall(), and here
+    // for an event of a destroyed receiver, which Qt deletes without handing it on.
     ~CQueuedCallEvent() override { __tsan_acquire(this); }
-    void run() override
-    {
-        __tsan_acquire(this);
-        m_function();
-    }
-#else
-    void run() override { m_function(); }
 #endif
+    void run() override { m_function(); }
 
 private:
     Function m_function;
@@ -74,6 +70,9 @@ void postQueuedCall(QObject* receiver, Function function)
 // For a receiver's event(): runs a posted call; false for any other event.
 inline bool runQueuedCall(QEvent* event)
 {
+#if defined(__SANITIZE_THREAD__)
+    __tsan_acquire(event); // before the event's fields and its virtual table are read
+#endif
     if (event->type() != AQueuedCallEvent::eventType())
         return false;
     static_cast<AQueuedCallEvent*>(event)->run();
