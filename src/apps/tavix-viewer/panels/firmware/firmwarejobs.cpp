@@ -1,8 +1,6 @@
 #include "firmwarejobs.h"
 
-#include <core/exception/exceptions.h>
-
-#include <exception>
+#include <failureof.h>
 
 namespace Viewer {
 
@@ -20,14 +18,9 @@ QString reasonOf(const CFirmwareJobs::CameraInfoPtr& camera, const QString& fall
 // to be told, not a failure of the viewer.
 QVector<FirmwareUpdateInfoPtr> readUpdates(IDeviceFirmwareUpdateService& service, const QString& fileName, QString& error)
 {
-    try {
-        return service.getUpdates(fileName, QString());
-    } catch (const Core::Exception::BaseException& e) {
-        error = e.getMessage();
-    } catch (const std::exception& e) {
-        error = QString::fromLocal8Bit(e.what());
-    }
-    return {};
+    QVector<FirmwareUpdateInfoPtr> updates;
+    error = failureOf([&] { updates = service.getUpdates(fileName, QString()); });
+    return updates;
 }
 
 } // namespace

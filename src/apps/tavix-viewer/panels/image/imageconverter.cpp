@@ -1,5 +1,7 @@
 #include "imageconverter.h"
 
+#include <failureof.h>
+
 #include <core/exception/exceptions.h>
 
 #include <QMutexLocker>
@@ -66,16 +68,14 @@ bool CImageConverter::readLayout(const CameraInfoPtr& camera, QString& error)
 {
     m_ptrLayoutCamera = camera;
     m_layout = {};
-    try {
+    const QString failure = failureOf([&] {
         const auto& parameters = m_ptrServices->parameters;
         m_layout.width = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/Width")).toInt();
         m_layout.height = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/Height")).toInt();
         m_layout.pixelFormat = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/PixelFormat"));
-    } catch (const Core::Exception::BaseException& e) {
-        error = tr("The image layout of %1 can't be read: %2").arg(camera->getDisplayName(), e.getMessage());
-        return false;
-    } catch (const GenICam::GenericException& e) {
-        error = tr("The image layout of %1 can't be read: %2").arg(camera->getDisplayName(), QString::fromUtf8(e.GetDescription()));
+    });
+    if (!failure.isEmpty()) {
+        error = tr("The image layout of %1 can't be read: %2").arg(camera->getDisplayName(), failure);
         return false;
     }
     m_layout.compressionMode = readOptional(camera, QStringLiteral("@CameraDevice/ImageCompressionMode"));

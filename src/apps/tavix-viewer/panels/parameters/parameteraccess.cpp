@@ -1,5 +1,7 @@
 #include "parameteraccess.h"
 
+#include <failureof.h>
+
 #include <core/exception/exceptions.h>
 #include <core/parametercollection/parametercollection.h>
 
@@ -20,20 +22,6 @@ struct CReadResult
     QString error;
 };
 
-// The reason of whatever the work threw: the service's exceptions, the SDK's, or any other.
-QString guarded(const std::function<void()>& work)
-{
-    try {
-        work();
-    } catch (const Core::Exception::BaseException& e) {
-        return e.getMessage();
-    } catch (const GenICam::GenericException& e) {
-        return QString::fromUtf8(e.GetDescription());
-    } catch (const std::exception& e) {
-        return QString::fromUtf8(e.what());
-    }
-    return {};
-}
 
 } // namespace
 
@@ -52,7 +40,7 @@ int CParameterAccess::read(const DeviceBaseInfoPtr& device)
     m_worker.run<CReadResult>(
         [=] {
             CReadResult result;
-            result.error = guarded([&] {
+            result.error = failureOf([&] {
                 const auto collection = services->parameters ? services->parameters->findParameterCollection(device) : nullptr;
                 if (!collection)
                     throw Core::Exception::ArgumentException(tr("No parameters are known for %1.").arg(device->getDisplayName()));
@@ -74,7 +62,7 @@ void CParameterAccess::runWrite(const DeviceBaseInfoPtr& device, const QString& 
             CWriteResult result;
             result.error = work();
             // What the camera holds now, whether it took the value or not.
-            guarded([&] { result.readBack = services->parameters->getParameterText(device, path); });
+            failureOf([&] { result.readBack = services->parameters->getParameterText(device, path); });
             return result;
         },
         [=](const CWriteResult& result) { emit written(device, path, result.error, result.readBack); });
@@ -83,14 +71,14 @@ void CParameterAccess::runWrite(const DeviceBaseInfoPtr& device, const QString& 
 void CParameterAccess::write(const DeviceBaseInfoPtr& device, const QString& path, const QString& value)
 {
     const auto services = m_ptrServices;
-    runWrite(device, path, [=] { return guarded([&] { services->parameters->setParameterText(device, path, value); }); });
+    runWrite(device, path, [=] { return failureOf([&] { services->parameters->setParameterText(device, path, value); }); });
 }
 
 void CParameterAccess::execute(const DeviceBaseInfoPtr& device, const QString& path)
 {
     const auto services = m_ptrServices;
     runWrite(device, path, [=] {
-        return guarded([&] {
+        return failureOf([&] {
             const auto collection = services->parameters->findParameterCollection(device);
             const auto command = collection ? collection->getCommandParameter(path) : nullptr;
             if (!command)

@@ -1,8 +1,7 @@
 #include "actioncommanddialog.h"
 
+#include <failureof.h>
 #include <serialworker.h>
-
-#include <core/exception/exceptions.h>
 
 #include <QButtonGroup>
 #include <QDialogButtonBox>
@@ -16,8 +15,6 @@
 #include <QRegularExpressionValidator>
 #include <QTableWidget>
 #include <QVBoxLayout>
-
-#include <exception>
 
 namespace Viewer {
 
@@ -72,7 +69,7 @@ CActionAnswers issue(Plugin::OptiRoster::ICameraActionCommandsService& service, 
 {
     CActionAnswers answers;
     uint32_t count = AnswerRoom;
-    try {
+    answers.error = failureOf([&] {
         if (command.scheduled) {
             // The scheduled call appends its answers behind the room it is given.
             QVector<CActionCommandResult> room(AnswerRoom);
@@ -84,11 +81,7 @@ CActionAnswers issue(Plugin::OptiRoster::ICameraActionCommandsService& service, 
             answers.sent = service.issueActionCommand(command.deviceKey, command.groupKey, command.groupMask, answers.results,
                                                       command.broadcast, AnswerTimeoutMs, &count);
         }
-    } catch (const Core::Exception::BaseException& e) {
-        answers.error = e.getMessage();
-    } catch (const std::exception& e) {
-        answers.error = QString::fromLocal8Bit(e.what());
-    }
+    });
     if (!answers.error.isEmpty())
         answers.results.clear();
     return answers;

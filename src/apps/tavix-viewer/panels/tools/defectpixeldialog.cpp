@@ -1,8 +1,7 @@
 #include "defectpixeldialog.h"
 
+#include <failureof.h>
 #include <serialworker.h>
-
-#include <core/exception/exceptions.h>
 
 #include <QDialogButtonBox>
 #include <QGridLayout>
@@ -13,8 +12,6 @@
 #include <QPushButton>
 #include <QTableWidget>
 #include <QVBoxLayout>
-
-#include <exception>
 
 namespace Viewer {
 
@@ -86,33 +83,31 @@ CDefectLists work(const CClientServices& services, const CameraInfoPtr& camera, 
         lists.error = CDefectPixelDialog::tr("The camera roster offers no defect pixel correction.");
         return lists;
     }
-    try {
+    const QString failure = failureOf([&] {
         camera->clearLastError();
         const CScopedCameraOpen open(services, camera);
         if (!open.isOpen()) {
             lists.error = CDefectPixelDialog::tr("The camera can't be opened: %1")
                               .arg(reasonOf(camera, CDefectPixelDialog::tr("it is in use elsewhere or gone.")));
-            return lists;
+            return;
         }
         if (services.status->isCameraGrabbing(camera)) {
             lists.error = CDefectPixelDialog::tr("Stop the grab first: the camera reads and writes its lists only while it isn't grabbing.");
-            return lists;
+            return;
         }
         if (write) {
             Tavix::StaticDefectPixelList list = *write;
             if (!services.defects->normalizeDefectPixelList(camera, list) || !services.defects->setDefectPixelList(camera, list, ListType_User)) {
                 lists.error = CDefectPixelDialog::tr("The user list was not written: %1")
                                   .arg(reasonOf(camera));
-                return lists;
+                return;
             }
             lists.leftOut = int(write->size()) - int(list.size());
         }
         readBoth(*services.defects, camera, lists);
-    } catch (const Core::Exception::BaseException& e) {
-        lists.error = e.getMessage();
-    } catch (const std::exception& e) {
-        lists.error = QString::fromLocal8Bit(e.what());
-    }
+    });
+    if (!failure.isEmpty())
+        lists.error = failure;
     return lists;
 }
 
