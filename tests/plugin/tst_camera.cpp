@@ -10,6 +10,7 @@
 
 #include <tavix/imagedecompressor.h>
 
+#include <QElapsedTimer>
 #include <QSettings>
 
 #include <atomic>
@@ -89,6 +90,7 @@ private slots:
     void buffersAreSizedFromThePayload();
     void statisticsOfACompressedStreamWithFailures();
     void theTimerKeepsStatisticsMovingUntilAfterTheStop();
+    void camerasSharingANewsQueueGetOnlyTheirOwnNews();
     void chunkDataIsParsedOnlyInChunkMode();
     void aLostDeviceLeavesTheCameraOpenButNotConnected();
     void compressionDataIsReadAndChecked();
@@ -387,6 +389,31 @@ void TestCamera::theTimerKeepsStatisticsMovingUntilAfterTheStop()
     QTRY_COMPARE_WITH_TIMEOUT(statistics->values.size(), atStop + 1, 10000); // one more after the stop
     QTest::qWait(1200);
     QCOMPARE(statistics->values.size(), atStop + 1); // and then none
+}
+
+void TestCamera::camerasSharingANewsQueueGetOnlyTheirOwnNews()
+{
+    // Two cameras' news wait in one queue while the main thread is busy: the camera that ends
+    // meanwhile takes its news along, and the other gets its own.
+    const auto queue = Internal::CImageNewsQueue::create();
+    auto ending = std::make_unique<CCamera>(cameraInfo(QStringLiteral("401")), queue, nullptr);
+    CCamera staying(cameraInfo(QStringLiteral("404")), queue, nullptr);
+    std::atomic<int> images{0};
+    QVector<int> told;
+    for (CCamera* camera : {ending.get(), &staying}) {
+        connect(camera, &ICamera::cameraImageGrabbed, this, [&] { ++images; }, Qt::DirectConnection);
+        connect(camera, &ICamera::cameraStatisticChanged, this, [&told](int grabbed) { told.append(grabbed); });
+        QVERIFY(camera->open(false));
+        camera->startGrabbing();
+    }
+    QElapsedTimer waited;
+    waited.start();
+    while (images.load() < 4 + 3 && waited.elapsed() < 30000)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    QCOMPARE(images.load(), 4 + 3);
+    ending.reset();
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(told, QVector<int>{3}); // the newest figures of the camera that stayed
 }
 
 void TestCamera::chunkDataIsParsedOnlyInChunkMode()

@@ -8,6 +8,7 @@
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/optiroster.h>
 
+#include <QHash>
 #include <QElapsedTimer>
 #include <QSemaphore>
 #include <QThread>
@@ -129,6 +130,8 @@ void TestRoster::init()
         TestScenario::camera(QStringLiteral("502"), SlowStream),
         TestScenario::camera(QStringLiteral("503"), QJsonObject{{"frameLimit", BurstImages},
             {"failures", QJsonArray{QJsonObject{{"every", 1000}, {"text", "Packet lost"}, {"code", 7}}}}}),
+        TestScenario::camera(QStringLiteral("504"), QJsonObject{{"frameLimit", BurstImages},
+            {"failures", QJsonArray{QJsonObject{{"every", 700}, {"text", "Frame dropped"}, {"code", 9}}}}}),
         remote,
     };
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
@@ -255,39 +258,50 @@ void TestRoster::aFailedImageIsReportedThenDescribedThenObserved()
 
 void TestRoster::aBusyMainThreadGetsMergedFiguresButEveryFailure()
 {
-    // While the main thread is busy, a fast camera's statistics and the infos of its good images
-    // wait there as one event of each kind; every failure still arrives on its own, in order.
-    const CameraInfoPtr info = cameraInfo(QStringLiteral("503"));
-    QStringList infos;
-    QStringList statistics;
-    int failures = 0;
+    // While the main thread is busy, each fast camera's statistics and the infos of its good
+    // images wait there as one call of each kind; every failure still arrives on its own, in its
+    // camera's order, though two cameras' news share the way there.
+    const CameraInfoPtr first = cameraInfo(QStringLiteral("503"));
+    const CameraInfoPtr second = cameraInfo(QStringLiteral("504"));
+    m_pRoster->addDevice(second);
+    QHash<QString, QStringList> infos;
+    QHash<QString, QStringList> statistics;
     connect(m_pRoster.get(), &COptiRoster::cameraImageGrabbedInfo, this,
-            [&](const CameraInfoPtr&, ImageGrabbedInfo grabbed) { infos.append(describe(grabbed)); });
-    connect(m_pRoster.get(), &COptiRoster::cameraStatisticUpdated, this, [&](const CameraInfoPtr&, int grabbed, int failed) {
-        statistics.append(QStringLiteral("%1 %2").arg(grabbed).arg(failed));
+            [&](const CameraInfoPtr& info, ImageGrabbedInfo grabbed) { infos[info->getSerialNumber()].append(describe(grabbed)); });
+    connect(m_pRoster.get(), &COptiRoster::cameraStatisticUpdated, this, [&](const CameraInfoPtr& info, int grabbed, int failed) {
+        statistics[info->getSerialNumber()].append(QStringLiteral("%1 %2").arg(grabbed).arg(failed));
     });
+    int failures = 0;
     connect(m_pRoster.get(), &COptiRoster::cameraImageGrabFailed, this, [&] { ++failures; });
     CCountingObserver observer;
     m_notifier->addObserver(&observer);
-    QVERIFY(m_pRoster->openDevice(info, false));
-    m_pRoster->startGrabbing(info);
+    for (const CameraInfoPtr& info : {first, second}) {
+        QVERIFY(m_pRoster->openDevice(info, false));
+        m_pRoster->startGrabbing(info);
+    }
 
-    // Busy: no turn of the event loop until the camera has sent all it will send.
+    // Busy: no turn of the event loop until the cameras have sent all they will send.
     QElapsedTimer waited;
     waited.start();
-    while (observer.count() < BurstImages && waited.elapsed() < 30000)
+    while (observer.count() < 2 * BurstImages && waited.elapsed() < 30000)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    QCOMPARE(observer.count(), BurstImages);
+    QCOMPARE(observer.count(), 2 * BurstImages);
     QCoreApplication::sendPostedEvents();
-    m_pRoster->stopGrabbing(info);
+    for (const CameraInfoPtr& info : {first, second})
+        m_pRoster->stopGrabbing(info);
     m_notifier->removeObserver(&observer);
 
-    QCOMPARE(statistics, QStringList{QStringLiteral("%1 2").arg(BurstImages)}); // the newest figures
-    QCOMPARE(failures, 2);
+    // The newest figures.
+    QCOMPARE(statistics.value("503"), QStringList{QStringLiteral("%1 2").arg(BurstImages)});
+    QCOMPARE(statistics.value("504"), QStringList{QStringLiteral("%1 3").arg(BurstImages)});
+    QCOMPARE(failures, 5);
     // Good images merge between the failures, and one that comes after a failure isn't merged
     // into a good one before it.
+    const QString good = QStringLiteral("info 1 0 ");
     const QString lost = QStringLiteral("info 0 7 Packet lost");
-    QCOMPARE(infos, (QStringList{"info 1 0 ", lost, "info 1 0 ", lost, "info 1 0 "}));
+    const QString dropped = QStringLiteral("info 0 9 Frame dropped");
+    QCOMPARE(infos.value("503"), (QStringList{good, lost, good, lost, good}));
+    QCOMPARE(infos.value("504"), (QStringList{good, dropped, good, dropped, good, dropped, good}));
 }
 
 void TestRoster::observersGetEachImageOnTheGrabThread()
@@ -488,7 +502,7 @@ void TestRoster::camerasAreAnnouncedByAddress()
     m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.50"));
     Tavix::DeviceInfoList devices;
     Tavix::CTlFactory::GetInstance().EnumerateDevices(devices);
-    QCOMPARE(int(devices.size()), 5);
+    QCOMPARE(int(devices.size()), 6);
 
     TavixSim::injectFault({"*", "AnnounceRemoteDevice", "TimeoutException", "no answer", 1});
     QCOMPARE(messageOf<Core::Exception::BaseException>([&] { m_pRoster->announceCameraByAddress(QStringLiteral("10.9.9.50")); }),

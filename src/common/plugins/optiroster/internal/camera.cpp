@@ -4,7 +4,6 @@
 #include <plugins/optiroster/internal/chunkparsingeventhander.h>
 #include <plugins/optiroster/internal/failurerule.h>
 #include <plugins/optiroster/internal/grabsettings.h>
-#include <plugins/optiroster/internal/queuedcall.h>
 #include <plugins/optiroster/internal/updatabledevice.h>
 
 #include <tavix/firmware.h>
@@ -87,6 +86,11 @@ QVector<unsigned char> readCompressionBlock(Read read, GenApi::INodeMap& nodeMap
 } // namespace
 
 CCamera::CCamera(CameraInfoPtr ptrInfo, QObject* parent)
+    : CCamera(std::move(ptrInfo), CImageNewsQueue::create(), parent)
+{
+}
+
+CCamera::CCamera(CameraInfoPtr ptrInfo, std::shared_ptr<CImageNewsQueue> ptrImageNewsQueue, QObject* parent)
     : ICamera(parent)
     , m_pCamera(new Tavix::CInstantCamera)
     , m_ptrInfo(std::move(ptrInfo))
@@ -94,6 +98,7 @@ CCamera::CCamera(CameraInfoPtr ptrInfo, QObject* parent)
     , m_ptrDeviceState(new ParameterCollection::CObjectState(this))
     , m_operationMutex(QMutex::Recursive)
     , m_pChunkParsingHandler(new CChunkParsingEventHander(m_ptrObjectState))
+    , m_ptrImageNewsQueue(std::move(ptrImageNewsQueue))
     , m_frameGrabberTimer(this) // a child, so that it moves with the camera to its pool's thread
     , m_frameGrabberTimeoutMs(500)
 {
@@ -166,6 +171,8 @@ CCamera::~CCamera()
         m_ptrDeviceState->setState(ParameterCollection::ObjectStateFree);
     }
     writeSettings();
+    // The grab thread has ended: news it left for this camera would reach a camera that's gone.
+    m_ptrImageNewsQueue->forget(this);
     // Parameter clients may hold the state objects through the collection beyond this object:
     // from here on the shared pointers alone own them, so that QObject doesn't delete them too.
     m_ptrObjectState->setParent(nullptr);
@@ -491,11 +498,6 @@ void CCamera::stopGrabbing()
         m_pCamera->StopGrabbing();
 }
 
-bool CCamera::event(QEvent* event)
-{
-    return runQueuedCall(event) || ICamera::event(event);
-}
-
 void CCamera::onFrameGrabberTimeout()
 {
     m_fpsStatistic.addNoSample();
@@ -542,9 +544,13 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
     // merged call rather than three queued signals per image: a camera faster than that thread
     // would otherwise bury it, and the memory with it, under events. A waiting call takes the
     // newest figures and the successes since along; a thread that keeps up still sees one of
-    // each per image, and every failure with its code and text.
+    // each per image (up to about a thousand a second, the pace of the news queue), and every
+    // failure with its code and text.
     m_imageNewsDelivery.request(result->GrabSucceeded(), [this](uint64_t ticket) {
-        postQueuedCall(this, [this, ticket] { deliverImageNews(m_imageNewsDelivery.take(ticket)); });
+        if (m_imageNewsCall.claim(ticket))
+            m_ptrImageNewsQueue->post(this, &m_imageNewsCall);
+        else
+            m_ptrImageNewsQueue->postFunction(this, [this, ticket] { deliverImageNews(m_imageNewsDelivery.take(ticket)); });
     });
     emit cameraImageGrabbed(m_ptrInfo, result);
 }
@@ -554,11 +560,32 @@ void CCamera::postFailureInfo(const Tavix::CGrabResultPtr& result)
     const bool successesJoined = m_imageNewsDelivery.seal();
     const ImageGrabbedInfo failure(false, result->GetErrorCode(),
                                    QString::fromLatin1(result->GetErrorDescription().c_str()));
-    postQueuedCall(this, [this, successesJoined, failure] {
+    m_ptrImageNewsQueue->postFunction(this, [this, successesJoined, failure] {
         if (successesJoined)
             emitSuccessInfo();
         emit imageGrabbedInfoReady(m_ptrInfo, failure);
     });
+}
+
+bool CCamera::CImageNewsCall::claim(uint64_t ticket)
+{
+    if (m_queued.exchange(true, std::memory_order_acquire))
+        return false;
+    m_ticket = ticket;
+    return true;
+}
+
+void CCamera::CImageNewsCall::run()
+{
+    const uint64_t ticket = m_ticket;
+    // Free for the next image's news before this news is told, which may take a while.
+    m_queued.store(false, std::memory_order_release);
+    m_pCamera->deliverImageNews(m_pCamera->m_imageNewsDelivery.take(ticket));
+}
+
+void CCamera::CImageNewsCall::discard()
+{
+    m_queued.store(false, std::memory_order_release);
 }
 
 void CCamera::deliverImageNews(CMergedDelivery::CTaken taken)

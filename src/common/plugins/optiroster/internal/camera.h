@@ -5,6 +5,7 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
+#include <plugins/optiroster/internal/imagenewsqueue.h>
 #include <plugins/optiroster/internal/mergeddelivery.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
 #include <plugins/optiroster/staticdefectpixellisttype.h>
@@ -19,6 +20,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 namespace Tavix {
 class CInstantCamera;
@@ -39,7 +41,10 @@ class CCamera : public ICamera,
 {
     Q_OBJECT
 public:
+    // A camera with a news queue of its own, in the calling thread.
     CCamera(CameraInfoPtr ptrInfo, QObject* parent);
+    // A camera of a pool, which shares the pool's news queue with its other cameras.
+    CCamera(CameraInfoPtr ptrInfo, std::shared_ptr<CImageNewsQueue> ptrImageNewsQueue, QObject* parent);
     // A camera without a description: it opens the first device that the SDK offers.
     explicit CCamera(QObject* parent);
     ~CCamera() override;
@@ -82,10 +87,6 @@ public:
     void OnGrabError(Tavix::CInstantCamera& camera, const char* errorMessage) override;
     void OnCameraDeviceRemoved(Tavix::CInstantCamera& camera) override;
 
-protected:
-    // Runs the grab thread's posted news.
-    bool event(QEvent* event) override;
-
 public slots:
     bool open(bool monitorMode = false) override;
     void close() override;
@@ -105,6 +106,26 @@ private slots:
 
 private:
     class CGrabOperationLocker;
+
+    // The camera's merged call of its images' news: one object, posted again whenever it isn't
+    // queued, so that posting it allocates nothing.
+    class CImageNewsCall final : public CImageNewsQueue::ACall
+    {
+    public:
+        explicit CImageNewsCall(CCamera* camera)
+            : m_pCamera(camera)
+        {
+        }
+        // On the grab thread: false while the call is still queued, after a failure closed it.
+        bool claim(uint64_t ticket);
+        void run() override;
+        void discard() override;
+
+    private:
+        CCamera* const m_pCamera;
+        uint64_t m_ticket = 0;
+        std::atomic<bool> m_queued{false};
+    };
 
     // The figures of one image as the grab thread leaves them for the owner's thread.
     struct CImageStatistic
@@ -166,6 +187,8 @@ private:
     CSeqLockedValue<CCompressionStatistic> m_publishedCompressionStatistic;
     CSeqLockedValue<CImageStatistic> m_newestImageStatistic;
     CMergedDelivery m_imageNewsDelivery;
+    std::shared_ptr<CImageNewsQueue> m_ptrImageNewsQueue;
+    CImageNewsCall m_imageNewsCall{this};
     FpsStatistic m_fpsStatistic;
     QTimer m_frameGrabberTimer;
     int m_frameGrabberTimeoutMs;

@@ -18,6 +18,7 @@ using Core::OptiRosterComponents::ICameraInfo;
 COptiRoster::COptiRoster(QSharedPointer<ImageGrabbedNotifierService> notifier, QObject* parent)
     : ADevicePool(parent)
     , m_imageGrabbedNotifier(std::move(notifier))
+    , m_ptrImageNewsQueue(CImageNewsQueue::create())
 {
     qRegisterMetaType<CameraInfoPtr>("Core::OptiRosterComponents::CameraInfoPtr");
 }
@@ -66,7 +67,7 @@ QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
         return {};
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
-    const QSharedPointer<IDevice> device = own(new CCamera(cameraInfo, nullptr));
+    const QSharedPointer<IDevice> device = own(new CCamera(cameraInfo, m_ptrImageNewsQueue, nullptr));
     appendDevice(device);
     connectCamera(qobject_cast<ICamera*>(device.data()), WithConnectionLost);
     return device;

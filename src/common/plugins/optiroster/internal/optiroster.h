@@ -3,6 +3,7 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/devicepool.h>
+#include <plugins/optiroster/internal/imagenewsqueue.h>
 #include <plugins/optiroster/staticdefectpixellisttype.h>
 
 #include <tavix/defectpixelcorrection.h>
@@ -10,6 +11,8 @@
 #include <QList>
 #include <QMutex>
 #include <QVector>
+
+#include <memory>
 
 namespace Plugin::OptiRoster::Internal {
 
@@ -116,6 +119,8 @@ private:
 
     QList<QSharedPointer<ICamera>> m_detachedCameras;
     QSharedPointer<ImageGrabbedNotifierService> m_imageGrabbedNotifier;
+    // The news of all the cameras' images, on this thread: one wake-up serves several cameras.
+    std::shared_ptr<CImageNewsQueue> m_ptrImageNewsQueue;
     QMutex m_imageGrabbedNotifierMutex;
 };
 
