@@ -8,6 +8,7 @@ namespace Plugin::OptiRoster::Internal {
 
 namespace {
 constexpr int LingerMs = 1;
+constexpr qint64 LingerNs = LingerMs * 1000000;
 
 QEvent::Type wakeUpType()
 {
@@ -92,10 +93,10 @@ void CImageNewsQueue::runArrived(bool lingering)
     // each call leaves the list before it runs.
     while (ACall* call = popTaken())
         call->run();
-    const qint64 now = m_clock.elapsed();
-    const bool frequent = ran && (lingering || now - m_lastRunMs < LingerMs);
+    const qint64 now = m_clock.nsecsElapsed();
+    const bool frequent = ran && (lingering || now - m_lastRunNs < LingerNs);
     if (ran)
-        m_lastRunMs = now;
+        m_lastRunNs = now;
     if (frequent) {
         // Still posted as far as the grab threads can tell: the timer comes back instead.
         m_lingerTimer.start();

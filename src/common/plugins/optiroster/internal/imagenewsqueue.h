@@ -75,7 +75,7 @@ private:
     // Brings the thread back while news keeps coming, without a grab thread's wake-up.
     QTimer m_lingerTimer;
     QElapsedTimer m_clock;
-    qint64 m_lastRunMs = 0;
+    qint64 m_lastRunNs = 0;
 };
 
 namespace ImageNewsQueueDetail {
