@@ -148,8 +148,8 @@ private:
     CameraInfoPtr m_info;
 };
 
-// Counts the queued calls that the main thread handles: those it handles between two turns of
-// the heartbeat are the queue it had.
+// Counts the queued calls and posted events of the plug-in's own types that the main thread
+// handles: those it handles between two turns of the heartbeat are the queue it had.
 class CQueuedCallCounter : public QObject
 {
 public:
@@ -157,7 +157,7 @@ public:
     ~CQueuedCallCounter() override { QCoreApplication::instance()->removeEventFilter(this); }
     bool eventFilter(QObject*, QEvent* event) override
     {
-        if (event->type() == QEvent::MetaCall)
+        if (event->type() == QEvent::MetaCall || event->type() >= QEvent::User)
             ++calls;
         return false;
     }
@@ -292,7 +292,7 @@ void run(const char* title, const QSharedPointer<Internal::ImageGrabbedNotifierS
     std::printf("  heap allocations per image on its grab thread: %.3f\n",
                 times.count ? double(allocations) / double(times.count) : 0.0);
     std::printf("  main thread: backlog (images whose statistic it has not handled) largest %lld, largest in the second "
-                "half %lld, %lld at the stop, drained in %lld ms; most queued calls handled between two turns %lld; "
+                "half %lld, %lld at the stop, drained in %lld ms; most queued calls and events handled between two turns %lld; "
                 "longest gap between two turns %.1f ms\n",
                 static_cast<long long>(maxBacklog), static_cast<long long>(secondHalfMax),
                 static_cast<long long>(backlogAtStop), static_cast<long long>(drain.elapsed()),
