@@ -86,11 +86,11 @@ QVector<unsigned char> readCompressionBlock(Read read, GenApi::INodeMap& nodeMap
 } // namespace
 
 CCamera::CCamera(CameraInfoPtr ptrInfo, QObject* parent)
-    : CCamera(std::move(ptrInfo), CImageNewsQueue::create(), parent)
+    : CCamera(std::move(ptrInfo), QSharedPointer<CImageNewsQueue>(), parent)
 {
 }
 
-CCamera::CCamera(CameraInfoPtr ptrInfo, std::shared_ptr<CImageNewsQueue> ptrImageNewsQueue, QObject* parent)
+CCamera::CCamera(CameraInfoPtr ptrInfo, QSharedPointer<CImageNewsQueue> ptrImageNewsQueue, QObject* parent)
     : ICamera(parent)
     , m_pCamera(new Tavix::CInstantCamera)
     , m_ptrInfo(std::move(ptrInfo))
@@ -98,7 +98,7 @@ CCamera::CCamera(CameraInfoPtr ptrInfo, std::shared_ptr<CImageNewsQueue> ptrImag
     , m_ptrDeviceState(new ParameterCollection::CObjectState(this))
     , m_operationMutex(QMutex::Recursive)
     , m_pChunkParsingHandler(new CChunkParsingEventHander(m_ptrObjectState))
-    , m_ptrImageNewsQueue(std::move(ptrImageNewsQueue))
+    , m_ptrImageNewsQueue(ptrImageNewsQueue ? std::move(ptrImageNewsQueue) : CImageNewsQueue::create())
     , m_frameGrabberTimer(this) // a child, so that it moves with the camera to its pool's thread
     , m_frameGrabberTimeoutMs(500)
 {

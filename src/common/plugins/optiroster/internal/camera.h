@@ -20,7 +20,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 
 namespace Tavix {
 class CInstantCamera;
@@ -43,8 +42,9 @@ class CCamera : public ICamera,
 public:
     // A camera with a news queue of its own, in the calling thread.
     CCamera(CameraInfoPtr ptrInfo, QObject* parent);
-    // A camera of a pool, which shares the pool's news queue with its other cameras.
-    CCamera(CameraInfoPtr ptrInfo, std::shared_ptr<CImageNewsQueue> ptrImageNewsQueue, QObject* parent);
+    // A camera of a pool, which shares the pool's news queue, of the pool's thread, with its other
+    // cameras; without one, it makes its own.
+    CCamera(CameraInfoPtr ptrInfo, QSharedPointer<CImageNewsQueue> ptrImageNewsQueue, QObject* parent);
     // A camera without a description: it opens the first device that the SDK offers.
     explicit CCamera(QObject* parent);
     ~CCamera() override;
@@ -187,7 +187,7 @@ private:
     CSeqLockedValue<CCompressionStatistic> m_publishedCompressionStatistic;
     CSeqLockedValue<CImageStatistic> m_newestImageStatistic;
     CMergedDelivery m_imageNewsDelivery;
-    std::shared_ptr<CImageNewsQueue> m_ptrImageNewsQueue;
+    QSharedPointer<CImageNewsQueue> m_ptrImageNewsQueue;
     CImageNewsCall m_imageNewsCall{this};
     FpsStatistic m_fpsStatistic;
     QTimer m_frameGrabberTimer;

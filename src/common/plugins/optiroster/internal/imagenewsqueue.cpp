@@ -17,9 +17,9 @@ QEvent::Type wakeUpType()
 }
 } // namespace
 
-std::shared_ptr<CImageNewsQueue> CImageNewsQueue::create()
+QSharedPointer<CImageNewsQueue> CImageNewsQueue::create()
 {
-    return std::shared_ptr<CImageNewsQueue>(new CImageNewsQueue, [](CImageNewsQueue* queue) {
+    return QSharedPointer<CImageNewsQueue>(new CImageNewsQueue, [](CImageNewsQueue* queue) {
         if (queue->thread() == QThread::currentThread())
             delete queue;
         else

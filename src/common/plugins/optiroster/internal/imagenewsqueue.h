@@ -2,10 +2,10 @@
 
 #include <QElapsedTimer>
 #include <QObject>
+#include <QSharedPointer>
 #include <QTimer>
 
 #include <atomic>
-#include <memory>
 #include <utility>
 
 namespace Plugin::OptiRoster::Internal {
@@ -42,7 +42,7 @@ public:
     };
 
     // A queue of the calling thread, which ends on its own thread when its last owner lets go.
-    static std::shared_ptr<CImageNewsQueue> create();
+    static QSharedPointer<CImageNewsQueue> create();
     ~CImageNewsQueue() override;
 
     void post(const void* sender, ACall* call);

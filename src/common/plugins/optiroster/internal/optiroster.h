@@ -12,8 +12,6 @@
 #include <QMutex>
 #include <QVector>
 
-#include <memory>
-
 namespace Plugin::OptiRoster::Internal {
 
 class CCamera;
@@ -120,7 +118,7 @@ private:
     QList<QSharedPointer<ICamera>> m_detachedCameras;
     QSharedPointer<ImageGrabbedNotifierService> m_imageGrabbedNotifier;
     // The news of all the cameras' images, on this thread: one wake-up serves several cameras.
-    std::shared_ptr<CImageNewsQueue> m_ptrImageNewsQueue;
+    QSharedPointer<CImageNewsQueue> m_ptrImageNewsQueue;
     QMutex m_imageGrabbedNotifierMutex;
 };
 
