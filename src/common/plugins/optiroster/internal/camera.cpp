@@ -550,7 +550,7 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
         if (m_imageNewsCall.claim(ticket))
             m_ptrImageNewsQueue->post(this, &m_imageNewsCall);
         else
-            m_ptrImageNewsQueue->postFunction(this, [this, ticket] { deliverImageNews(m_imageNewsDelivery.take(ticket)); });
+            m_ptrImageNewsQueue->postFunction(this, [this, ticket] { deliverImageNews(ticket); });
     });
     emit cameraImageGrabbed(m_ptrInfo, result);
 }
@@ -580,7 +580,7 @@ void CCamera::CImageNewsCall::run()
     const uint64_t ticket = m_ticket;
     // Free for the next image's news before this news is told, which may take a while.
     m_queued.store(false, std::memory_order_release);
-    m_pCamera->deliverImageNews(m_pCamera->m_imageNewsDelivery.take(ticket));
+    m_pCamera->deliverImageNews(ticket);
 }
 
 void CCamera::CImageNewsCall::discard()
@@ -588,8 +588,9 @@ void CCamera::CImageNewsCall::discard()
     m_queued.store(false, std::memory_order_release);
 }
 
-void CCamera::deliverImageNews(CMergedDelivery::CTaken taken)
+void CCamera::deliverImageNews(uint64_t ticket)
 {
+    const CMergedDelivery::CTaken taken = m_imageNewsDelivery.take(ticket);
     if (taken.statistic)
         deliverImageStatistic();
     if (taken.successes)

@@ -137,9 +137,9 @@ private:
         CCompressionStatistic compression;
     };
 
-    // On the owner's thread: the newest image's statistic with the timer pushed out, and the
-    // successes' info, as far as the call carries them.
-    void deliverImageNews(CMergedDelivery::CTaken taken);
+    // On the owner's thread, the call of the ticket: the newest image's statistic with the timer
+    // pushed out, and the successes' info, as far as the call carries them.
+    void deliverImageNews(uint64_t ticket);
     void emitSuccessInfo();
     void deliverImageStatistic();
     void initialize();

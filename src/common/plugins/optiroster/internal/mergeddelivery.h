@@ -11,10 +11,10 @@ namespace Plugin::OptiRoster::Internal {
 // queue and the process's memory would grow without end. So while a call waits to run, later
 // images join it, and it delivers whatever is newest when it runs: the figures, and one info
 // for the successful images that joined. A receiver that runs each call before the next image
-// still gets one call, with one of each, per image. A failure is never merged: it closes the waiting call to successes
-// and goes out in a call of its own, which takes along the successes that had joined the
-// closed call, so that no success after the failure is told before it. The figures merge
-// across failures: whichever call runs first delivers the newest.
+// still gets one call, with one of each, per image. A failure is never merged: it closes the
+// waiting call to successes and goes out in a call of its own, which takes along the successes
+// that had joined the closed call, so that no success after the failure is told before it. The
+// figures merge across failures: whichever call runs first delivers the newest.
 //
 // One requesting thread at a time (the grab threads of one camera follow one another).
 class CMergedDelivery
