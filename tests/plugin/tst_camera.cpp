@@ -5,6 +5,7 @@
 
 #include <core/exception/exceptions.h>
 #include <plugins/optiroster/internal/camera.h>
+#include <plugins/optiroster/internal/newswaker.h>
 #include <plugins/optiroster/internal/grabsettings.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
 
@@ -90,7 +91,7 @@ private slots:
     void buffersAreSizedFromThePayload();
     void statisticsOfACompressedStreamWithFailures();
     void theTimerKeepsStatisticsMovingUntilAfterTheStop();
-    void camerasSharingANewsQueueGetOnlyTheirOwnNews();
+    void camerasSharingANewsWakerGetOnlyTheirOwnNews();
     void chunkDataIsParsedOnlyInChunkMode();
     void aLostDeviceLeavesTheCameraOpenButNotConnected();
     void compressionDataIsReadAndChecked();
@@ -391,13 +392,13 @@ void TestCamera::theTimerKeepsStatisticsMovingUntilAfterTheStop()
     QCOMPARE(statistics->values.size(), atStop + 1); // and then none
 }
 
-void TestCamera::camerasSharingANewsQueueGetOnlyTheirOwnNews()
+void TestCamera::camerasSharingANewsWakerGetOnlyTheirOwnNews()
 {
-    // Two cameras' news wait in one queue while the main thread is busy: the camera that ends
-    // meanwhile takes its news along, and the other gets its own.
-    const auto queue = Internal::CImageNewsQueue::create();
-    auto ending = std::make_unique<CCamera>(cameraInfo(QStringLiteral("401")), queue, nullptr);
-    CCamera staying(cameraInfo(QStringLiteral("404")), queue, nullptr);
+    // Two cameras' news waits for one waker while the main thread is busy; the camera that ends
+    // meanwhile hears nothing more, and the other gets its own newest figures.
+    const auto waker = Internal::CNewsWaker::create();
+    auto ending = std::make_unique<CCamera>(cameraInfo(QStringLiteral("401")), waker, nullptr);
+    CCamera staying(cameraInfo(QStringLiteral("404")), waker, nullptr);
     std::atomic<int> images{0};
     QVector<int> told;
     for (CCamera* camera : {ending.get(), &staying}) {

@@ -380,6 +380,7 @@ void TestRoster::aLostCameraThatNoClientHoldsClosesBeforeTheLossIsTold()
     connect(m_pRoster.get(), &COptiRoster::cameraConnectionLost, this, [&] { order << "lost"; });
     TavixSim::loseDevice("SimGigE#500");
     QTRY_VERIFY_WITH_TIMEOUT(order.contains("lost"), 10000);
+    qDebug() << order;
     QCOMPARE(order, (QStringList{"grab stopped", "closing", "closed", "lost", "closed"}));
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
 }

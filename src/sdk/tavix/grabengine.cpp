@@ -75,6 +75,7 @@ void CGrabEngine::join()
 
 void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
 {
+    m_loopThread.store(std::this_thread::get_id(), std::memory_order_release);
     if (overridePriority) {
         // A refusal (no privilege for real-time scheduling) leaves the default priority.
         sched_param param{};
@@ -98,6 +99,8 @@ void CGrabEngine::run(size_t maxImages, bool overridePriority, int priority)
         m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStop(m_camera); });
         m_camera.forEachConfiguration([&](CConfigurationEventHandler* h) { h->OnGrabStopped(m_camera); });
     }
+    // Once ended, a later thread that the system gives the same id is not this loop.
+    m_loopThread.store(std::thread::id(), std::memory_order_release);
 }
 
 size_t CGrabEngine::fillBuffers(IStreamGrabber& grabber, size_t maxImages)

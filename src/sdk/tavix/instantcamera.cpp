@@ -296,6 +296,11 @@ void CInstantCamera::startGrabbing(size_t maxImages)
 
 void CInstantCamera::StopGrabbing()
 {
+    // A handler on the grab thread asks for the stop; the loop carries it out after the image.
+    if (m_pGrabEngine->isLoopThread()) {
+        m_pGrabEngine->requestStop();
+        return;
+    }
     if (!m_pGrabEngine->isGrabbing()) {
         m_pGrabEngine->stop(); // joins a loop that ended by itself
         return;

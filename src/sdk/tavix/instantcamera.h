@@ -102,7 +102,9 @@ public:
     virtual void StartGrabbing(EGrabStrategy strategy = GrabStrategy_OneByOne,
                                EGrabLoop grabLoop = GrabLoop_ProvidedByInstantCamera);
     ///@}
-    /// Stops the grab and waits for the grab thread to end; not from that thread's handlers.
+    /// Stops the grab and waits for the grab thread to end. From a handler on the grab thread it
+    /// only asks for the stop: the grab ends, and reports its stop, once the image's handlers
+    /// have returned.
     virtual void StopGrabbing();
     /// Whether the camera grabs.
     virtual bool IsGrabbing() const;

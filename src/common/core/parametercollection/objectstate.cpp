@@ -1,5 +1,9 @@
 #include "objectstate.h"
 
+#include <core/callbacks/callbackhold.h>
+
+#include <QPointer>
+
 namespace ParameterCollection {
 
 CObjectState::CObjectState(QObject* parent)
@@ -13,7 +17,11 @@ CObjectState::~CObjectState() = default;
 void CObjectState::setState(EObjectState state)
 {
     m_state.store(state, std::memory_order_release);
-    emit stateChanged(state);
+    // The state holds at once; its receivers hear of it once the owner holds no lock.
+    Core::CCallbackHold::call([self = QPointer<CObjectState>(this), state] {
+        if (self)
+            emit self->stateChanged(state);
+    });
 }
 
 EObjectState CObjectState::getState() const

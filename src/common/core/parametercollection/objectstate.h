@@ -28,7 +28,8 @@ public:
     explicit CObjectState(QObject* parent = nullptr);
     ~CObjectState() override;
 
-    /// Sets the state and sends stateChanged() when it changes.
+    /// Sets the state and sends stateChanged(); while the calling thread is inside a
+    /// Core::CCallbackHold, the signal waits for the hold's end.
     void setState(EObjectState state);
     /// The state.
     EObjectState getState() const;

@@ -1,5 +1,7 @@
 #include "parametercollection.h"
 
+#include <core/callbacks/callbackhold.h>
+
 #include <tavix/genapi.h>
 
 #include <QReadLocker>
@@ -179,6 +181,20 @@ void CParameterCollection::removeNodeMapListener(int id)
 }
 
 void CParameterCollection::notify(const QString& name, GenApi::INodeMap* nodeMap)
+{
+    if (Core::CCallbackHold::isHolding()) {
+        // The owner holds its locks: the listeners hear of the name once it lets them go, with the
+        // map bound to it then, since a map unbound meanwhile may be gone.
+        Core::CCallbackHold::call([weak = sharedFromThis().toWeakRef(), name] {
+            if (const auto self = weak.toStrongRef())
+                self->callListeners(name, self->getNodeMap(name));
+        });
+        return;
+    }
+    callListeners(name, nodeMap);
+}
+
+void CParameterCollection::callListeners(const QString& name, GenApi::INodeMap* nodeMap)
 {
     QList<NodeMapListener> listeners;
     {

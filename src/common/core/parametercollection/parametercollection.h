@@ -24,7 +24,8 @@ namespace ParameterCollection {
 class CParameterCollection : public QEnableSharedFromThis<CParameterCollection>
 {
 public:
-    /// Called after a name is bound or unbound; nodeMap is null when unbound.
+    /// Called after a name is bound or unbound; nodeMap is null when unbound. A binding made inside
+    /// a Core::CCallbackHold is told when the hold ends, with the map bound to the name then.
     using NodeMapListener = std::function<void(const QString& name, GenApi::INodeMap* nodeMap)>;
 
     /// A collection without node maps, whose parameters follow the state of its SDK object.
@@ -81,7 +82,10 @@ private:
     template <typename Parameter, typename Interface>
     QSharedPointer<Parameter> lookup(const QString& path);
 
+    /// Tells the listeners now, or, while the calling thread is inside a Core::CCallbackHold,
+    /// once the hold ends.
     void notify(const QString& name, GenApi::INodeMap* nodeMap);
+    void callListeners(const QString& name, GenApi::INodeMap* nodeMap);
 
     QSharedPointer<CObjectState> m_ptrObjectState;
     mutable QReadWriteLock m_lock;

@@ -81,9 +81,7 @@ void CArvDevice::controlLost()
 
 void CArvDevice::notifyRemoved()
 {
-    std::lock_guard<std::mutex> lock(m_callbackMutex);
-    for (const auto& callback : m_removalCallbacks)
-        callback.second();
+    m_removalCallbacks.notify();
 }
 
 void CArvDevice::joinRemovalThread()
@@ -99,16 +97,12 @@ void CArvDevice::joinRemovalThread()
 
 int CArvDevice::RegisterRemovalCallback(std::function<void()> callback)
 {
-    std::lock_guard<std::mutex> lock(m_callbackMutex);
-    const int id = m_nextCallbackId++;
-    m_removalCallbacks.emplace(id, std::move(callback));
-    return id;
+    return m_removalCallbacks.add(std::move(callback));
 }
 
 void CArvDevice::DeregisterRemovalCallback(int id)
 {
-    std::lock_guard<std::mutex> lock(m_callbackMutex);
-    m_removalCallbacks.erase(id);
+    m_removalCallbacks.remove(id);
 }
 
 Tavix::IChunkParser* CArvDevice::CreateChunkParser()

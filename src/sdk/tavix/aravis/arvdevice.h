@@ -4,6 +4,7 @@
 #include <tavix/aravis/arvnodemap.h>
 #include <tavix/aravis/arvstreamgrabber.h>
 
+#include <tavix/removalcallbacks.h>
 #include <tavix/transportlayer.h>
 
 #include <atomic>
@@ -61,9 +62,7 @@ private:
     std::atomic<bool> m_open{false};
     std::atomic<bool> m_removed{false};
 
-    std::mutex m_callbackMutex;
-    std::map<int, std::function<void()>> m_removalCallbacks;
-    int m_nextCallbackId = 1;
+    Tavix::CRemovalCallbacks m_removalCallbacks;
     std::mutex m_removalThreadMutex;
     std::thread m_removalThread;
 };

@@ -338,16 +338,12 @@ void CSimDevice::DestroyChunkParser(Tavix::IChunkParser* parser)
 
 int CSimDevice::RegisterRemovalCallback(std::function<void()> callback)
 {
-    std::lock_guard<std::mutex> lock(m_callbackMutex);
-    const int id = m_nextCallbackId++;
-    m_removalCallbacks.emplace(id, std::move(callback));
-    return id;
+    return m_removalCallbacks.add(std::move(callback));
 }
 
 void CSimDevice::DeregisterRemovalCallback(int id)
 {
-    std::lock_guard<std::mutex> lock(m_callbackMutex);
-    m_removalCallbacks.erase(id);
+    m_removalCallbacks.remove(id);
 }
 
 void CSimDevice::markRemoved()
@@ -358,9 +354,7 @@ void CSimDevice::markRemoved()
 
 void CSimDevice::notifyRemoved()
 {
-    std::lock_guard<std::mutex> lock(m_callbackMutex);
-    for (const auto& callback : m_removalCallbacks)
-        callback.second();
+    m_removalCallbacks.notify();
 }
 
 // Stream

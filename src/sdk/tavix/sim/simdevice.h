@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tavix/compressioncodec.h>
+#include <tavix/removalcallbacks.h>
 #include <tavix/sim/nodemap.h>
 #include <tavix/sim/scenario.h>
 #include <tavix/sim/sensordefects.h>
@@ -158,9 +159,7 @@ private:
     CSimStreamGrabber m_streamGrabber;
     std::atomic<bool> m_open{false};
     std::atomic<bool> m_removed{false};
-    std::mutex m_callbackMutex;
-    std::map<int, std::function<void()>> m_removalCallbacks;
-    int m_nextCallbackId = 1;
+    Tavix::CRemovalCallbacks m_removalCallbacks;
     std::mutex m_flashMutex;
     std::string m_flash;
     std::string m_verifiedVersion;

@@ -1,9 +1,12 @@
 #include "camera.h"
 
+#include <core/callbacks/callbackhold.h>
 #include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/internal/cameranews.h>
 #include <plugins/optiroster/internal/chunkparsingeventhander.h>
 #include <plugins/optiroster/internal/failurerule.h>
 #include <plugins/optiroster/internal/grabsettings.h>
+#include <plugins/optiroster/internal/newswaker.h>
 #include <plugins/optiroster/internal/updatabledevice.h>
 
 #include <tavix/firmware.h>
@@ -13,6 +16,7 @@
 #include <tavix/tlfactory.h>
 
 #include <QMutexLocker>
+#include <QPointer>
 #include <QThread>
 
 #include <utility>
@@ -22,6 +26,9 @@ namespace Plugin::OptiRoster::Internal {
 using ParameterCollection::CScopedObjectStateLock;
 
 namespace {
+
+// The camera whose image the calling thread delivers, while it does.
+thread_local const CCamera* t_pDeliveringCamera = nullptr;
 
 constexpr char TimeOfFlightProducer[] = "VorlanGTC/Vorlan/GenTL_Producer_for_Vorlan_quaro_707_cameras";
 
@@ -86,11 +93,11 @@ QVector<unsigned char> readCompressionBlock(Read read, GenApi::INodeMap& nodeMap
 } // namespace
 
 CCamera::CCamera(CameraInfoPtr ptrInfo, QObject* parent)
-    : CCamera(std::move(ptrInfo), QSharedPointer<CImageNewsQueue>(), parent)
+    : CCamera(std::move(ptrInfo), QSharedPointer<CNewsWaker>(), parent)
 {
 }
 
-CCamera::CCamera(CameraInfoPtr ptrInfo, QSharedPointer<CImageNewsQueue> ptrImageNewsQueue, QObject* parent)
+CCamera::CCamera(CameraInfoPtr ptrInfo, QSharedPointer<CNewsWaker> ptrWaker, QObject* parent)
     : ICamera(parent)
     , m_pCamera(new Tavix::CInstantCamera)
     , m_ptrInfo(std::move(ptrInfo))
@@ -98,7 +105,8 @@ CCamera::CCamera(CameraInfoPtr ptrInfo, QSharedPointer<CImageNewsQueue> ptrImage
     , m_ptrDeviceState(new ParameterCollection::CObjectState(this))
     , m_operationMutex(QMutex::Recursive)
     , m_pChunkParsingHandler(new CChunkParsingEventHander(m_ptrObjectState))
-    , m_ptrImageNewsQueue(ptrImageNewsQueue ? std::move(ptrImageNewsQueue) : CImageNewsQueue::create())
+    , m_ptrWaker(ptrWaker ? std::move(ptrWaker) : CNewsWaker::create())
+    , m_ptrNews(CCameraNews::create(m_ptrInfo, m_ptrWaker.data()))
     , m_frameGrabberTimer(this) // a child, so that it moves with the camera to its pool's thread
     , m_frameGrabberTimeoutMs(500)
 {
@@ -136,15 +144,67 @@ void CCamera::initialize()
     m_frameGrabberTimer.setSingleShot(true);
     connect(&m_frameGrabberTimer, &QTimer::timeout, this, &CCamera::onFrameGrabberTimeout);
     // Each image pushes the timer out. It is emitted on the owner's thread, where a QTimer must
-    // be started, by the delivery of the image's statistic.
+    // be started, when the image's figures are told there.
     connect(this, &CCamera::invokeTimeout, this, [this](int64_t lastKnownImageNumber) {
         m_lastKnownImageNumber = lastKnownImageNumber;
         m_frameGrabberTimer.start(m_frameGrabberTimeoutMs);
     });
+    connectNews();
 }
+
+void CCamera::connectNews()
+{
+    // The camera's own grab signals are its news's, told on the owner's thread in their order.
+    CCameraNews* news = m_ptrNews.data();
+    connect(news, &CCameraNews::statisticChanged, this, &ICamera::cameraStatisticChanged);
+    connect(news, &CCameraNews::imageNumberTold, this, [this](qint64 number) { emit invokeTimeout(number); });
+    connect(news, &CCameraNews::grabError, this, &ICamera::cameraImageGrabFailed);
+    connect(news, &CCameraNews::grabStarted, this, &ICamera::cameraGrabStarted);
+    connect(news, &CCameraNews::grabStopped, this, &ICamera::cameraGrabStopped);
+    connect(news, &CCameraNews::connectionLost, this, &ICamera::cameraConnectionLost);
+}
+
+QSharedPointer<CCameraNews> CCamera::news() const
+{
+    return m_ptrNews;
+}
+
+void CCamera::tell(void (ICamera::*signal)())
+{
+    Core::CCallbackHold::call([camera = QPointer<CCamera>(this), signal] {
+        if (camera)
+            emit(camera->*signal)();
+    });
+}
+
+bool CCamera::isOwnGrabThread() const
+{
+    return t_pDeliveringCamera == this;
+}
+
+// Holds the operation lock, and the calls to client code made meanwhile until it is let go: a
+// client's slot or listener that asks the status service would otherwise take its lock, and the
+// pool's after it, under this one, which an open takes inside the pool's.
+class CCamera::COperationLocker
+{
+public:
+    explicit COperationLocker(CCamera* camera)
+        : m_locker(&camera->m_operationMutex)
+    {
+    }
+
+private:
+    Core::CCallbackHold m_hold; // first: let go after the lock
+    QMutexLocker m_locker;
+};
 
 CCamera::~CCamera()
 {
+    // Nothing that a client's nested event loop runs may reach this object from here on, while
+    // the teardown tells clients that it closes: its timer stops, and the news, which outlives it,
+    // no longer tells it anything.
+    m_frameGrabberTimer.stop();
+    disconnect(m_ptrNews.data(), nullptr, this, nullptr);
     if (m_pCamera) {
         {
             CScopedObjectStateLock lock(m_ptrObjectState);
@@ -171,8 +231,6 @@ CCamera::~CCamera()
         m_ptrDeviceState->setState(ParameterCollection::ObjectStateFree);
     }
     writeSettings();
-    // The grab thread has ended: news it left for this camera would reach a camera that's gone.
-    m_ptrImageNewsQueue->forget(this);
     // Parameter clients may hold the state objects through the collection beyond this object:
     // from here on the shared pointers alone own them, so that QObject doesn't delete them too.
     m_ptrObjectState->setParent(nullptr);
@@ -215,24 +273,24 @@ QSharedPointer<ParameterCollection::CParameterCollection> CCamera::getParameterC
 bool CCamera::isOpen()
 {
     CScopedObjectStateLock lock(m_ptrObjectState);
-    return m_pCamera->IsOpen();
+    return m_pCamera && m_pCamera->IsOpen();
 }
 
 bool CCamera::isConnected()
 {
     CScopedObjectStateLock lock(m_ptrObjectState);
-    return m_pCamera->IsOpen() && !m_pCamera->IsCameraDeviceRemoved();
+    return m_pCamera && m_pCamera->IsOpen() && !m_pCamera->IsCameraDeviceRemoved();
 }
 
 bool CCamera::isGrabbing()
 {
     CScopedObjectStateLock lock(m_ptrObjectState);
-    return m_pCamera->IsGrabbing();
+    return m_pCamera && m_pCamera->IsGrabbing();
 }
 
 bool CCamera::isMonitorMode()
 {
-    return m_pCamera->MonitorModeActive.GetValue() && isOpen();
+    return m_pCamera && m_pCamera->MonitorModeActive.GetValue() && isOpen();
 }
 
 void CCamera::createDevice()
@@ -249,11 +307,20 @@ void CCamera::createDevice()
 
 bool CCamera::open(bool monitorMode)
 {
-    QMutexLocker operation(&m_operationMutex);
+    // An open camera answers at once, without waiting for an operation of another thread (a stop
+    // waits for its grab thread, whose observers may ask anything): the pool asks this under its
+    // lock.
+    if (isOpen())
+        return true;
+    COperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (m_pCamera->IsOpen())
         return true;
-    emit deviceOpening();
+    if (m_updating.load()) {
+        log(QStringLiteral("CCamera::open failed, because the camera's firmware is being updated."));
+        return false;
+    }
+    tell(&ICamera::deviceOpening);
     createDevice();
     if (!m_pCamera->IsTavixDeviceAttached())
         return false;
@@ -269,9 +336,8 @@ bool CCamera::open(bool monitorMode)
             log(QStringLiteral("Couldn't set ClearBufferModeEnable to true"));
         attachNodeMaps();
         m_ptrDeviceState->setState(ParameterCollection::ObjectStateOpen);
-        // Noted before the signal: a receiver's failure is logged, but the camera is open.
         opened = true;
-        emit deviceOpened();
+        tell(&ICamera::deviceOpened);
     });
     return opened;
 }
@@ -295,24 +361,23 @@ void CCamera::detachNodeMaps()
 
 void CCamera::close()
 {
+    if (isOwnGrabThread()) {
+        // An observer of this camera can't wait for its own grab thread to end: the close is
+        // asked of the camera's thread, and happens once the observer has returned.
+        m_pCamera->StopGrabbing();
+        QMetaObject::invokeMethod(this, &CCamera::closeDevice, Qt::QueuedConnection);
+        return;
+    }
     closeDevice();
 }
 
 void CCamera::closeDevice()
 {
-    // deviceClosed is told once the operation lock is let go: a receiver may hold a lock of its
-    // own around reads from this camera, which wait for that lock (the decompressor service does).
-    if (closeUnderOperationLock())
-        emit deviceClosed();
-}
-
-bool CCamera::closeUnderOperationLock()
-{
-    QMutexLocker operation(&m_operationMutex);
+    COperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
-    if (!m_pCamera->IsOpen())
-        return false;
-    emit deviceClosing();
+    if (!m_pCamera || !m_pCamera->IsOpen())
+        return;
+    tell(&ICamera::deviceClosing);
     if (m_pCamera->IsGrabbing())
         stopGrabbing();
     CScopedObjectStateLock deviceLock(m_ptrDeviceState);
@@ -323,7 +388,7 @@ bool CCamera::closeUnderOperationLock()
     reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")), [this] { m_pCamera->Close(); });
     reportFailures(failureReport(QStringLiteral("Camera could not be closed properly. Reason: ")),
                    [this] { m_pCamera->DestroyDevice(); });
-    return true;
+    tell(&ICamera::deviceClosed);
 }
 
 bool CCamera::refusesGrab(const char* operation)
@@ -343,7 +408,7 @@ bool CCamera::refusesGrab(const char* operation)
 bool CCamera::announceGrabStart(const char* operation, bool prepare)
 {
     {
-        QMutexLocker operationLocker(&m_operationMutex);
+        COperationLocker operationLocker(this);
         CScopedObjectStateLock lock(m_ptrObjectState);
         if (refusesGrab(operation))
             return false;
@@ -351,60 +416,18 @@ bool CCamera::announceGrabStart(const char* operation, bool prepare)
         if (prepare && !reportFailures(failureReport(startFailurePrefix()), [this] { prepareGrabbing(); }))
             return false;
     }
-    // Before the SDK is touched, receivers read the compression data of the idle camera through
-    // the pool, whose lock an open holds while it waits for this camera: so not under ours.
+    // Before the SDK is touched, and at once: the decompressor service prepares in its receiver,
+    // reading the compression data of the idle camera through the pool. Not under the operation
+    // lock, which an open holds inside the pool's.
     emit cameraGrabStart();
     return true;
-}
-
-// Holds the operation lock for a start or stop of a grab. The SDK reports the start and the stop
-// on the calling thread, inside its call; their signals leave once the lock is let go. A client's
-// slot that asks the status service would otherwise take its lock, and the pool's after it, under
-// this one, which an open takes inside the pool's: the order of locks that clients rely on.
-class CCamera::CGrabOperationLocker
-{
-public:
-    explicit CGrabOperationLocker(CCamera* camera)
-        : m_pCamera(camera)
-        , m_locker(&camera->m_operationMutex)
-        , m_pOuterThread(camera->m_grabOperationThread.load())
-    {
-        m_pCamera->m_grabOperationThread.store(QThread::currentThreadId());
-    }
-    ~CGrabOperationLocker()
-    {
-        m_pCamera->m_grabOperationThread.store(m_pOuterThread);
-        if (m_pOuterThread)
-            return; // the outermost operation tells
-        const QVector<void (CCamera::*)()> deferred = std::exchange(m_pCamera->m_deferredGrabSignals, {});
-        m_locker.unlock();
-        for (const auto signal : deferred)
-            emit(m_pCamera->*signal)();
-    }
-    CGrabOperationLocker(const CGrabOperationLocker&) = delete;
-    CGrabOperationLocker& operator=(const CGrabOperationLocker&) = delete;
-
-private:
-    CCamera* m_pCamera;
-    QMutexLocker m_locker;
-    Qt::HANDLE m_pOuterThread;
-};
-
-void CCamera::emitGrabSignal(void (CCamera::*signal)())
-{
-    // Only the thread that holds the lock can find its own id here; any other emits at once.
-    if (m_grabOperationThread.load() == QThread::currentThreadId()) {
-        m_deferredGrabSignals.append(signal);
-        return;
-    }
-    emit(this->*signal)();
 }
 
 void CCamera::startGrabbing()
 {
     if (!announceGrabStart("startGrabbing", true))
         return;
-    CGrabOperationLocker operation(this);
+    COperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("startGrabbing")) // another client started or closed it meanwhile
         return;
@@ -477,7 +500,7 @@ void CCamera::singleShot(uint timeout)
 {
     if (!announceGrabStart("singleShot", false))
         return;
-    CGrabOperationLocker operation(this);
+    COperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
     if (refusesGrab("singleShot"))
         return;
@@ -492,23 +515,50 @@ void CCamera::singleShot(uint timeout)
 
 void CCamera::stopGrabbing()
 {
-    CGrabOperationLocker operation(this);
+    if (isOwnGrabThread()) {
+        // From an observer of this camera, a stop is a request that the grab carries out once the
+        // observer has returned: waiting here for a stop of another thread, which holds the
+        // operation lock while it waits for this very thread, would never end.
+        m_pCamera->StopGrabbing();
+        return;
+    }
+    COperationLocker operation(this);
     CScopedObjectStateLock lock(m_ptrObjectState);
-    if (m_pCamera->IsOpen() && m_pCamera->IsGrabbing())
+    if (m_pCamera && m_pCamera->IsOpen() && m_pCamera->IsGrabbing())
         m_pCamera->StopGrabbing();
 }
 
 void CCamera::onFrameGrabberTimeout()
 {
     m_fpsStatistic.addNoSample();
-    double fps = 0;
-    uint64_t bps = 0;
-    m_fpsStatistic.computeResult(fps, bps);
-    emit cameraStatisticChanged(int(m_lastKnownImageNumber), m_imagesFailedCount.load(std::memory_order_relaxed), fps, bps,
-                                m_publishedCompressionStatistic.load());
+    CCameraNews::CFigures figures;
+    figures.imageNumber = m_lastKnownImageNumber;
+    figures.imagesFailedCount = m_imagesFailedCount.load(std::memory_order_relaxed);
+    m_fpsStatistic.computeResult(figures.fps, figures.bps);
+    figures.compression = m_publishedCompressionStatistic.load();
+    m_ptrNews->tellFigures(figures);
     if (isGrabbing())
         m_frameGrabberTimer.start(m_frameGrabberTimeoutMs);
 }
+
+namespace {
+// Marks the thread as delivering the camera's image while the receivers of cameraImageGrabbed,
+// the observers among them, run.
+class CDeliveringImage
+{
+public:
+    explicit CDeliveringImage(const CCamera* camera)
+        : m_pOuter(std::exchange(t_pDeliveringCamera, camera))
+    {
+    }
+    ~CDeliveringImage() { t_pDeliveringCamera = m_pOuter; }
+    CDeliveringImage(const CDeliveringImage&) = delete;
+    CDeliveringImage& operator=(const CDeliveringImage&) = delete;
+
+private:
+    const CCamera* m_pOuter;
+};
+} // namespace
 
 void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr& result)
 {
@@ -531,84 +581,18 @@ void CCamera::OnImageGrabbed(Tavix::CInstantCamera&, const Tavix::CGrabResultPtr
             ++(info.lossy ? m_compressionStatistic.lossyCount : m_compressionStatistic.losslessCount);
         }
     }
-
     m_publishedCompressionStatistic.store(m_compressionStatistic);
 
-    CImageStatistic statistic;
-    statistic.imageNumber = result->GetImageNumber();
-    statistic.imagesFailedCount = m_imagesFailedCount.load(std::memory_order_relaxed);
-    m_fpsStatistic.computeResult(statistic.fps, statistic.bps);
-    statistic.compression = m_compressionStatistic;
-    m_newestImageStatistic.store(statistic);
-    // The statistic, the timer's push and how the image ended cross to the owner's thread as one
-    // merged call rather than three queued signals per image: a camera faster than that thread
-    // would otherwise bury it, and the memory with it, under events. A waiting call takes the
-    // newest figures and the successes since along; a thread that keeps up still sees one of
-    // each per image (up to about a thousand a second, the pace of the news queue), and every
-    // failure with its code and text.
-    m_imageNewsDelivery.request(result->GrabSucceeded(), [this](uint64_t ticket) {
-        if (m_imageNewsCall.claim(ticket))
-            m_ptrImageNewsQueue->post(this, &m_imageNewsCall);
-        else
-            m_ptrImageNewsQueue->postFunction(this, [this, ticket] { deliverImageNews(ticket); });
-    });
+    CCameraNews::CFigures figures;
+    figures.imageNumber = result->GetImageNumber();
+    figures.imagesFailedCount = m_imagesFailedCount.load(std::memory_order_relaxed);
+    m_fpsStatistic.computeResult(figures.fps, figures.bps);
+    figures.compression = m_compressionStatistic;
+    // The figures and how the image ended go to the owner's thread on the camera's news, before
+    // the observers run, as a queued signal would; a stop that an observer asks for comes after.
+    m_ptrNews->postImage(figures, result);
+    const CDeliveringImage delivering(this);
     emit cameraImageGrabbed(m_ptrInfo, result);
-}
-
-void CCamera::postFailureInfo(const Tavix::CGrabResultPtr& result)
-{
-    const bool successesJoined = m_imageNewsDelivery.seal();
-    const ImageGrabbedInfo failure(false, result->GetErrorCode(),
-                                   QString::fromLatin1(result->GetErrorDescription().c_str()));
-    m_ptrImageNewsQueue->postFunction(this, [this, successesJoined, failure] {
-        if (successesJoined)
-            emitSuccessInfo();
-        emit imageGrabbedInfoReady(m_ptrInfo, failure);
-    });
-}
-
-bool CCamera::CImageNewsCall::claim(uint64_t ticket)
-{
-    if (m_queued.exchange(true, std::memory_order_acquire))
-        return false;
-    m_ticket = ticket;
-    return true;
-}
-
-void CCamera::CImageNewsCall::run()
-{
-    const uint64_t ticket = m_ticket;
-    // Free for the next image's news before this news is told, which may take a while.
-    m_queued.store(false, std::memory_order_release);
-    m_pCamera->deliverImageNews(ticket);
-}
-
-void CCamera::CImageNewsCall::discard()
-{
-    m_queued.store(false, std::memory_order_release);
-}
-
-void CCamera::deliverImageNews(uint64_t ticket)
-{
-    const CMergedDelivery::CTaken taken = m_imageNewsDelivery.take(ticket);
-    if (taken.statistic)
-        deliverImageStatistic();
-    if (taken.successes)
-        emitSuccessInfo();
-}
-
-void CCamera::emitSuccessInfo()
-{
-    emit imageGrabbedInfoReady(m_ptrInfo, ImageGrabbedInfo(true, 0, QString()));
-}
-
-void CCamera::deliverImageStatistic()
-{
-    const CImageStatistic statistic = m_newestImageStatistic.load();
-    // Clients get the SDK's image number as the grabbed count; nothing else counts images.
-    emit cameraStatisticChanged(int(statistic.imageNumber), statistic.imagesFailedCount, statistic.fps, statistic.bps,
-                                statistic.compression);
-    emit invokeTimeout(statistic.imageNumber);
 }
 
 void CCamera::OnGrabStart(Tavix::CInstantCamera&)
@@ -617,28 +601,29 @@ void CCamera::OnGrabStart(Tavix::CInstantCamera&)
     m_fpsStatistic.reset();
     m_compressionStatistic = CCompressionStatistic();
     m_publishedCompressionStatistic.store(m_compressionStatistic);
+    m_ptrNews->prepareForGrab();
 }
 
 void CCamera::OnGrabStarted(Tavix::CInstantCamera&)
 {
-    emitGrabSignal(&CCamera::cameraGrabStarted);
+    m_ptrNews->postGrabStarted();
 }
 
 void CCamera::OnGrabStopped(Tavix::CInstantCamera&)
 {
-    emitGrabSignal(&CCamera::cameraGrabStopped);
+    m_ptrNews->postGrabStopped();
 }
 
 void CCamera::OnGrabError(Tavix::CInstantCamera&, const char* errorMessage)
 {
     log(QString::fromUtf8(errorMessage));
-    emitGrabSignal(&CCamera::cameraImageGrabFailed);
+    m_ptrNews->postGrabError(errorMessage);
 }
 
 void CCamera::OnCameraDeviceRemoved(Tavix::CInstantCamera&)
 {
     m_ptrDeviceState->setState(ParameterCollection::ObjectStateDeviceRemoved);
-    emit cameraConnectionLost();
+    m_ptrNews->postConnectionLost();
 }
 
 QVector<unsigned char> CCamera::getCompressionDescriptor()
@@ -732,21 +717,30 @@ bool CCamera::isDefectPixelCorrectionSupported()
 bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo& info, GenApi::IFirmwareUpdateProgressObserver* observer,
                              const QString& path)
 {
-    QMutexLocker operation(&m_operationMutex);
     CScopedObjectStateLock lock(m_ptrObjectState);
-    if (!isOpen() || isGrabbing())
-        return false;
     bool updated = false;
+    bool holdsDevice = false;
+    // Owns the SDK device during the update; a device that doesn't come back dies with it.
+    CUpdatableDevice device;
     reportFailures(failureReport(QStringLiteral("Failure while updating the firmware. Reason: ")), [&] {
+        {
+            COperationLocker operation(this);
+            if (!isOpen() || isGrabbing())
+                return;
+            detachNodeMaps();
+            device.attachDevice(m_pCamera->DetachDevice());
+            holdsDevice = true;
+            m_updating.store(true);
+        }
+        // The update runs for seconds, through the device's reboot, and calls the client's
+        // progress handler: not under the operation lock, which an open would wait for inside
+        // the pool's lock. Meanwhile the camera refuses to open (see open()).
         GenApi::CFirmwareUpdater updater;
-        // Owns the SDK device from here on; a device that doesn't come back dies with it.
-        CUpdatableDevice device;
-        detachNodeMaps();
-        device.attachDevice(m_pCamera->DetachDevice());
         const QByteArray utf8Path = path.toUtf8();
         updater.ApplyUpdate(&device, info, observer, path.isEmpty() ? nullptr : utf8Path.constData());
         if (!device.isCameraOpen())
             return;
+        COperationLocker operation(this);
         m_pCamera->Attach(device.detachDevice(), Tavix::Cleanup_Delete);
         // The device may have come back with another identity, and has a new firmware version.
         if (const auto concreteInfo = m_ptrInfo.objectCast<CCameraInfo>())
@@ -754,6 +748,8 @@ bool CCamera::updateFirmware(const GenApi::CFirmwareUpdateInfo& info, GenApi::IF
         attachNodeMaps();
         updated = true;
     });
+    if (holdsDevice)
+        m_updating.store(false);
     return updated;
 }
 

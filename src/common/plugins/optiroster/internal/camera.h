@@ -5,8 +5,6 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/ifirmwareupdatable.h>
-#include <plugins/optiroster/internal/imagenewsqueue.h>
-#include <plugins/optiroster/internal/mergeddelivery.h>
 #include <plugins/optiroster/internal/seqlockedvalue.h>
 #include <plugins/optiroster/staticdefectpixellisttype.h>
 
@@ -27,8 +25,10 @@ class CInstantCamera;
 
 namespace Plugin::OptiRoster::Internal {
 
+class CCameraNews;
 class CChunkParsingEventHander;
 class CFailureReport;
+class CNewsWaker;
 
 // The live object of one camera. It wraps one SDK instant camera, is its image and
 // configuration event handler, owns the camera's parameter collection, and turns what the SDK
@@ -40,11 +40,11 @@ class CCamera : public ICamera,
 {
     Q_OBJECT
 public:
-    // A camera with a news queue of its own, in the calling thread.
+    // A camera with a news waker of its own, in the calling thread.
     CCamera(CameraInfoPtr ptrInfo, QObject* parent);
-    // A camera of a pool, which shares the pool's news queue, of the pool's thread, with its other
+    // A camera of a pool, which shares the pool's waker, of the pool's thread, with its other
     // cameras; without one, it makes its own.
-    CCamera(CameraInfoPtr ptrInfo, QSharedPointer<CImageNewsQueue> ptrImageNewsQueue, QObject* parent);
+    CCamera(CameraInfoPtr ptrInfo, QSharedPointer<CNewsWaker> ptrWaker, QObject* parent);
     // A camera without a description: it opens the first device that the SDK offers.
     explicit CCamera(QObject* parent);
     ~CCamera() override;
@@ -74,10 +74,9 @@ public:
     // Throws when the camera is closed.
     bool isDefectPixelCorrectionSupported();
 
-    // On the grab thread, by the pool's receiver of a failed image once it has stored the
-    // failure: the failure's info, which reaches the owner's thread after the infos of the
-    // successful images before it and before those after it.
-    void postFailureInfo(const Tavix::CGrabResultPtr& result);
+    // The road of this camera's grab news to the pool's thread, which outlives the camera while
+    // it has news to tell: the pool listens to it rather than to the camera for that reason.
+    QSharedPointer<CCameraNews> news() const;
 
     // Called by the SDK.
     void OnImageGrabbed(Tavix::CInstantCamera& camera, const Tavix::CGrabResultPtr& result) override;
@@ -96,52 +95,13 @@ public slots:
 
 signals:
     void invokeTimeout(int64_t lastKnownImageNumber);
-    // How one image ended, or for merged successful images the newest, on the owner's thread
-    // and in the order of the images; the roster hands it on to its clients.
-    void imageGrabbedInfoReady(const Core::OptiRosterComponents::CameraInfoPtr& info,
-                               const Plugin::OptiRoster::ImageGrabbedInfo& imageGrabbedInfo);
 
 private slots:
     void onFrameGrabberTimeout();
 
 private:
-    class CGrabOperationLocker;
+    class COperationLocker;
 
-    // The camera's merged call of its images' news: one object, posted again whenever it isn't
-    // queued, so that posting it allocates nothing.
-    class CImageNewsCall final : public CImageNewsQueue::ACall
-    {
-    public:
-        explicit CImageNewsCall(CCamera* camera)
-            : m_pCamera(camera)
-        {
-        }
-        // On the grab thread: false while the call is still queued, after a failure closed it.
-        bool claim(uint64_t ticket);
-        void run() override;
-        void discard() override;
-
-    private:
-        CCamera* const m_pCamera;
-        uint64_t m_ticket = 0;
-        std::atomic<bool> m_queued{false};
-    };
-
-    // The figures of one image as the grab thread leaves them for the owner's thread.
-    struct CImageStatistic
-    {
-        int64_t imageNumber = 0;
-        int imagesFailedCount = 0;
-        double fps = 0.0;
-        uint64_t bps = 0;
-        CCompressionStatistic compression;
-    };
-
-    // On the owner's thread, the call of the ticket: the newest image's statistic with the timer
-    // pushed out, and the successes' info, as far as the call carries them.
-    void deliverImageNews(uint64_t ticket);
-    void emitSuccessInfo();
-    void deliverImageStatistic();
     void initialize();
     void createDevice();
     // The steps of a close up to deviceClosed; false when the camera wasn't open.
@@ -149,6 +109,10 @@ private:
     bool refusesGrab(const char* operation);
     // Checks and prepares under the operation lock, then emits cameraGrabStart outside it.
     bool announceGrabStart(const char* operation, bool prepare);
+    void connectNews();
+    // Emits the signal once this thread holds no lock of the plug-in.
+    void tell(void (ICamera::*signal)());
+    bool isOwnGrabThread() const;
     void prepareGrabbing();
     void attachNodeMaps();
     void detachNodeMaps();
@@ -160,9 +124,6 @@ private:
     QString startFailurePrefix() const;
     void ensureNotDisposed() const;
     void ensureNotInUse() const;
-    // Emits a grab signal at once, or, while this thread holds the operation lock for a grab
-    // operation, once it lets go.
-    void emitGrabSignal(void (CCamera::*signal)());
     template <typename Operation>
     bool runOnIdleCamera(const QString& failurePrefix, Operation operation);
 
@@ -172,23 +133,19 @@ private:
     QSharedPointer<ParameterCollection::CObjectState> m_ptrObjectState;
     QSharedPointer<ParameterCollection::CObjectState> m_ptrDeviceState;
     // The instant camera wants its open, close, start and stop serialised, and clients call them
-    // from several threads: they hold this, never the grab thread. Recursive, since a receiver of
-    // a signal emitted meanwhile may come back on the same thread.
+    // from several threads: they hold this, never the grab thread. Recursive, since one operation
+    // runs another (a close stops the grab). No client code runs under it: what the operations
+    // tell clients waits for its release (COperationLocker).
     QMutex m_operationMutex;
-    // The thread in a grab operation under m_operationMutex, written under that lock and read by
-    // any thread that raises a grab signal; and the grab signals raised on it meanwhile, which
-    // that lock guards.
-    std::atomic<Qt::HANDLE> m_grabOperationThread{nullptr};
-    QVector<void (CCamera::*)()> m_deferredGrabSignals;
+    // Set while a firmware update holds the device, which it does without the operation lock.
+    std::atomic<bool> m_updating{false};
     CChunkParsingEventHander* m_pChunkParsingHandler;
     // Written by the grab thread alone (and by OnGrabStart before it runs); the timer on the
     // owner's thread reads the published copy.
     CCompressionStatistic m_compressionStatistic;
     CSeqLockedValue<CCompressionStatistic> m_publishedCompressionStatistic;
-    CSeqLockedValue<CImageStatistic> m_newestImageStatistic;
-    CMergedDelivery m_imageNewsDelivery;
-    QSharedPointer<CImageNewsQueue> m_ptrImageNewsQueue;
-    CImageNewsCall m_imageNewsCall{this};
+    QSharedPointer<CNewsWaker> m_ptrWaker;
+    QSharedPointer<CCameraNews> m_ptrNews;
     FpsStatistic m_fpsStatistic;
     QTimer m_frameGrabberTimer;
     int m_frameGrabberTimeoutMs;

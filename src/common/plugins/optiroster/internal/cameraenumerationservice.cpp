@@ -9,6 +9,8 @@
 #include <QThread>
 #include <QTimer>
 
+#include <utility>
+
 namespace Plugin::OptiRoster::Internal {
 
 namespace {
@@ -99,6 +101,27 @@ void CCameraEnumerationService::onEnumerationFinished(QVector<TransportLayerInfo
 void CCameraEnumerationService::mergeEnumerationResult(QVector<TransportLayerInfoPtr> list, bool force)
 {
     QMutexLocker locker(&m_mutex);
+    if (m_merging) {
+        // A receiver of this merge's signals runs a nested event loop (a modal dialog), in which a
+        // pass ended or a camera was lost: the result waits for the merge, whose changes to the
+        // pools it would otherwise undo halfway.
+        m_waitingResult = std::move(list);
+        m_waitingResultForced = m_waitingResultForced || force;
+        m_resultWaiting = true;
+        return;
+    }
+    m_merging = true;
+    mergeOne(std::move(list), force);
+    while (m_resultWaiting) {
+        m_resultWaiting = false;
+        const bool forced = std::exchange(m_waitingResultForced, false);
+        mergeOne(std::exchange(m_waitingResult, {}), forced);
+    }
+    m_merging = false;
+}
+
+void CCameraEnumerationService::mergeOne(QVector<TransportLayerInfoPtr> list, bool force)
+{
     // Layer objects are reused pass after pass: pointers at an index differ only when a layer
     // came, went or moved, and a layer's content is told by its changed flag alone.
     bool changed = list.size() != m_transportLayers.size();

@@ -39,7 +39,9 @@ private slots:
     void onEnumerationFinished(QVector<TransportLayerInfoPtr> transportLayerList);
 
 private:
+    // Merges the result, and one that arrives during the merge after it.
     void mergeEnumerationResult(QVector<TransportLayerInfoPtr> list, bool force);
+    void mergeOne(QVector<TransportLayerInfoPtr> list, bool force);
     void updatePools();
 
     CCameraEnumerator m_enumerator;
@@ -49,6 +51,11 @@ private:
     QMutex m_mutex;
     bool m_enumerationChangePending = false;
     QVector<TransportLayerInfoPtr> m_transportLayers;
+    // A merge runs (on this thread), and the result that waits for it.
+    bool m_merging = false;
+    bool m_resultWaiting = false;
+    bool m_waitingResultForced = false;
+    QVector<TransportLayerInfoPtr> m_waitingResult;
 };
 
 } // namespace Plugin::OptiRoster::Internal

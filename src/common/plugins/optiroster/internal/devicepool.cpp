@@ -83,9 +83,10 @@ bool ADevicePool::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
         return false;
     const bool opened = device->open(monitorMode);
     // A device made here for a description that no device answers is not kept: enumeration makes
-    // the devices of what it reports, so the pool holds only what it reported or what is open.
+    // the devices of what it reports, so the pool holds only what it reported or what is open. It
+    // goes once what it told clients of its try has gone out.
     if (!opened && created)
-        removeDevice(device);
+        emitUnlocked([this, device] { removeDevice(device); });
     return opened;
 }
 
@@ -129,7 +130,8 @@ void ADevicePool::addDevice(const DeviceBaseInfoPtr& info)
 {
     if (!info)
         return;
-    if (!getDevice(info))
+    const QSharedPointer<IDevice> known = getDevice(info);
+    if (!known || forgetAnnouncedGone(known.data()))
         emit deviceConnected(info);
     createDevice(info);
     m_deviceInfos.append(info);
@@ -160,9 +162,28 @@ void ADevicePool::removeVanishedDevices()
         const DeviceBaseInfoPtr info = device->getInfo();
         if (!isDeviceExclusive(info) && !isDeviceOpen(info)) {
             emit deviceDisconnected(info);
-            removeDevice(device);
+            removeIfStillVanished(device);
         }
     }
+}
+
+bool ADevicePool::forgetAnnouncedGone(IDevice* device)
+{
+    QMutexLocker locker(&m_devicesMutex);
+    return m_announcedGone.remove(device);
+}
+
+void ADevicePool::removeIfStillVanished(const QSharedPointer<IDevice>& device)
+{
+    // A receiver of deviceDisconnected may have run a nested event loop (a modal dialog), in which
+    // a client opened the device: it stays, and is announced again when a pass reports it.
+    const DeviceBaseInfoPtr info = device->getInfo();
+    if (isDeviceExclusive(info) || isDeviceOpen(info)) {
+        QMutexLocker locker(&m_devicesMutex);
+        m_announcedGone.insert(device.data());
+        return;
+    }
+    removeDevice(device);
 }
 
 bool ADevicePool::isDeviceExclusive(const DeviceBaseInfoPtr& /*info*/)
@@ -230,6 +251,7 @@ void ADevicePool::removeDevice(const QSharedPointer<IDevice>& device)
     // Declared before the locker: the device may die with this last reference, after the unlock.
     QSharedPointer<IDevice> removed;
     QMutexLocker locker(&m_devicesMutex);
+    m_announcedGone.remove(device.data());
     const int index = m_devices.indexOf(device);
     if (index >= 0) {
         removed = m_devices.takeAt(index);
@@ -305,38 +327,15 @@ void ADevicePool::onDeviceClosed()
 }
 
 ADevicePool::CPoolLocker::CPoolLocker(ADevicePool* pool)
-    : m_pPool(pool)
+    : m_locker(&pool->m_mutex)
 {
-    m_pPool->m_mutex.lock();
-    if (m_pPool->m_lockDepth++ == 0)
-        m_pPool->m_lockOwner.store(QThread::currentThread());
-}
-
-ADevicePool::CPoolLocker::~CPoolLocker()
-{
-    if (--m_pPool->m_lockDepth > 0) {
-        m_pPool->m_mutex.unlock();
-        return;
-    }
-    const QVector<std::function<void()>> deferred = std::exchange(m_pPool->m_deferredSignals, {});
-    m_pPool->m_lockOwner.store(nullptr);
-    m_pPool->m_mutex.unlock();
-    for (const auto& emission : deferred)
-        emission();
-}
-
-bool ADevicePool::defersSignals() const
-{
-    QThread* current = QThread::currentThread();
-    return m_lockOwner.load() == current && current == thread();
+    if (pool->holdsClientCallsWhileLocked())
+        m_hold.emplace();
 }
 
 void ADevicePool::emitUnlocked(const std::function<void()>& emission)
 {
-    if (defersSignals())
-        m_deferredSignals.append(emission); // this thread holds m_mutex, which guards the list
-    else
-        emission();
+    Core::CCallbackHold::call(emission);
 }
 
 } // namespace Plugin::OptiRoster::Internal

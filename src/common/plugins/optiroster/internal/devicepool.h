@@ -1,15 +1,19 @@
 #pragma once
 
+#include <core/callbacks/callbackhold.h>
 #include <plugins/optiroster/idevice.h>
 
 #include <QHash>
 #include <QMutex>
+#include <QMutexLocker>
+#include <QSet>
 #include <QObject>
 #include <QSharedPointer>
 #include <QVector>
 
 #include <atomic>
 #include <functional>
+#include <optional>
 
 class QThread;
 
@@ -66,27 +70,32 @@ protected slots:
     void onDeviceClosed();
 
 protected:
-    // Holds m_mutex. The pool's signals that the pool's own thread emits meanwhile leave once the
-    // outermost locker has let the mutex go, in the order they were emitted: a receiver that is
-    // called directly (the status service and its clients on the main thread) may then take the
-    // status service's lock, which comes before this one, without closing a cycle with a client
-    // thread that holds the status lock and waits for this one.
+    // Holds m_mutex and, for a pool that holdsClientCallsWhileLocked(), the calls to client code
+    // that the thread makes meanwhile (the pool's signals, and the devices' and parameters' that an
+    // open or close emits inside it) until the outermost lock of the plug-in is let go: a receiver
+    // that is called directly (the status service and its clients on the main thread) may then
+    // take the status service's lock, which comes before this one, without closing a cycle with a
+    // client thread that holds the status lock and waits for this one. On another thread the
+    // signals wait as well, so that they keep their order with the news of the cameras, which goes
+    // out at the same moment.
     class CPoolLocker
     {
     public:
         explicit CPoolLocker(ADevicePool* pool);
-        ~CPoolLocker();
         CPoolLocker(const CPoolLocker&) = delete;
         CPoolLocker& operator=(const CPoolLocker&) = delete;
 
     private:
-        ADevicePool* m_pPool;
+        std::optional<Core::CCallbackHold> m_hold; // first: let go after the lock
+        QMutexLocker m_locker;
     };
 
-    // Emits at once, or, while the pool's thread holds m_mutex, once it lets go. Other threads
-    // emit at once: their receivers on the main thread get the signal queued, so no lock is
-    // taken under this one, and the order with the queued relays of the device stays as it was.
-    void emitUnlocked(const std::function<void()>& emission);
+    // Whether the lock holds the calls to client code made under it (see CPoolLocker). A pool
+    // whose lock no thread waits for while it holds the status service's lock needn't.
+    virtual bool holdsClientCallsWhileLocked() const { return false; }
+
+    // Emits at once, or, while this thread holds a lock of the plug-in, once it lets go.
+    static void emitUnlocked(const std::function<void()>& emission);
 
     // Connects the four relays of a new device; the derived class calls it from createDevice.
     void connectDeviceSignals(IDevice* device);
@@ -110,7 +119,9 @@ protected:
 
 private:
     IDevice* senderDevice() const;
-    bool defersSignals() const;
+    // Decided once deviceDisconnected has returned: its receivers may have opened the device.
+    void removeIfStillVanished(const QSharedPointer<IDevice>& device);
+    bool forgetAnnouncedGone(IDevice* device);
     void indexDevice(const QSharedPointer<IDevice>& device, bool add);
     void reindexIfIdentitiesChanged();
 
@@ -121,10 +132,9 @@ private:
     QHash<QString, QSharedPointer<IDevice>> m_interfacesById;
     quint64 m_indexedIdentityChanges = 0;
 
-    // Both guarded by m_mutex; the owner is set by the outermost locker of the thread that holds it.
-    int m_lockDepth = 0;
-    std::atomic<QThread*> m_lockOwner{nullptr};
-    QVector<std::function<void()>> m_deferredSignals;
+    // Devices whose deviceDisconnected went out while a receiver kept them: they are announced
+    // again when a pass reports them. Under m_devicesMutex.
+    QSet<IDevice*> m_announcedGone;
 
     static DeviceBaseInfoPtr m_activeDevice;
     // A leaf lock for the copy of the shared pointer alone: a client's thread may set it while

@@ -17,6 +17,7 @@ constexpr char Interface[] = "tavix.viewer.plugins.optiRoster.interface";
 constexpr char UpdatableDevice[] = "tavix.viewer.plugins.optiRoster.updatableDevice";
 constexpr char ImageDecompressorService[] = "tavix.viewer.plugins.optiRoster.imageDecompressorService";
 constexpr char StaticDefectPixelCorrectionService[] = "tavix.viewer.plugins.optiRoster.staticDefectPixelCorrectionService";
+constexpr char ImageGrabbedNotifierService[] = "tavix.viewer.plugins.optiRoster.imageGrabbedNotifierService";
 } // namespace LogCategories
 
 // The id of a category, asked of the host once per process and published to every thread by

@@ -3,7 +3,9 @@
 #include <core/exception/exceptions.h>
 #include <plugins/optiroster/internal/camera.h>
 #include <plugins/optiroster/internal/camerainfo.h>
+#include <plugins/optiroster/internal/cameranews.h>
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
+#include <plugins/optiroster/internal/newswaker.h>
 
 #include <tavix/tlfactory.h>
 
@@ -18,7 +20,7 @@ using Core::OptiRosterComponents::ICameraInfo;
 COptiRoster::COptiRoster(QSharedPointer<ImageGrabbedNotifierService> notifier, QObject* parent)
     : ADevicePool(parent)
     , m_imageGrabbedNotifier(std::move(notifier))
-    , m_ptrImageNewsQueue(CImageNewsQueue::create())
+    , m_ptrWaker(CNewsWaker::create())
 {
     qRegisterMetaType<CameraInfoPtr>("Core::OptiRosterComponents::CameraInfoPtr");
 }
@@ -29,9 +31,10 @@ COptiRoster::~COptiRoster()
     // them), so they are cut off while the roster is still whole. The grab stops first: once
     // its thread is joined, no image is in the roster's slot while the connections go.
     for (const auto& device : devices()) {
-        if (const auto camera = device.objectCast<ICamera>()) {
+        if (const auto camera = device.objectCast<CCamera>()) {
             camera->stopGrabbing();
             disconnect(camera.data(), nullptr, this, nullptr);
+            disconnect(camera->news().data(), nullptr, this, nullptr);
         }
     }
     m_detachedCameras.clear();
@@ -54,8 +57,8 @@ ICamera* COptiRoster::senderCamera() const
 
 CameraInfoPtr COptiRoster::senderInfo() const
 {
-    ICamera* camera = senderCamera();
-    return camera ? camera->getInfo().objectCast<ICameraInfo>() : CameraInfoPtr();
+    const auto* news = qobject_cast<const CCameraNews*>(sender());
+    return news ? news->info() : CameraInfoPtr();
 }
 
 QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
@@ -67,7 +70,7 @@ QSharedPointer<IDevice> COptiRoster::createDevice(const DeviceBaseInfoPtr& info)
         return {};
     if (QSharedPointer<IDevice> existing = getDevice(info))
         return existing;
-    const QSharedPointer<IDevice> device = own(new CCamera(cameraInfo, m_ptrImageNewsQueue, nullptr));
+    const QSharedPointer<IDevice> device = own(new CCamera(cameraInfo, m_ptrWaker, nullptr));
     appendDevice(device);
     connectCamera(qobject_cast<ICamera*>(device.data()), WithConnectionLost);
     return device;
@@ -81,42 +84,41 @@ void COptiRoster::connectCamera(ICamera* camera, EConnectionLost connectionLost)
     // to be trusted for a direct call from another thread.
     connect(
         camera, &ICamera::cameraGrabStart, this, [this, camera] { relayGrabStart(camera); }, Qt::DirectConnection);
-    connect(camera, &ICamera::cameraGrabStarted, this, &COptiRoster::onCameraGrabStarted);
-    connect(camera, &ICamera::cameraGrabStopped, this, &COptiRoster::onCameraGrabStopped);
-    if (connectionLost == WithConnectionLost)
-        connect(camera, &ICamera::cameraConnectionLost, this, &COptiRoster::onCameraConnectionLost);
     connect(camera, &ICamera::deviceClosing, this, &COptiRoster::onDeviceClosing);
     connect(camera, &ICamera::deviceOpening, this, &COptiRoster::onDeviceOpening);
     connect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
     connect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
     // Direct: the image stays on the grab thread, and the result is the one of the SDK's call.
-    // How each image ended is told from this thread, not from the grab thread: the camera
-    // carries it here with the image's figures, in one queued event that a fast camera's later
-    // images join while it waits, where a queued signal per image would bury this thread.
-    const auto concrete = qobject_cast<CCamera*>(camera);
-    connect(camera, &ICamera::cameraImageGrabbed, this,
-            [this, concrete](const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult) {
-                onCameraImageGrabbed(concrete, info, ptrGrabResult);
-            },
-            Qt::DirectConnection);
-    connect(concrete, &CCamera::imageGrabbedInfoReady, this, &COptiRoster::cameraImageGrabbedInfo);
-    connect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
-    connect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
+    connect(camera, &ICamera::cameraImageGrabbed, this, &COptiRoster::onCameraImageGrabbed, Qt::DirectConnection);
+    // The camera's grab news (figures, how each image ended, start, stop and loss) is heard from
+    // its news rather than from the camera: the news outlives a camera that ends while it still
+    // has something to tell, and tells it here in the order it happened.
+    CCameraNews* news = qobject_cast<CCamera*>(camera)->news().data();
+    connect(news, &CCameraNews::grabStarted, this, &COptiRoster::onCameraGrabStarted);
+    connect(news, &CCameraNews::grabStopped, this, &COptiRoster::onCameraGrabStopped);
+    if (connectionLost == WithConnectionLost)
+        connect(news, &CCameraNews::connectionLost, this, &COptiRoster::onCameraConnectionLost);
+    connect(news, &CCameraNews::imageGrabFailed, this, &COptiRoster::onCameraImageFailed);
+    connect(news, &CCameraNews::imageGrabbedInfo, this, &COptiRoster::onCameraImageGrabbedInfo);
+    connect(news, &CCameraNews::grabError, this, &COptiRoster::onCameraImageGrabFailed);
+    connect(news, &CCameraNews::statisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
 }
 
 void COptiRoster::disconnectCamera(ICamera* camera)
 {
     disconnect(camera, &ICamera::cameraGrabStart, this, nullptr);
-    disconnect(camera, &ICamera::cameraGrabStarted, this, &COptiRoster::onCameraGrabStarted);
-    disconnect(camera, &ICamera::cameraGrabStopped, this, &COptiRoster::onCameraGrabStopped);
     disconnect(camera, &ICamera::deviceClosing, this, &COptiRoster::onDeviceClosing);
     disconnect(camera, &ICamera::deviceOpening, this, &COptiRoster::onDeviceOpening);
     disconnect(camera, &ICamera::deviceClosed, this, &COptiRoster::onDeviceClosed);
     disconnect(camera, &ICamera::deviceOpened, this, &COptiRoster::onDeviceOpened);
-    disconnect(camera, &ICamera::cameraImageGrabbed, this, nullptr);
-    disconnect(qobject_cast<CCamera*>(camera), &CCamera::imageGrabbedInfoReady, this, &COptiRoster::cameraImageGrabbedInfo);
-    disconnect(camera, &ICamera::cameraImageGrabFailed, this, &COptiRoster::onCameraImageGrabFailed);
-    disconnect(camera, &ICamera::cameraStatisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
+    disconnect(camera, &ICamera::cameraImageGrabbed, this, &COptiRoster::onCameraImageGrabbed);
+    CCameraNews* news = qobject_cast<CCamera*>(camera)->news().data();
+    disconnect(news, &CCameraNews::grabStarted, this, &COptiRoster::onCameraGrabStarted);
+    disconnect(news, &CCameraNews::grabStopped, this, &COptiRoster::onCameraGrabStopped);
+    disconnect(news, &CCameraNews::imageGrabFailed, this, &COptiRoster::onCameraImageFailed);
+    disconnect(news, &CCameraNews::imageGrabbedInfo, this, &COptiRoster::onCameraImageGrabbedInfo);
+    disconnect(news, &CCameraNews::grabError, this, &COptiRoster::onCameraImageGrabFailed);
+    disconnect(news, &CCameraNews::statisticChanged, this, &COptiRoster::onCameraStatisticUpdated);
 }
 
 bool COptiRoster::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
@@ -218,7 +220,7 @@ QSharedPointer<ICamera> COptiRoster::openExclusive(const CameraInfoPtr& info)
         return {};
     if (!camera->open(false)) {
         if (created) // as in openDevice: nothing is kept of a description no camera answers
-            removeDevice(camera);
+            emitUnlocked([this, camera] { removeDevice(camera); });
         return {};
     }
     return takeExclusive(info);
@@ -436,64 +438,83 @@ void COptiRoster::relayGrabStart(ICamera* camera)
 
 void COptiRoster::onCameraGrabStarted()
 {
-    if (senderCamera())
-        emit cameraGrabStarted(senderInfo());
+    if (const CameraInfoPtr info = senderInfo())
+        emit cameraGrabStarted(info);
 }
 
 void COptiRoster::onCameraGrabStopped()
 {
-    if (senderCamera())
-        emit cameraGrabStopped(senderInfo());
+    if (const CameraInfoPtr info = senderInfo())
+        emit cameraGrabStopped(info);
 }
 
 void COptiRoster::onCameraStatisticUpdated(int imagesGrabbedCount, int imagesFailedCount, double fps, uint64_t bps,
                                            CCompressionStatistic compressionStatistic)
 {
-    if (senderCamera())
-        emit cameraStatisticUpdated(senderInfo(), imagesGrabbedCount, imagesFailedCount, fps, bps, compressionStatistic);
+    if (const CameraInfoPtr info = senderInfo())
+        emit cameraStatisticUpdated(info, imagesGrabbedCount, imagesFailedCount, fps, bps, compressionStatistic);
 }
 
 void COptiRoster::onCameraImageGrabFailed()
 {
-    if (!senderCamera())
-        return;
     const CameraInfoPtr info = senderInfo();
+    if (!info)
+        return;
     if (const auto concrete = info.objectCast<CCameraInfo>())
         concrete->setLastError(QStringLiteral("The image grab failed."));
     emit cameraImageGrabFailed(info);
 }
 
-void COptiRoster::onCameraImageGrabbed(CCamera* camera, const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult)
+void COptiRoster::onCameraImageFailed(QString errorDescription)
+{
+    const CameraInfoPtr info = senderInfo();
+    if (!info)
+        return;
+    // Stored on the grab thread already, and again for the failure that is told now, so that a
+    // receiver reads this failure's reason whatever images came since.
+    if (const auto concrete = info.objectCast<CCameraInfo>())
+        concrete->setLastError(errorDescription);
+    emit cameraImageGrabFailed(info);
+}
+
+void COptiRoster::onCameraImageGrabbedInfo(ImageGrabbedInfo imageGrabbedInfo)
+{
+    if (const CameraInfoPtr info = senderInfo())
+        emit cameraImageGrabbedInfo(info, imageGrabbedInfo);
+}
+
+void COptiRoster::onCameraImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult)
 {
     if (!info)
         return;
+    // How the image ended reaches clients from the main thread, on the camera's news, with the
+    // failure announced before it is described.
     if (ptrGrabResult.IsValid() && !ptrGrabResult->GrabSucceeded()) {
         if (const auto concrete = info.objectCast<CCameraInfo>())
             concrete->setLastError(QString::fromUtf8(ptrGrabResult->GetErrorDescription().c_str()));
-        emit cameraImageGrabFailed(info);
-        camera->postFailureInfo(ptrGrabResult);
     }
-    QMutexLocker locker(&m_imageGrabbedNotifierMutex);
     if (m_imageGrabbedNotifier)
         m_imageGrabbedNotifier->notifyImageGrabbed(info, ptrGrabResult);
 }
 
 void COptiRoster::onCameraConnectionLost()
 {
-    ICamera* sender = senderCamera();
-    if (!sender)
+    const auto* news = qobject_cast<const CCameraNews*>(sender());
+    if (!news)
         return;
-    const CameraInfoPtr info = sender->getInfo().objectCast<ICameraInfo>();
+    const CameraInfoPtr info = news->info();
+    QSharedPointer<CCamera> camera = info ? getDevice(info).objectCast<CCamera>() : QSharedPointer<CCamera>();
+    if (camera && camera->news().data() != news)
+        return; // the device has a new camera since: this is an old camera's loss
     // A camera that no client holds is destroyed here, on this thread, and its own closing
     // signals come before the loss is told.
-    dropLostCamera(info);
+    dropLostCamera(std::move(camera));
     emit cameraConnectionLost(info);
     emit deviceClosed(info);
 }
 
-void COptiRoster::dropLostCamera(const CameraInfoPtr& info)
+void COptiRoster::dropLostCamera(QSharedPointer<CCamera> camera)
 {
-    const QSharedPointer<ICamera> camera = info ? findCamera(info) : QSharedPointer<ICamera>();
     if (!camera)
         return;
     {
@@ -501,6 +522,7 @@ void COptiRoster::dropLostCamera(const CameraInfoPtr& info)
         m_detachedCameras.removeOne(camera);
     }
     removeDevice(camera);
+    camera.reset(); // the last reference may end it here
 }
 
 } // namespace Plugin::OptiRoster::Internal

@@ -3,7 +3,6 @@
 #include <plugins/optiroster/icamera.h>
 #include <plugins/optiroster/imagegrabbedinfo.h>
 #include <plugins/optiroster/internal/devicepool.h>
-#include <plugins/optiroster/internal/imagenewsqueue.h>
 #include <plugins/optiroster/staticdefectpixellisttype.h>
 
 #include <tavix/defectpixelcorrection.h>
@@ -15,6 +14,8 @@
 namespace Plugin::OptiRoster::Internal {
 
 class CCamera;
+class CCameraNews;
+class CNewsWaker;
 class ImageGrabbedNotifierService;
 
 // The device pool of cameras: it creates one CCamera for each camera description, relays the
@@ -33,6 +34,9 @@ public:
     QSharedPointer<IDevice> createDevice(const DeviceBaseInfoPtr& info) override;
     bool isDeviceExclusive(const DeviceBaseInfoPtr& info) override;
     bool isDeviceGrabbing(const DeviceBaseInfoPtr& info) override;
+    // The status service asks this pool under its own lock: nothing may wait for this pool's lock
+    // while client code runs under it.
+    bool holdsClientCallsWhileLocked() const override { return true; }
 
     void announceCameraByAddress(const QString& ipAddress);
 
@@ -88,12 +92,15 @@ private slots:
     void onCameraGrabStopped();
     void onCameraConnectionLost();
     void onCameraImageGrabFailed();
+    // A failed image and how an image ended, from the camera's news.
+    void onCameraImageFailed(QString errorDescription);
+    void onCameraImageGrabbedInfo(Plugin::OptiRoster::ImageGrabbedInfo imageGrabbedInfo);
     void onCameraStatisticUpdated(int imagesGrabbedCount, int imagesFailedCount, double fps, uint64_t bps,
                                   Plugin::OptiRoster::CCompressionStatistic compressionStatistic);
 
 private:
     // On the grab thread, by a direct connection.
-    void onCameraImageGrabbed(CCamera* camera, const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult);
+    void onCameraImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr& ptrGrabResult);
     QSharedPointer<ICamera> findCamera(const DeviceBaseInfoPtr& info);
     // The cameras of the pool, in list order, that are not in exclusive use.
     QVector<QSharedPointer<ICamera>> sharedCameras();
@@ -101,13 +108,14 @@ private:
     void commandSharedCamera(const CameraInfoPtr& info, Command command);
     ICamera* senderCamera() const;
     void relayGrabStart(ICamera* camera);
+    // The description of the camera whose news sent the signal; null for another sender.
     CameraInfoPtr senderInfo() const;
     // The eleven connections; exclusive use cuts all but the loss of connection.
     enum EConnectionLost { WithConnectionLost, WithoutConnectionLost };
     void connectCamera(ICamera* camera, EConnectionLost connectionLost);
     void disconnectCamera(ICamera* camera);
     // Takes a lost camera out of both lists; the pool's reference ends with this call.
-    void dropLostCamera(const CameraInfoPtr& info);
+    void dropLostCamera(QSharedPointer<CCamera> camera);
     // The frame of the guarded forwards: the camera, or the pool's refusal as an exception. The
     // caller holds the result for the length of its call, since the main thread may drop the
     // camera from the pool meanwhile.
@@ -117,9 +125,11 @@ private:
 
     QList<QSharedPointer<ICamera>> m_detachedCameras;
     QSharedPointer<ImageGrabbedNotifierService> m_imageGrabbedNotifier;
-    // The news of all the cameras' images, on this thread: one wake-up serves several cameras.
-    QSharedPointer<CImageNewsQueue> m_ptrImageNewsQueue;
-    QMutex m_imageGrabbedNotifierMutex;
+    // Wakes this thread for the cameras' news: one wake-up serves several cameras.
+    QSharedPointer<CNewsWaker> m_ptrWaker;
+    // No lock around the hand-over of an image to the notifier: each camera's images come from its
+    // one grab thread, which serialises that camera's observers, and a lock shared by the cameras
+    // would let one camera's grab thread wait for another's observers, which may stop it.
 };
 
 } // namespace Plugin::OptiRoster::Internal
