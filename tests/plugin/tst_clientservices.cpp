@@ -7,6 +7,7 @@
 #include "threadwait.h"
 
 #include <core/exception/exceptions.h>
+#include <core/parametercollection/parametercollection.h>
 #include <core/parametercollectionpool/iparameterservice.h>
 #include <core/plugin/cplugininitializer.h>
 #include <core/plugin/iplugininfoservice.h>
@@ -84,8 +85,12 @@ private slots:
     void oneMergedSignalSequenceTellsAGrabAndALossThatLeavesTheListAtOnce();
     void clientsOpeningWhileThePassesRunDontDeadlock();
     void clientSlotsAskingTheStatusServiceDontDeadlock();
+    void closingWithSlotsAskingTheStatusServiceDoesntDeadlock();
+    void aParameterViewAskingTheServicesDoesntDeadlock_data();
+    void aParameterViewAskingTheServicesDoesntDeadlock();
     void aCameraFoundWhileTheLastResultWaitsIsAnnounced();
     void passesFromAClientThreadWhileLostCamerasLeave();
+    void aDialogOnADisconnectionWhileTheCameraComesBack();
     void theActiveDeviceSwitchedDuringAnOpenOpensNoStranger();
 
     void parametersAreReachedByDescription();
@@ -250,6 +255,44 @@ void TestClientServices::plugAndUnplugShowUpOnRequestAndOnTheTimersTickAndAnOpen
     QCOMPARE(disconnected.at(1).at(0).value<DeviceBaseInfoPtr>()->getFullName(), QStringLiteral("SimGigE#811"));
     m_host.enumeration->setEnumerationEnabled(false);
     QVERIFY(!m_host.enumeration->isEnumerationEnabled());
+}
+
+void TestClientServices::aDialogOnADisconnectionWhileTheCameraComesBack()
+{
+    // A window shows a modal dialog when a camera leaves. While it shows, the camera is plugged
+    // back and a pass finds it: the pass's result waits for the merge that is telling of the
+    // leave, and then announces the camera again, which opens.
+    TavixSim::unplugDevice("SimGigE#810");
+    QSignalSpy connected(m_host.status.data(), &ICameraStatusService::deviceConnected);
+    QObject window;
+    bool dialogShown = false;
+    connect(m_host.status.data(), &ICameraStatusService::deviceDisconnected, &window, [&](const DeviceBaseInfoPtr& info) {
+        if (info->getFullName() != QStringLiteral("SimGigE#810") || dialogShown)
+            return;
+        dialogShown = true;
+        TavixSim::plugDevice("SimGigE#810");
+        CLogRecorder log;
+        QEventLoop dialog;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, &dialog, [&] {
+            if (!log.messages(TransportLayerCategory).isEmpty())
+                dialog.quit(); // a pass has ended: its result is queued to this thread
+            else
+                m_host.enumeration->requestEnumeration();
+        });
+        poll.start(50);
+        QTimer::singleShot(20000, &dialog, &QEventLoop::quit);
+        dialog.exec();
+        QTest::qWait(100); // the dialog stays a moment after the pass, as a person reads it
+    });
+    runPassAndWait();
+    QTRY_VERIFY_WITH_TIMEOUT(dialogShown, 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(connected.count(), 1, 10000);
+    QCOMPARE(connected.at(0).at(0).value<DeviceBaseInfoPtr>()->getFullName(), QStringLiteral("SimGigE#810"));
+    const auto camera = enumeratedCamera(QStringLiteral("810"));
+    QVERIFY(camera);
+    QVERIFY(m_host.control->open(camera, false));
+    m_host.control->close(camera);
 }
 
 void TestClientServices::devicesOpenCloseAndGrabByNameAndAsTheActiveDevice()
@@ -458,6 +501,111 @@ void TestClientServices::clientSlotsAskingTheStatusServiceDontDeadlock()
     other.join();
     m_host.control->close(camera);
     QCOMPARE(asked, 50);
+}
+
+void TestClientServices::closingWithSlotsAskingTheStatusServiceDoesntDeadlock()
+{
+    // A window's slots on the closing and the grab's stop ask the status service while the main
+    // thread closes a grabbing camera, and a client's thread opens the same camera meanwhile.
+    const auto camera = enumeratedCamera(QStringLiteral("810"));
+    QObject window;
+    int asked = 0;
+    auto ask = [&] {
+        m_host.status->isExclusive(camera);
+        m_host.status->isDeviceOpen(camera);
+        ++asked;
+    };
+    connect(m_host.status.data(), &ICameraStatusService::deviceClosing, &window, ask);
+    connect(m_host.status.data(), &ICameraStatusService::cameraGrabStopped, &window, ask);
+    std::atomic<bool> done{false};
+    std::thread opener([&] {
+        while (!done.load())
+            m_host.control->open(camera, false);
+    });
+    {
+        CDeadlockWatchdog watchdog("closes of a grabbing camera with a client asking from its slots", std::chrono::seconds(60));
+        for (int round = 0; round < 100; ++round) {
+            QVERIFY(m_host.control->open(camera, false));
+            m_host.stream->startGrabbing(camera);
+            m_host.control->close(camera);
+        }
+    }
+    done.store(true);
+    opener.join();
+    m_host.control->close(camera);
+    QTRY_VERIFY_WITH_TIMEOUT(asked >= 2 * 100, 10000); // a close may also come from the opener's open
+}
+
+void TestClientServices::aParameterViewAskingTheServicesDoesntDeadlock_data()
+{
+    QTest::addColumn<bool>("clientThreadOpens");
+    QTest::newRow("the main thread opens and closes") << false;
+    QTest::newRow("a client's thread opens and closes beside passes") << true;
+}
+
+void TestClientServices::aParameterViewAskingTheServicesDoesntDeadlock()
+{
+    // A parameter view listens to the camera's state and node maps and asks the services from
+    // there, on whichever thread opens or closes, while another thread asks the status service
+    // too (or the main thread merges enumeration passes).
+    QFETCH(bool, clientThreadOpens);
+    const auto camera = enumeratedCamera(QStringLiteral("810"));
+    const auto collection = m_host.parameterService->findParameterCollection(camera);
+    QVERIFY(collection);
+    std::atomic<int> asked{0};
+    auto ask = [&] {
+        m_host.status->isExclusive(camera);
+        m_host.status->isDeviceOpen(camera);
+        m_host.enumeration->getTransportLayers();
+        ++asked;
+    };
+    QObject view;
+    connect(collection->getObjectState().data(), &ParameterCollection::CObjectState::stateChanged, &view, ask,
+            Qt::DirectConnection);
+    const int listener = collection->addNodeMapListener([&](const QString&, GenApi::INodeMap*) { ask(); });
+    std::atomic<bool> done{false};
+    constexpr int Rounds = 300;
+    const auto openAndClose = [&] {
+        for (int round = 0; round < Rounds; ++round) {
+            m_host.control->open(camera, false);
+            m_host.control->close(camera);
+        }
+    };
+    {
+        CDeadlockWatchdog watchdog("opens and closes with a parameter view asking the services", std::chrono::seconds(120));
+        if (clientThreadOpens) {
+            // Each pass finds a change, so that its result is merged into the pools; the client
+            // opens and closes until twenty merges have met it.
+            QSignalSpy merged(m_host.enumeration.data(), &ICameraEnumerationService::enumerationChanged);
+            std::atomic<bool> enoughMerges{false};
+            std::thread client([&] {
+                while (!enoughMerges.load())
+                    openAndClose();
+                done.store(true);
+            });
+            bool plugged = false;
+            while (!done.load()) {
+                plugged = !plugged;
+                plugged ? TavixSim::plugDevice("SimGigE#812") : TavixSim::unplugDevice("SimGigE#812");
+                m_host.enumeration->requestEnumeration();
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+                enoughMerges.store(merged.count() >= 20);
+            }
+            client.join();
+        } else {
+            std::thread other([&] {
+                while (!done.load()) {
+                    m_host.status->isExclusive(camera);
+                    m_host.status->isDeviceOpen(camera);
+                }
+            });
+            openAndClose();
+            done.store(true);
+            other.join();
+        }
+    }
+    collection->removeNodeMapListener(listener);
+    QVERIFY(asked.load() >= Rounds * 2);
 }
 
 void TestClientServices::aCameraFoundWhileTheLastResultWaitsIsAnnounced()

@@ -1,4 +1,5 @@
 #include "camerafixture.h"
+#include "deadlockwatchdog.h"
 #include "exceptiontext.h"
 #include "firmwarefixture.h"
 #include "logrecorder.h"
@@ -12,7 +13,9 @@
 #include <plugins/optiroster/internal/devicefirmwareupdateservice.h>
 #include <plugins/optiroster/internal/firmwareversion.h>
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
+#include <plugins/optiroster/internal/interfacepool.h>
 #include <plugins/optiroster/internal/optiroster.h>
+#include <plugins/optiroster/internal/statusservice.h>
 
 #include <QtConcurrent>
 
@@ -118,6 +121,7 @@ private slots:
     void directionFollowsTheVersionTexts_data();
     void directionFollowsTheVersionTexts();
     void aWholeRunFromAClientThreadWhileEnumerationRuns();
+    void theMainThreadRefreshesItsListWhileAnUpdateWritesTheFlash();
     void injectedFaultsEndCleanly_data();
     void injectedFaultsEndCleanly();
     void theResetCycleWaitsAsTheSdkAsks_data();
@@ -404,6 +408,48 @@ void TestFirmwareUpdate::aWholeRunFromAClientThreadWhileEnumerationRuns()
     QCOMPARE(openAndReadFirmware(), QStringLiteral("OVK2310-V02.01.008-build4502"));
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveDevice), devicesBefore);
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), camerasBefore);
+}
+
+void TestFirmwareUpdate::theMainThreadRefreshesItsListWhileAnUpdateWritesTheFlash()
+{
+    // A firmware dialog refreshes its list of matching updates while another client's update
+    // writes the flash for three seconds, and that client's progress handler, which runs on the
+    // applying thread, asks the status service. Neither waits for the update.
+    Internal::CStatusService status(m_pRoster.get(), QPointer<Internal::CInterfacePool>(), nullptr);
+    QSharedPointer<IDeviceFirmwareUpdate> update = m_pService->update(m_orvik, exampleUpdate(QStringLiteral("2.1.8")));
+    QVERIFY(update);
+    std::atomic<int> asked{0};
+    connect(update.data(), &IDeviceFirmwareUpdate::firmwareUpdateProgressStepProgressChanged, [&] {
+        status.isExclusive(m_orvik);
+        status.isDeviceOpen(m_orvik);
+        ++asked;
+    });
+    const QVector<QSharedPointer<IFirmwareUpdateInfo>> updates = m_pService->getUpdates(examplePath(), QString());
+    TavixSim::pauseOperation("FirmwareWrite");
+    QFuture<bool> applied = QtConcurrent::run([update] { return update->apply(); });
+    QVERIFY(TavixSim::waitUntilPaused("FirmwareWrite"));
+    qint64 longestMs = 0;
+    {
+        CDeadlockWatchdog watchdog("the main thread's list while an update writes the flash", std::chrono::seconds(60));
+        QElapsedTimer flash;
+        flash.start();
+        while (flash.elapsed() < 3000) {
+            QElapsedTimer call;
+            call.start();
+            QVector<QSharedPointer<IFirmwareUpdateInfo>> matching;
+            bool sorted = false;
+            QVERIFY(!m_pService->getUpdatesMatchingTheDevice(m_orvik, updates, matching, sorted)); // the camera is busy
+            status.isExclusive(m_orvik);
+            longestMs = std::max(longestMs, call.elapsed());
+            QTest::qWait(100);
+        }
+        TavixSim::resumeOperation("FirmwareWrite");
+        QTRY_VERIFY_WITH_TIMEOUT(applied.isFinished(), RunTimeoutMs);
+    }
+    QVERIFY(applied.result());
+    QVERIFY2(longestMs < 1000, qPrintable(QString::number(longestMs)));
+    QVERIFY(asked.load() > 0);
+    QCOMPARE(m_orvik->getLastError(), QStringLiteral("Failed to acquire exclusive camera access."));
 }
 
 void TestFirmwareUpdate::injectedFaultsEndCleanly_data()

@@ -1,5 +1,7 @@
 #include "camerafixture.h"
+#include "deadlockwatchdog.h"
 #include "logrecorder.h"
+#include "threadwait.h"
 #include "exceptiontext.h"
 #include "testmain.h"
 
@@ -99,6 +101,9 @@ private slots:
     void aFailedImageIsReportedThenDescribedThenObserved();
     void aBusyMainThreadGetsMergedFiguresButEveryFailure();
     void observersGetEachImageOnTheGrabThread();
+    void anObserverThatStopsItsCameraWhileTheMainThreadStopsIt();
+    void anObserverThatStopsAnotherCamera();
+    void anObserverCantChangeTheObserversFromInsideItsCall();
     void aLostCameraLeavesThePoolButNotItsClient_data();
     void aLostCameraLeavesThePoolButNotItsClient();
     void aLostCameraThatNoClientHoldsClosesBeforeTheLossIsTold();
@@ -132,6 +137,7 @@ void TestRoster::init()
             {"failures", QJsonArray{QJsonObject{{"every", 1000}, {"text", "Packet lost"}, {"code", 7}}}}}),
         TestScenario::camera(QStringLiteral("504"), QJsonObject{{"frameLimit", BurstImages},
             {"failures", QJsonArray{QJsonObject{{"every", 700}, {"text", "Frame dropped"}, {"code", 9}}}}}),
+        TestScenario::camera(QStringLiteral("505"), QJsonObject{{"frameRate", 0}}),
         remote,
     };
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(cameras)}), QString());
@@ -331,6 +337,129 @@ void TestRoster::observersGetEachImageOnTheGrabThread()
     QVERIFY(observer.buffers.size() <= poolSize + 1);
 }
 
+// Calls a function from the observer on the grab thread of the camera's images, once, at its
+// fifth image.
+class CCallingObserver : public IImageGrabbedObserver
+{
+public:
+    CCallingObserver(CameraInfoPtr camera, std::function<void()> call)
+        : m_camera(std::move(camera))
+        , m_call(std::move(call))
+    {
+    }
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr&) override
+    {
+        if (info == m_camera && ++m_images == 5) {
+            m_call();
+            called.store(true);
+        }
+    }
+    std::atomic<bool> called{false};
+
+private:
+    CameraInfoPtr m_camera;
+    std::function<void()> m_call;
+    int m_images = 0;
+};
+
+void TestRoster::anObserverThatStopsItsCameraWhileTheMainThreadStopsIt()
+{
+    // The user presses Stop just as an observer stops the camera itself: the main thread's stop
+    // waits for the grab thread, and the observer's must not wait for the main thread's.
+    const pid_t mainThread = ThreadWait::currentThreadId();
+    for (int round = 0; round < 10; ++round) {
+        std::atomic<bool> mainStops{false};
+        CCallingObserver observer(m_info, [&] {
+            mainStops.store(true);
+            ThreadWait::waitUntilWaitingForALock(mainThread, 10000); // the main thread's stop waits for this thread
+            m_pRoster->stopGrabbing(m_info);
+        });
+        m_notifier->addObserver(&observer);
+        QVERIFY(m_pRoster->openDevice(m_info, false));
+        QSignalSpy stopped(m_pRoster.get(), &COptiRoster::cameraGrabStopped);
+        m_pRoster->startGrabbing(m_info);
+        {
+            CDeadlockWatchdog watchdog("an observer and the main thread stopping one camera", std::chrono::seconds(30));
+            QTRY_VERIFY_WITH_TIMEOUT(mainStops.load(), 10000);
+            m_pRoster->stopGrabbing(m_info);
+        }
+        QVERIFY(observer.called.load());
+        QVERIFY(!m_pRoster->isCameraGrabbing(m_info));
+        QTRY_COMPARE_WITH_TIMEOUT(stopped.count(), 1, 10000);
+        m_notifier->removeObserver(&observer);
+        m_pRoster->closeDevice(DeviceBaseInfoPtr(m_info));
+    }
+
+    // Alone, the observer's stop ends the grab once it has returned, after its image is told.
+    QStringList told;
+    connect(m_pRoster.get(), &COptiRoster::cameraStatisticUpdated, this, [&](const CameraInfoPtr&, int grabbed) {
+        told << QStringLiteral("figures %1").arg(grabbed);
+    });
+    connect(m_pRoster.get(), &COptiRoster::cameraGrabStopped, this, [&] { told << QStringLiteral("stopped"); });
+    CCallingObserver alone(m_info, [&] { m_pRoster->stopGrabbing(m_info); });
+    m_notifier->addObserver(&alone);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    m_pRoster->startGrabbing(m_info);
+    QTRY_VERIFY_WITH_TIMEOUT(told.contains("stopped"), 10000);
+    QCOMPARE(told.mid(told.size() - 2), (QStringList{"figures 5", "stopped"}));
+    QVERIFY(!m_pRoster->isCameraGrabbing(m_info));
+    m_notifier->removeObserver(&alone);
+}
+
+void TestRoster::anObserverThatStopsAnotherCamera()
+{
+    // Both cameras' images go to the same observers; one camera's observer stops the other, a
+    // free-running one, whose grab thread must not wait for it meanwhile.
+    const CameraInfoPtr other = cameraInfo(QStringLiteral("505"));
+    CCountingObserver counting;
+    CCallingObserver stopping(m_info, [&] { m_pRoster->stopGrabbing(other); });
+    m_notifier->addObserver(&stopping);
+    m_notifier->addObserver(&counting);
+    for (const CameraInfoPtr& info : {other, m_info}) {
+        QVERIFY(m_pRoster->openDevice(info, false));
+        m_pRoster->startGrabbing(info);
+    }
+    {
+        CDeadlockWatchdog watchdog("an observer of one camera stopping another", std::chrono::seconds(30));
+        QTRY_VERIFY_WITH_TIMEOUT(stopping.called.load(), 10000);
+    }
+    // A request, carried out on the roster's thread.
+    QTRY_VERIFY_WITH_TIMEOUT(!m_pRoster->isCameraGrabbing(other), 10000);
+    QVERIFY(m_pRoster->isCameraGrabbing(m_info));
+    m_pRoster->stopGrabbing(m_info);
+    m_notifier->removeObserver(&stopping);
+    m_notifier->removeObserver(&counting);
+}
+
+void TestRoster::anObserverCantChangeTheObserversFromInsideItsCall()
+{
+    // Forbidden, and refused with a reason rather than blocking the grab thread for ever.
+    CLogRecorder log;
+    QStringList refusals;
+    CCountingObserver added;
+    CCallingObserver changing(m_info, [&] {
+        for (const auto& change : {std::function<void()>([&] { m_notifier->addObserver(&added); }),
+                                   std::function<void()>([&] { m_notifier->removeObserver(&added); })}) {
+            try {
+                change();
+            } catch (const Core::Exception::InvalidOperationException& e) {
+                refusals << e.getMessage();
+            }
+        }
+    });
+    m_notifier->addObserver(&changing);
+    QVERIFY(m_pRoster->openDevice(m_info, false));
+    m_pRoster->startGrabbing(m_info);
+    QTRY_VERIFY_WITH_TIMEOUT(changing.called.load(), 10000);
+    m_pRoster->stopGrabbing(m_info);
+    m_notifier->removeObserver(&changing);
+    QCOMPARE(refusals.size(), 2);
+    QVERIFY(refusals.first().startsWith(QStringLiteral("addObserver was called by an observer from inside its notification")));
+    QVERIFY(refusals.last().startsWith(QStringLiteral("removeObserver was called by an observer from inside its notification")));
+    QCOMPARE(log.messages(QStringLiteral("tavix.viewer.plugins.optiRoster.imageGrabbedNotifierService")), refusals);
+    QCOMPARE(added.count(), 0);
+}
+
 void TestRoster::aLostCameraLeavesThePoolButNotItsClient_data()
 {
     QTest::addColumn<bool>("detached");
@@ -380,7 +509,6 @@ void TestRoster::aLostCameraThatNoClientHoldsClosesBeforeTheLossIsTold()
     connect(m_pRoster.get(), &COptiRoster::cameraConnectionLost, this, [&] { order << "lost"; });
     TavixSim::loseDevice("SimGigE#500");
     QTRY_VERIFY_WITH_TIMEOUT(order.contains("lost"), 10000);
-    qDebug() << order;
     QCOMPARE(order, (QStringList{"grab stopped", "closing", "closed", "lost", "closed"}));
     QCOMPARE(TavixSim::liveObjects(TavixSim::LiveInstantCamera), 0);
 }

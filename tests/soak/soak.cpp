@@ -1,7 +1,9 @@
 // A soak of the plug-in as its clients use it: cameras grabbing, enumeration
 // requested every 100 ms while cameras come and go, three client threads
 // driving the services at random, observers coming and going, devices lost
-// mid-grab and SDK failures injected. It checks at the end that nothing was
+// mid-grab and SDK failures injected, and a window on the main thread that does
+// what GUI programs do: its slots and a parameter view ask the status service,
+// now and then one shows a modal dialog, and an observer of its stops cameras. It checks at the end that nothing was
 // lost, left behind or unbalanced, and prints its figures, among them what an
 // image costs on its grab thread, how far the main thread lags behind and what
 // the process holds in memory.
@@ -9,6 +11,8 @@
 //     soak [--seconds N] [--seed S] [--watchdog N]
 #include "host.h"
 
+#include <core/parametercollection/parametercollection.h>
+#include <core/parametercollectionpool/iparameterservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
 #include <plugins/optiroster/icamerastatusservice.h>
@@ -21,6 +25,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QHash>
 #include <QJsonArray>
@@ -339,6 +344,9 @@ struct CFigures
     std::atomic<int> faults{0};
     std::atomic<int> passesRequested{0};
     std::atomic<int> observerSwaps{0};
+    std::atomic<int> windowQuestions{0};
+    std::atomic<int> dialogs{0};
+    std::atomic<int> observerStops{0};
 };
 
 // The cameras of the last enumeration, copied on the main thread when it changes:
@@ -492,6 +500,100 @@ private:
     std::thread m_thread;
 };
 
+// What a GUI program does on the main thread: slots and a parameter view that ask the status
+// service, a modal dialog now and then (a nested event loop of 20 ms), and an observer that
+// stops its own camera or another one now and then from the grab thread.
+class CWindow : public QObject, public IImageGrabbedObserver
+{
+public:
+    CWindow(CHost& host, CCameraSnapshot& snapshot, CFigures& figures, unsigned seed)
+        : m_snapshot(snapshot)
+        , m_status(findService<ICameraStatusService>(host))
+        , m_stream(findService<ICameraStreamControlService>(host))
+        , m_notifier(findService<IImageGrabbedNotifierService>(host))
+        , m_parameters(findService<Plugin::ParameterCollectionPool::IParameterService>(host))
+        , m_figures(figures)
+        , m_random(seed)
+    {
+        ICameraStatusService* status = m_status.data();
+        const auto ask = [this](const DeviceBaseInfoPtr& info) { askAbout(info); };
+        connect(status, &IDeviceStatusService::deviceOpening, this, ask);
+        connect(status, &IDeviceStatusService::deviceOpened, this, ask);
+        connect(status, &IDeviceStatusService::deviceClosing, this, ask);
+        connect(status, &IDeviceStatusService::deviceClosed, this, ask);
+        connect(status, &ICameraStatusService::deviceDisconnected, this, ask);
+        connect(status, &ICameraStatusService::cameraGrabStarted, this, ask);
+        connect(status, &ICameraStatusService::cameraGrabStopped, this, ask);
+        connect(status, &ICameraStatusService::cameraDetached, this, ask);
+        connect(status, &ICameraStatusService::cameraAttached, this, ask);
+        connect(status, &ICameraStatusService::cameraConnectionLost, this, ask);
+        connect(status, &ICameraStatusService::cameraImageGrabFailed, this, ask);
+        m_notifier->addObserver(this);
+    }
+    ~CWindow() override
+    {
+        m_notifier->removeObserver(this);
+        for (auto it = m_views.cbegin(); it != m_views.cend(); ++it)
+            it.key()->removeNodeMapListener(it.value());
+    }
+
+    // Looks at the parameters of every camera enumeration found, as a parameter panel would.
+    void viewParameters()
+    {
+        for (const auto& camera : m_snapshot.cameras()) {
+            const auto collection = m_parameters->findParameterCollection(camera);
+            if (!collection || m_views.contains(collection))
+                continue;
+            m_views.insert(collection, collection->addNodeMapListener([this, camera](const QString&, GenApi::INodeMap*) {
+                askAbout(camera, false); // on whichever thread opens or closes: no dialog there
+            }));
+            connect(collection->getObjectState().data(), &ParameterCollection::CObjectState::stateChanged, this,
+                    [this, camera] { askAbout(camera); });
+        }
+    }
+
+    void onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabResultPtr&) override
+    {
+        thread_local std::mt19937 random(std::hash<std::thread::id>()(std::this_thread::get_id()));
+        if (random() % 4000 != 0)
+            return;
+        // Its own camera, or another one, stopped from the grab thread.
+        const QVector<CameraInfoPtr> cameras = m_snapshot.cameras();
+        const CameraInfoPtr stopped = random() % 2 || cameras.isEmpty() ? info : cameras.at(int(random() % unsigned(cameras.size())));
+        m_stream->stopGrabbing(stopped);
+        ++m_figures.observerStops;
+    }
+
+private:
+    void askAbout(const DeviceBaseInfoPtr& info, bool mayShowDialog = true)
+    {
+        m_status->isDeviceOpen(info);
+        if (const auto camera = info.objectCast<Core::OptiRosterComponents::ICameraInfo>()) {
+            m_status->isExclusive(camera);
+            m_status->isCameraGrabbing(camera);
+        }
+        ++m_figures.windowQuestions;
+        if (!mayShowDialog || m_inDialog || thread() != QThread::currentThread() || m_random() % 200 != 0)
+            return;
+        m_inDialog = true;
+        QEventLoop dialog;
+        QTimer::singleShot(20, &dialog, &QEventLoop::quit);
+        dialog.exec();
+        m_inDialog = false;
+        ++m_figures.dialogs;
+    }
+
+    CCameraSnapshot& m_snapshot;
+    QSharedPointer<ICameraStatusService> m_status;
+    QSharedPointer<ICameraStreamControlService> m_stream;
+    QSharedPointer<IImageGrabbedNotifierService> m_notifier;
+    QSharedPointer<Plugin::ParameterCollectionPool::IParameterService> m_parameters;
+    CFigures& m_figures;
+    std::mt19937 m_random;
+    bool m_inDialog = false;
+    QHash<QSharedPointer<ParameterCollection::CParameterCollection>, int> m_views;
+};
+
 // Runs the world's events on the main thread: passes, plugging, losses, faults.
 void scheduleTheWorld(QObject& context, ICameraEnumerationService& enumeration, CFigures& figures, std::mt19937& random)
 {
@@ -614,8 +716,12 @@ int main(int argc, char* argv[])
         std::mutex cameraLocks[CameraCount];
         CCameraSnapshot snapshot;
         snapshot.refresh(*enumeration);
-        QObject::connect(enumeration.data(), &ICameraEnumerationService::enumerationChanged, &app,
-                         [&] { snapshot.refresh(*enumeration); });
+        auto window = std::make_unique<CWindow>(host, snapshot, figures, random());
+        window->viewParameters();
+        QObject::connect(enumeration.data(), &ICameraEnumerationService::enumerationChanged, window.get(), [&] {
+            snapshot.refresh(*enumeration);
+            window->viewParameters();
+        });
         {
             std::vector<std::unique_ptr<CClient>> clients;
             for (unsigned i = 0; i < 3; ++i)
@@ -656,6 +762,7 @@ int main(int argc, char* argv[])
                 check(!status->isExclusive(camera), QStringLiteral("%1 is left in exclusive use").arg(camera->getFullName()));
         }
         check(status->getNumberOfGrabbingCameras() == 0, QStringLiteral("cameras are still grabbing"));
+        window.reset();
         notifier->removeObserver(&counter);
         observed = counter.counts();
         host.stop();
@@ -680,10 +787,11 @@ int main(int argc, char* argv[])
 
     std::printf("soak: %d s, %lld images, %d losses, %d faults injected, %d "
                 "passes requested, %lld client operations, "
-                "%d observer changes, %d exceptions met by clients, deadlocks 0, "
-                "failures %d\n",
+                "%d observer changes, %d exceptions met by clients, %d questions from the window's slots and "
+                "listeners, %d modal dialogs, %d stops from an observer, deadlocks 0, failures %d\n",
                 seconds, images, figures.losses.load(), figures.faults.load(), figures.passesRequested.load(),
-                figures.clientOperations.load(), figures.observerSwaps.load(), figures.clientExceptions.load(), failures);
+                figures.clientOperations.load(), figures.observerSwaps.load(), figures.clientExceptions.load(),
+                figures.windowQuestions.load(), figures.dialogs.load(), figures.observerStops.load(), failures);
     std::printf("soak: cost of an image on its grab thread, from the SDK's call into the plug-in to the "
                 "return of the last observer: median %.2f us, 90 %% %.2f us, 99 %% %.2f us, 99.9 %% %.2f us, largest %.0f us\n",
                 costs.p50Ns / 1e3, costs.p90Ns / 1e3, costs.p99Ns / 1e3, costs.p999Ns / 1e3, costs.maxNs / 1e3);

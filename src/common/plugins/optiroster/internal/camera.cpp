@@ -361,10 +361,12 @@ void CCamera::detachNodeMaps()
 
 void CCamera::close()
 {
-    if (isOwnGrabThread()) {
-        // An observer of this camera can't wait for its own grab thread to end: the close is
-        // asked of the camera's thread, and happens once the observer has returned.
-        m_pCamera->StopGrabbing();
+    if (t_pDeliveringCamera) {
+        // An observer never waits for a grab thread (its own can't end while it runs, another
+        // may be waiting for it): the close is asked of the camera's thread, and this camera's
+        // grab, if it is the observer's, ends once the observer has returned.
+        if (isOwnGrabThread())
+            m_pCamera->StopGrabbing();
         QMetaObject::invokeMethod(this, &CCamera::closeDevice, Qt::QueuedConnection);
         return;
     }
@@ -520,6 +522,12 @@ void CCamera::stopGrabbing()
         // observer has returned: waiting here for a stop of another thread, which holds the
         // operation lock while it waits for this very thread, would never end.
         m_pCamera->StopGrabbing();
+        return;
+    }
+    if (t_pDeliveringCamera) {
+        // From an observer of another camera, a request to this camera's thread: this camera's
+        // grab thread may itself be waiting for that observer's camera.
+        QMetaObject::invokeMethod(this, &CCamera::stopGrabbing, Qt::QueuedConnection);
         return;
     }
     COperationLocker operation(this);
