@@ -101,6 +101,7 @@ private slots:
     void aFailureIsAnnouncedBeforeItIsDescribed();
     void aSingleShotEndsAfterItsImageBesideAFreeRunningCamera();
     void everyFailureOfALostCameraIsToldWhileTheMainThreadIsBusy();
+    void aFloodOfFailuresIsToldOneByOneUpToALimitThenTogether();
     void aSlotsNestedEventLoopWhileItsCameraIsLost();
     void otherCamerasTellTheirNewsDuringASlotsNestedEventLoop();
     void aNestedEventLoopWhileALostCameraEndsTouchesNothingOfIt();
@@ -122,6 +123,7 @@ void TestCameraNews::init()
         TestScenario::camera(QStringLiteral("702"), QJsonObject{{"frameRate", 200}}),
         TestScenario::camera(QStringLiteral("704"), QJsonObject{{"frameRate", 20}}),
         TestScenario::camera(QStringLiteral("705"), QJsonObject{{"frameRate", 200}}),
+        TestScenario::camera(QStringLiteral("706"), failingStream(0, 1, 1000)),
     };
     for (int round = 0; round < LostRounds; ++round)
         cameras.append(TestScenario::camera(QString::number(710 + round), failingStream(400, 1)));
@@ -219,6 +221,30 @@ void TestCameraNews::everyFailureOfALostCameraIsToldWhileTheMainThreadIsBusy()
     }
     m_host.notifier->removeObserver(&observer);
     m_host.stream->stopGrabbing(freeRunning);
+}
+
+void TestCameraNews::aFloodOfFailuresIsToldOneByOneUpToALimitThenTogether()
+{
+    // A free-running camera whose every image fails, while the main thread doesn't turn: what
+    // waits for it is bounded, and the figures count every failure.
+    const CameraInfoPtr info = camera(QStringLiteral("706"));
+    QVERIFY(m_host.control->open(info, false));
+    CFailureObserver observer;
+    m_host.notifier->addObserver(&observer);
+    std::thread([&] { m_host.stream->startGrabbing(info); }).join(); // its news waits for this thread
+    QElapsedTimer waited;
+    waited.start();
+    while (observer.failures("706") < 1000 && waited.elapsed() < 30000)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    QCOMPARE(observer.failures("706"), 1000);
+    QTRY_VERIFY_WITH_TIMEOUT(m_log->of("706").contains("figures 1000 1000"), 10000);
+    m_host.stream->stopGrabbing(info);
+    m_host.notifier->removeObserver(&observer);
+    // 256 one by one, and the 744 that found them waiting as one, which has the newest failure's
+    // code and text.
+    QCOMPARE(m_log->count("706", "failed"), 257);
+    QCOMPARE(m_log->count("706", "info failed 42"), 257);
+    QCOMPARE(info->getLastError(), QStringLiteral("Buffer incomplete"));
 }
 
 void TestCameraNews::aSlotsNestedEventLoopWhileItsCameraIsLost()

@@ -64,11 +64,10 @@ void CCameraNews::prepareForGrab()
         m_pFailures = std::make_unique<std::array<CFailure, FailureCapacity>>();
 }
 
-void CCameraNews::postImage(const CFigures& figures, const Tavix::CGrabResultPtr& result)
+void CCameraNews::postImage(CFigures figures, const Tavix::CGrabResultPtr& result)
 {
-    CFigures numbered = figures;
-    numbered.sequence = ++m_imagesPosted;
-    m_newestFigures.store(numbered);
+    figures.sequence = ++m_imagesPosted;
+    m_newestFigures.store(figures);
     if (result.IsValid() && !result->GrabSucceeded()) {
         const GenICam::gcstring description = result->GetErrorDescription();
         recordFailure(FailedImage, result->GetErrorCode(), description.c_str());
@@ -89,12 +88,8 @@ void CCameraNews::recordFailure(EKind kind, unsigned long code, const char* desc
     const uint64_t written = m_failuresWritten.load(std::memory_order_relaxed);
     if (!m_pFailures || written - m_failuresRead.load(std::memory_order_acquire) == FailureCapacity) {
         // The road's thread lags this far behind: the failure merges into one told later.
-        if (kind == FailedImage) {
-            m_mergedErrorCode.store(code, std::memory_order_relaxed);
-            m_mergedFailedImages.fetch_add(1, std::memory_order_release);
-        } else {
-            m_mergedGrabErrors.fetch_add(1, std::memory_order_release);
-        }
+        m_mergedErrorCode.store(code, std::memory_order_relaxed);
+        m_mergedFailures.fetch_add(1, std::memory_order_release);
         return;
     }
     CFailure& failure = (*m_pFailures)[written % FailureCapacity];
@@ -235,14 +230,12 @@ void CCameraNews::takeImageUnits(const CExtent& extent, bool withMerged)
     tellSuccessesUpTo(extent.successes);
     if (!withMerged)
         return;
-    if (m_mergedFailedImages.exchange(0, std::memory_order_acquire) > 0) {
+    if (m_mergedFailures.exchange(0, std::memory_order_acquire) > 0) {
         const QString description = m_ptrInfo ? m_ptrInfo->getLastError() : QString();
         m_units.push_back(CUnit{FailedImage, {}, {}, description});
         m_units.push_back(
             CUnit{FailureInfo, {}, ImageGrabbedInfo(false, m_mergedErrorCode.load(std::memory_order_relaxed), description), {}});
     }
-    if (m_mergedGrabErrors.exchange(0, std::memory_order_acquire) > 0)
-        m_units.push_back(CUnit{GrabError, {}, {}, {}});
 }
 
 void CCameraNews::tellFigures(const CFigures& figures)

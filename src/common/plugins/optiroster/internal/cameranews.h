@@ -38,8 +38,8 @@ class CNewsWaker;
 // newest figures and one info for the successes that came together, while every failure is told
 // on its own, as cameraImageGrabFailed then its info. A failure that finds FailureCapacity ones
 // waiting merges into one that is told later with the newest failure's code and the camera's
-// last error: memory stays bounded for a camera whose every image fails, and the failed count of
-// the figures stays exact.
+// last error (an SDK error without an image as well): memory stays bounded for a camera whose
+// every image fails, and the failed count of the figures stays exact.
 //
 // The start, stop and loss come from any thread, and each is told where the thread that posts it
 // would have delivered a queued signal: at once when posted on the road's thread (once that
@@ -71,7 +71,7 @@ public:
     // On the thread that starts a grab, before its loop runs.
     void prepareForGrab();
     // On the grab thread, one at a time.
-    void postImage(const CFigures& figures, const Tavix::CGrabResultPtr& result);
+    void postImage(CFigures figures, const Tavix::CGrabResultPtr& result);
     void postGrabError(const char* description);
     // From any thread.
     void postGrabStarted();
@@ -156,9 +156,8 @@ private:
     std::unique_ptr<std::array<CFailure, FailureCapacity>> m_pFailures;
     std::atomic<uint64_t> m_failuresWritten{0};
     std::atomic<uint64_t> m_failuresRead{0}; // written by the road's thread
-    std::atomic<uint64_t> m_mergedFailedImages{0};
+    std::atomic<uint64_t> m_mergedFailures{0};
     std::atomic<unsigned long> m_mergedErrorCode{0};
-    std::atomic<uint64_t> m_mergedGrabErrors{0};
 
     // With the waker.
     std::atomic<bool> m_scheduled{false};
