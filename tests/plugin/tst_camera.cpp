@@ -405,8 +405,12 @@ void TestCamera::camerasSharingANewsWakerGetOnlyTheirOwnNews()
         connect(camera, &ICamera::cameraImageGrabbed, this, [&] { ++images; }, Qt::DirectConnection);
         connect(camera, &ICamera::cameraStatisticChanged, this, [&told](int grabbed) { told.append(grabbed); });
         QVERIFY(camera->open(false));
-        camera->startGrabbing();
     }
+    // Started by a client's thread: a start on this thread would tell the first images at once.
+    std::thread([&] {
+        ending->startGrabbing();
+        staying.startGrabbing();
+    }).join();
     QElapsedTimer waited;
     waited.start();
     while (images.load() < 4 + 3 && waited.elapsed() < 30000)
