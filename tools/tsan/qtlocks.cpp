@@ -1,16 +1,18 @@
-// Makes Qt 5's locks and thread pool hand-overs visible to ThreadSanitizer. Qt's QMutex and
-// QReadWriteLock are built on futexes inside an uninstrumented library, so TSan sees neither their
-// locking nor the order it gives, and reports every access they guard as a race; the same goes
-// for the work a QThreadPool hands to its threads. Preloaded into the tests of a TSan build, this
-// library stands in front of Qt's exported operations and tells TSan what each does, then lets
-// Qt's own code do it. Qt's calls to its own locks stay inside Qt and are not seen; the
-// suppressions file covers those.
+// Makes Qt 5's locks, wait conditions and thread pool hand-overs visible to ThreadSanitizer. Qt's
+// QMutex and QReadWriteLock are built on futexes inside an uninstrumented library, so TSan sees
+// neither their locking nor the order it gives, and reports every access they guard as a race; the
+// same goes for a QWaitCondition, which lets its mutex go and takes it again inside Qt, and for the
+// work a QThreadPool hands to its threads. Preloaded into the tests of a TSan build, this library
+// stands in front of Qt's exported operations and tells TSan what each does, then lets Qt's own
+// code do it. Qt's calls to its own locks stay inside Qt and are not seen; the suppressions file
+// covers those.
 #include <QDeadlineTimer>
 #include <QFutureInterfaceBase>
 #include <QMutex>
 #include <QReadWriteLock>
 #include <QRunnable>
 #include <QThreadPool>
+#include <QWaitCondition>
 
 #include <sanitizer/tsan_interface.h>
 
@@ -219,6 +221,32 @@ void _ZN6QMutexD2Ev(QMutex* self)
     static const auto destroy = real<void (*)(QMutex*)>("_ZN6QMutexD2Ev");
     __tsan_mutex_destroy(self, 0);
     destroy(self);
+}
+
+// QWaitCondition: a wait lets its mutex go and takes it again inside Qt, where TSan doesn't see it.
+
+bool _ZN14QWaitCondition4waitEP6QMutex14QDeadlineTimer(QWaitCondition* self, QMutex* mutex, QDeadlineTimer deadline)
+{
+    static const auto wait = real<bool (*)(QWaitCondition*, QMutex*, QDeadlineTimer)>("_ZN14QWaitCondition4waitEP6QMutex14QDeadlineTimer");
+    annotatedUnlock(mutex, 0, [] {});
+    bool woken = false;
+    annotatedLock(mutex, 0, [&] {
+        woken = wait(self, mutex, deadline);
+        return true;
+    });
+    return woken;
+}
+
+bool _ZN14QWaitCondition4waitEP6QMutexm(QWaitCondition* self, QMutex* mutex, unsigned long time)
+{
+    static const auto wait = real<bool (*)(QWaitCondition*, QMutex*, unsigned long)>("_ZN14QWaitCondition4waitEP6QMutexm");
+    annotatedUnlock(mutex, 0, [] {});
+    bool woken = false;
+    annotatedLock(mutex, 0, [&] {
+        woken = wait(self, mutex, time);
+        return true;
+    });
+    return woken;
 }
 
 // QReadWriteLock

@@ -15,9 +15,15 @@
 #include <tavix/runtime.h>
 #include <tavix/tlfactory.h>
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QMutexLocker>
 #include <QPointer>
 #include <QThread>
+
+#if defined(__SANITIZE_THREAD__)
+#include <sanitizer/tsan_interface.h>
+#endif
 
 #include <utility>
 
@@ -26,6 +32,29 @@ namespace Plugin::OptiRoster::Internal {
 using ParameterCollection::CScopedObjectStateLock;
 
 namespace {
+
+// An operation that an observer asks of a camera, carried out on the camera's thread.
+class CRequestEvent : public QEvent
+{
+public:
+    explicit CRequestEvent(void (CCamera::*operation)())
+        : QEvent(type())
+        , operation(operation)
+    {
+    }
+#if defined(__SANITIZE_THREAD__)
+    // Qt's queue orders the poster's writes before the event is read or deleted on the
+    // receiver's thread, inside its own library, which ThreadSanitizer doesn't see; the poster
+    // tells it so on the event's address, and the receiving side before it reads the event.
+    ~CRequestEvent() override { __tsan_acquire(this); }
+#endif
+    static QEvent::Type type()
+    {
+        static const QEvent::Type registered = QEvent::Type(QEvent::registerEventType());
+        return registered;
+    }
+    void (CCamera::*const operation)();
+};
 
 // The camera whose image the calling thread delivers, while it does.
 thread_local const CCamera* t_pDeliveringCamera = nullptr;
@@ -180,6 +209,29 @@ void CCamera::tell(void (ICamera::*signal)())
 bool CCamera::isOwnGrabThread() const
 {
     return t_pDeliveringCamera == this;
+}
+
+void CCamera::request(void (CCamera::*operation)())
+{
+    auto* event = new CRequestEvent(operation);
+#if defined(__SANITIZE_THREAD__)
+    __tsan_release(event);
+#endif
+    QCoreApplication::postEvent(this, event); // dropped by Qt with the camera if it ends first
+}
+
+bool CCamera::event(QEvent* event)
+{
+#if defined(__SANITIZE_THREAD__)
+    __tsan_acquire(event); // before the event's fields and its virtual table are read
+#endif
+    if (event->type() != CRequestEvent::type())
+        return ICamera::event(event);
+    // During the teardown the instant camera is gone: a request that arrives then has nothing
+    // left to do.
+    if (m_pCamera)
+        (this->*static_cast<CRequestEvent*>(event)->operation)();
+    return true;
 }
 
 // Holds the operation lock, and the calls to client code made meanwhile until it is let go: a
@@ -367,7 +419,7 @@ void CCamera::close()
         // grab, if it is the observer's, ends once the observer has returned.
         if (isOwnGrabThread())
             m_pCamera->StopGrabbing();
-        QMetaObject::invokeMethod(this, &CCamera::closeDevice, Qt::QueuedConnection);
+        request(&CCamera::closeDevice);
         return;
     }
     closeDevice();
@@ -527,7 +579,7 @@ void CCamera::stopGrabbing()
     if (t_pDeliveringCamera) {
         // From an observer of another camera, a request to this camera's thread: this camera's
         // grab thread may itself be waiting for that observer's camera.
-        QMetaObject::invokeMethod(this, &CCamera::stopGrabbing, Qt::QueuedConnection);
+        request(&CCamera::stopGrabbing);
         return;
     }
     COperationLocker operation(this);

@@ -96,6 +96,9 @@ public slots:
 signals:
     void invokeTimeout(int64_t lastKnownImageNumber);
 
+protected:
+    bool event(QEvent* event) override;
+
 private slots:
     void onFrameGrabberTimeout();
 
@@ -113,6 +116,8 @@ private:
     // Emits the signal once this thread holds no lock of the plug-in.
     void tell(void (ICamera::*signal)());
     bool isOwnGrabThread() const;
+    // Asks for the operation on the camera's thread, for an observer that must not wait.
+    void request(void (CCamera::*operation)());
     void prepareGrabbing();
     void attachNodeMaps();
     void detachNodeMaps();

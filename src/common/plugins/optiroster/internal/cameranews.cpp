@@ -10,6 +10,10 @@
 
 #include <algorithm>
 
+#if defined(__SANITIZE_THREAD__)
+#include <sanitizer/tsan_interface.h>
+#endif
+
 namespace Plugin::OptiRoster::Internal {
 
 namespace {
@@ -31,6 +35,13 @@ public:
         , ptrNews(std::move(news))
     {
     }
+#if defined(__SANITIZE_THREAD__)
+    // Qt's event queue orders the posting thread's writes, the event among them, before the
+    // event is handled or deleted on the receiver's thread, inside its own library, which
+    // ThreadSanitizer doesn't see: the poster tells it so on the event's address (release()), and
+    // the receiving side before it reads the event (event(), and here for a news destroyed first).
+    ~CReleaseEvent() override { __tsan_acquire(this); }
+#endif
     const uint64_t controlId;
     const QSharedPointer<CCameraNews> ptrNews;
 };
@@ -148,7 +159,11 @@ void CCameraNews::postControl(EKind kind)
 void CCameraNews::release(uint64_t controlId)
 {
     if (QThread::currentThread() != thread()) {
-        QCoreApplication::postEvent(this, new CReleaseEvent(controlId, sharedFromThis()));
+        auto* event = new CReleaseEvent(controlId, sharedFromThis());
+#if defined(__SANITIZE_THREAD__)
+        __tsan_release(event);
+#endif
+        QCoreApplication::postEvent(this, event);
         return;
     }
     {
@@ -163,6 +178,9 @@ void CCameraNews::release(uint64_t controlId)
 
 bool CCameraNews::event(QEvent* event)
 {
+#if defined(__SANITIZE_THREAD__)
+    __tsan_acquire(event); // before the event's fields and its virtual table are read
+#endif
     if (event->type() != releaseEventType())
         return QObject::event(event);
     release(static_cast<CReleaseEvent*>(event)->controlId);
