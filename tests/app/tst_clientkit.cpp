@@ -4,18 +4,24 @@
 #include "simscenario.h"
 #include "testmain.h"
 
+#include <core/exception/exceptions.h>
+#include <core/parametercollectionpool/iparameterservice.h>
 #include <core/plugin/servicelookup.h>
+#include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/icameracontrolservice.h>
 #include <plugins/optiroster/icameraenumerationservice.h>
 #include <plugins/optiroster/icamerastatusservice.h>
 #include <plugins/optiroster/icamerastreamcontrolservice.h>
+#include <plugins/optiroster/iimagedecompressorservice.h>
 #include <plugins/optiroster/iimagegrabbednotifierservice.h>
+#include <plugins/optiroster/istaticdefectpixelcorrectionservice.h>
 #include <plugins/optiroster/observerregistration.h>
 
 #include <QMetaMethod>
 #include <QSignalSpy>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 
 using Core::OptiRosterComponents::CameraInfoPtr;
@@ -109,6 +115,8 @@ private slots:
     void theStatusSignalsOfAnOpenAndAClose();
     void aFailedOpenSendsOnlyItsOpeningSignals();
     void aRefusedStartSendsOnlyItsAnnouncement();
+    void anEmptyPointerIsOneMistakeWithOneType_data();
+    void anEmptyPointerIsOneMistakeWithOneType();
     void servicesAnswerAfterUninitializeAndNothingOnceTheRosterIsGone();
 
 private:
@@ -294,6 +302,59 @@ void TestClientKit::aRefusedStartSendsOnlyItsAnnouncement()
     // The camera was about to start; then nothing: no cameraGrabStarted, no cameraGrabStopped.
     QVERIFY2(recorder.events == (QStringList{"cameraGrabStart 702", "deviceClosing 702", "deviceClosed 702"}),
              qPrintable(recorder.events.join(", ")));
+}
+
+// The type of what an operation threw, by the host's exception classes; empty when it threw
+// nothing.
+template <typename Operation>
+QString thrownType(Operation operation)
+{
+    try {
+        operation();
+    } catch (const Core::Exception::InvalidArgumentException&) {
+        return QStringLiteral("InvalidArgumentException");
+    } catch (const Core::Exception::ArgumentException&) {
+        return QStringLiteral("ArgumentException");
+    } catch (const Core::Exception::RuntimeException&) {
+        return QStringLiteral("RuntimeException");
+    } catch (const Core::Exception::BaseException&) {
+        return QStringLiteral("BaseException");
+    }
+    return {};
+}
+
+void TestClientKit::anEmptyPointerIsOneMistakeWithOneType_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("type");
+    QTest::newRow("IImageDecompressorService::getCompressionDescriptor") << "descriptor" << "InvalidArgumentException";
+    QTest::newRow("IParameterService::getParameterText") << "parameter" << "InvalidArgumentException";
+    QTest::newRow("ICameraActionCommandsService::issueScheduledActionCommand") << "scheduled" << "InvalidArgumentException";
+    // Looked up as any camera is, and not found: as for a camera the roster doesn't know.
+    QTest::newRow("IStaticDefectPixelCorrectionService::isDefectPixelCorrectionSupported") << "defects" << "RuntimeException";
+}
+
+void TestClientKit::anEmptyPointerIsOneMistakeWithOneType()
+{
+    QFETCH(QString, operation);
+    QFETCH(QString, type);
+    const auto registry = m_host->registry();
+    const auto decompressor = Core::Plugin::findService<IImageDecompressorService>(registry);
+    const auto parameters = Core::Plugin::findService<Plugin::ParameterCollectionPool::IParameterService>(registry);
+    const auto actions = Core::Plugin::findService<ICameraActionCommandsService>(registry);
+    const auto defects = Core::Plugin::findService<IStaticDefectPixelCorrectionService>(registry);
+    QVERIFY(decompressor && parameters && actions && defects);
+    const QMap<QString, std::function<void()>> operations{
+        {"descriptor", [&] { decompressor->getCompressionDescriptor({}); }},
+        {"parameter", [&] { parameters->getParameterText({}, QStringLiteral("@CameraDevice/Width")); }},
+        {"scheduled",
+         [&] {
+             QVector<CActionCommandResult> results;
+             actions->issueScheduledActionCommand(1, 1, 1, 0, results, QStringLiteral("255.255.255.255"), 10, nullptr);
+         }},
+        {"defects", [&] { defects->isDefectPixelCorrectionSupported({}); }},
+    };
+    QCOMPARE(thrownType(operations.value(operation)), type);
 }
 
 // A service taken out of the registry by uninitialize() still works while the roster's plug-in
