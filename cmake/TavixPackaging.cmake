@@ -21,8 +21,11 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 # dpkg-shlibdeps finds each package's library packages (Qt, zlib, Aravis where built with it)
-# from what its binaries link; the packages' dependencies on each other are named below.
+# from what its binaries link; the packages' dependencies on each other are named below. The
+# viewer's binaries link the runtime's libraries, which it finds in the runtime component's
+# staging folder, beside the viewer's (dpkg-shlibdeps runs in the package's own).
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "../Runtime${CPACK_PACKAGING_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME tavix-viewer-runtime)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
