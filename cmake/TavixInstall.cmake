@@ -15,6 +15,13 @@ set(TAVIX_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/tavix-viewer)
 set(TAVIX_INSTALL_PLUGINDIR ${CMAKE_INSTALL_LIBDIR}/tavix-viewer/plugins)
 set(TAVIX_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/TavixViewer)
 
+# In the folders of what ships, __FILE__ (in the SDK layer's exceptions, for one) names source
+# files relative to the tree, so that no installed binary, and no package, carries the folder it
+# was built in. Tests keep the full name, which QFINDTESTDATA finds their data by.
+macro(tavix_ship_relative_file_names)
+    add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+endmacro()
+
 # $ORIGIN-relative search paths from a folder of the installed tree to the libraries.
 function(tavix_origin_rpath out fromDir)
     file(RELATIVE_PATH relative ${CMAKE_INSTALL_PREFIX}/${fromDir} ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
