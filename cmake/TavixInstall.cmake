@@ -1,12 +1,26 @@
 # Where the kit for client plug-in authors goes when installed, and how a library of the kit is
 # versioned, exported and installed. Paths are relative to the prefix, so the installed package
 # can move.
+#
+# Libraries go to the multiarch folder, lib/x86_64-linux-gnu on Debian, whatever the prefix, so
+# that an installed tree and the packages (which install under /usr) have the same layout;
+# -DCMAKE_INSTALL_LIBDIR=lib chooses the plain one.
+if(NOT DEFINED CMAKE_INSTALL_LIBDIR AND CMAKE_LIBRARY_ARCHITECTURE)
+    set(CMAKE_INSTALL_LIBDIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}" CACHE PATH "Object code libraries (lib/<multiarch tuple>)")
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(TAVIX_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/tavix-viewer)
 set(TAVIX_INSTALL_PLUGINDIR ${CMAKE_INSTALL_LIBDIR}/tavix-viewer/plugins)
 set(TAVIX_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/TavixViewer)
+
+# In the folders of what ships, __FILE__ (in the SDK layer's exceptions, for one) names source
+# files relative to the tree, so that no installed binary, and no package, carries the folder it
+# was built in. Tests keep the full name, which QFINDTESTDATA finds their data by.
+macro(tavix_ship_relative_file_names)
+    add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+endmacro()
 
 # $ORIGIN-relative search paths from a folder of the installed tree to the libraries.
 function(tavix_origin_rpath out fromDir)
@@ -18,15 +32,15 @@ function(tavix_origin_rpath out fromDir)
     endif()
 endfunction()
 
-# tavix_install_program(TARGET PLUGIN_DIR_MACRO): a host program in the binary folder, which finds
-# the kit's libraries and, through the compile definition PLUGIN_DIR_MACRO, the plug-in folder,
-# both relative to itself.
-function(tavix_install_program target pluginDirMacro)
+# tavix_install_program(TARGET PLUGIN_DIR_MACRO COMPONENT): a host program in the binary folder,
+# which finds the kit's libraries and, through the compile definition PLUGIN_DIR_MACRO, the plug-in
+# folder, both relative to itself.
+function(tavix_install_program target pluginDirMacro component)
     file(RELATIVE_PATH pluginDir ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_PREFIX}/${TAVIX_INSTALL_PLUGINDIR})
     target_compile_definitions(${target} PRIVATE ${pluginDirMacro}="${pluginDir}")
     tavix_origin_rpath(rpath ${CMAKE_INSTALL_BINDIR})
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "${rpath}")
-    install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+    install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component})
 endfunction()
 
 # tavix_install_library(TARGET EXPORT_NAME HEADER_DIR_IN_SOURCE HEADER_DESTINATION HEADERS...):

@@ -12,6 +12,17 @@ snippet in it:
 In the source, the snippet is the text between two marker lines "//! [observer]" (or
 "#! [observer]" in CMake files); marker lines inside it are left out, and the common indentation
 is removed. --check exits with 1 and a diff when a block differs; --update rewrites the blocks.
+
+A guide's own files, such as those of a walk-through, are announced by a comment that names a
+file and no snippet:
+
+    <!-- file: first-client/CMakeLists.txt -->
+    ```cmake
+    ...
+    ```
+
+--extract FOLDER writes each such block to that path under FOLDER, so that a test builds what
+the guide shows, word for word.
 """
 import argparse
 import difflib
@@ -22,6 +33,7 @@ import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 ANNOUNCE = re.compile(r"^<!-- snippet: (?P<file>[^#\s]+)#(?P<name>[\w-]+) -->$")
+OWN_FILE = re.compile(r"^<!-- file: (?P<file>[\w./-]+) -->$")
 MARKER = re.compile(r"^\s*(//|#)! \[(?P<name>[\w-]+)\]\s*$")
 
 
@@ -67,12 +79,56 @@ def process(guide, update):
     return out, problems
 
 
+def own_files(guide):
+    """The guide's own files: (relative path, lines) for each block announced with a file name."""
+    lines = guide.read_text(encoding="utf-8").splitlines()
+    files = []
+    for i, line in enumerate(lines):
+        match = OWN_FILE.match(line)
+        if not match:
+            continue
+        if i + 1 >= len(lines) or not lines[i + 1].startswith("```"):
+            raise ValueError(f"{guide.name}:{i + 1}: a code block must follow the file comment")
+        end = i + 2
+        while end < len(lines) and lines[end] != "```":
+            end += 1
+        if end == len(lines):
+            raise ValueError(f"{guide.name}:{i + 2}: the code block does not end")
+        name = pathlib.PurePosixPath(match.group("file"))
+        if name.is_absolute() or ".." in name.parts:
+            raise ValueError(f"{guide.name}:{i + 1}: '{name}' is not a path inside the folder")
+        files.append((name, lines[i + 2:end]))
+    return files
+
+
+def write_own_files(guides, folder):
+    count = 0
+    for guide in guides:
+        for name, lines in own_files(guide):
+            target = folder / name
+            target.parent.mkdir(parents=True, exist_ok=True)
+            target.write_text("\n".join(lines) + "\n", encoding="utf-8")
+            print(f"{guide}: {name}")
+            count += 1
+    if count == 0:
+        print("no files announced in the guides", file=sys.stderr)
+        return 1
+    return 0
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--update", action="store_true", help="rewrite the blocks from the sources")
     parser.add_argument("--check", action="store_true", help="fail when a block differs (the default)")
+    parser.add_argument("--extract", type=pathlib.Path, metavar="FOLDER", help="write the guide's own files into FOLDER")
     parser.add_argument("guides", nargs="+", type=pathlib.Path)
     arguments = parser.parse_args()
+    if arguments.extract:
+        try:
+            return write_own_files(arguments.guides, arguments.extract)
+        except ValueError as error:
+            print(error, file=sys.stderr)
+            return 1
     status = 0
     for guide in arguments.guides:
         text, problems = process(guide, arguments.update)

@@ -95,8 +95,12 @@ void CExampleClientPlugin::onEnumerationChanged()
     //! [list-cameras]
     m_out.flush();
     if (!first) {
-        m_out << "ExampleClient: no camera was found." << Qt::endl;
-        finish(1);
+        // Cameras come and go: with enumeration enabled, a pass runs every 10 s, and each
+        // result that brings news comes with enumerationChanged().
+        if (!m_waitingForCamera)
+            m_out << "ExampleClient: no camera yet; waiting for one" << Qt::endl;
+        m_waitingForCamera = true;
+        m_ptrEnumeration->setEnumerationEnabled(true);
         return;
     }
     grabFrom(first);
@@ -119,9 +123,17 @@ void CExampleClientPlugin::grabFrom(const CameraInfoPtr& camera)
     // The counter signals on the grab thread; the queued connection brings the news here.
     connect(m_pCounter.get(), &CImageCounter::enoughImages, this, &CExampleClientPlugin::onEnoughImages,
             Qt::QueuedConnection);
-    m_ptrNotifier->addObserver(m_pCounter.get());
-    m_observing = true;
+    // Registered for as long as the registration lives; reset() takes it out again.
+    m_counterRegistration = Plugin::OptiRoster::CObserverRegistration(m_ptrNotifier, m_pCounter.get());
+    // startGrabbing answers nothing, and a refused start sends no signal: the camera's last
+    // error tells it, and the camera isn't grabbing.
     m_ptrStream->startGrabbing(camera);
+    if (!m_ptrStatus->isCameraGrabbing(camera) && !camera->getLastError().isEmpty()) {
+        m_out << "ExampleClient: " << camera->getDisplayName() << " could not start grabbing: " << camera->getLastError()
+              << Qt::endl;
+        finish(1);
+        return;
+    }
     m_grabbing = true;
     //! [open-and-grab]
     m_out << "ExampleClient: grabbing " << ImagesWanted << " images from " << camera->getDisplayName() << Qt::endl;
@@ -202,12 +214,9 @@ void CExampleClientPlugin::cleanUp()
         m_ptrStream->stopGrabbing(m_ptrCamera);
         m_grabbing = false;
     }
-    if (m_observing) {
-        // Once removed, the observer is called no more: the notifier holds its lock while it
-        // calls observers, so this waits for a call in progress.
-        m_ptrNotifier->removeObserver(m_pCounter.get());
-        m_observing = false;
-    }
+    // Once the registration is reset, the counter is called no more: a call in progress on
+    // the grab thread is waited for.
+    m_counterRegistration.reset();
     if (m_open) {
         m_ptrControl->close(m_ptrCamera);
         m_open = false;
@@ -241,6 +250,7 @@ void CExampleClientPlugin::releaseServices()
     m_ptrDefectPixels.reset();
     m_ptrActionCommands.reset();
     m_ptrCamera.reset();
+    m_counterRegistration.reset();
     m_pCounter.reset();
 }
 //! [uninitialize]

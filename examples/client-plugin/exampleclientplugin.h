@@ -12,6 +12,7 @@
 #include <plugins/optiroster/iimagegrabbednotifierservice.h>
 #include <plugins/optiroster/icameraactioncommandsservice.h>
 #include <plugins/optiroster/istaticdefectpixelcorrectionservice.h>
+#include <plugins/optiroster/observerregistration.h>
 
 #include <QSharedPointer>
 #include <QTextStream>
@@ -21,10 +22,10 @@
 
 // A plug-in of the host that uses the camera roster as any client does: it finds the roster's
 // services in the registry by their interfaces, lists the cameras once the first enumeration is
-// in, opens the first camera, counts a few images with an observer, stops, prints the figures
-// that the status service reported, asks the other services about the camera, and closes it
-// again. finished(int) tells the host
-// that it is done (0) or has failed (1).
+// in (or waits for the first camera to come), opens the first camera, counts a few images with
+// an observer, stops, prints the figures that the status service reported, asks the other
+// services about the camera, and closes it again. finished(int) tells the host that it is done
+// (0) or has failed (1): a camera that can't be opened or won't grab, or is lost meanwhile.
 class CExampleClientPlugin : public Core::Plugin::IPlugin
 {
     Q_OBJECT
@@ -81,9 +82,12 @@ private:
 
     Core::OptiRosterComponents::CameraInfoPtr m_ptrCamera;
     std::unique_ptr<CImageCounter> m_pCounter;
+    // Declared after the counter, so that it goes first: the notifier never calls a counter
+    // that has gone.
+    Plugin::OptiRoster::CObserverRegistration m_counterRegistration;
     bool m_open = false;
-    bool m_observing = false;
     bool m_grabbing = false;
+    bool m_waitingForCamera = false;
     bool m_done = false;
 
     struct Figures

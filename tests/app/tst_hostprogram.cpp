@@ -73,6 +73,9 @@ private slots:
     void watchShowsTheTimelinesComingAndGoing();
     void anInterruptedGrabClosesAndExitsCleanly();
     void serveEndsOnTime();
+    void aClientPathIsTakenFromTheCurrentFolder_data();
+    void aClientPathIsTakenFromTheCurrentFolder();
+    void aServiceKeptPastTheRosterIsNamedAndNothingCrashes();
 
 private:
     void configure(QProcess& process, const QStringList& arguments, const QString& logRules = QString());
@@ -186,9 +189,33 @@ void TestHostProgram::theCommandsArePromptAndTruthfulAboutBadInput_data()
     QTest::newRow("empty world") << QStringList{"--scenario", EmptyScenario, "list"} << 1
                                  << QStringList{"No transport layer was found: the camera world is empty."};
     // Client plug-ins themselves are served by the kit's test of the example plug-in; here, what
-    // the host does around them.
-    QTest::newRow("client that is no plug-in") << QStringList{"--client", TAVIX_HOST_PROGRAM, "serve", "--seconds", "1"} << 1
-                                               << QStringList{"is not a plug-in of this host"};
+    // the host does around them. Each way of not being a plug-in of this host has its own words.
+    const auto serving = [](const QString& client) { return QStringList{"--client", client, "serve", "--seconds", "1"}; };
+    const QString clients = QStringLiteral(TAVIX_TEST_CLIENT_DIR);
+    QTest::newRow("client path that does not exist") << serving("no/such/libClient.so") << 1
+                                                     << QStringList{"The client plug-in could not be loaded: 'no/such/libClient.so' does not exist"};
+    QTest::newRow("bare client name that is nowhere") << serving("libNoSuchClient.so") << 1
+                                                      << QStringList{"'libNoSuchClient.so' is neither in the current folder nor in "
+                                                                     TAVIX_TEST_PLUGIN_DIR};
+    QTest::newRow("client that is no library") << serving(EmptyScenario) << 1
+                                               << QStringList{"'" + EmptyScenario + "' is no shared library"};
+    QTest::newRow("program as a client") << serving(TAVIX_HOST_PROGRAM) << 1
+                                         << QStringList{"is no Qt plug-in: it has no plug-in metadata"};
+    QTest::newRow("library that is no plug-in") << serving(TAVIX_CORE_LIBRARY) << 1
+                                                << QStringList{"is no Qt plug-in: it has no plug-in metadata"};
+    QTest::newRow("plug-in of another host")
+        << serving(clients + "/libotherhostplugin.so") << 1
+        << QStringList{"is a plug-in of another host: its interface is 'org.example.OtherHost/1.0', this host loads "
+                       "'org.tavix.Core.Plugin.IPlugin/2.0'"};
+    QTest::newRow("client for a newer roster")
+        << serving(clients + "/libnewerrosterclient.so") << 1
+        << QStringList{"(NewerRosterClient 1.0.0) needs the plug-in OptiRoster 3.0.0; the loaded one is OptiRoster 2.0.0, "
+                       "which stands in for versions 2.0.0 to 2.0.0"};
+    QTest::newRow("client whose library is missing")
+        << serving(clients + "/libmissinglibraryclient.so") << 1
+        << QStringList{"needs the library libtavixtestvanished.so, which is not found"};
+    QTest::newRow("the roster as a client") << serving(QStringLiteral(TAVIX_TEST_PLUGIN_DIR "/libOptiRoster.so")) << 1
+                                            << QStringList{"is the plug-in OptiRoster, which is loaded already from"};
 }
 
 void TestHostProgram::theCommandsArePromptAndTruthfulAboutBadInput()
@@ -351,6 +378,44 @@ void TestHostProgram::serveEndsOnTime()
     const RunResult served = run({"serve", "--seconds", "1"});
     QCOMPARE(served.exitCode, 0);
     QCOMPARE(served.exitStatus, QProcess::NormalExit);
+}
+
+void TestHostProgram::aClientPathIsTakenFromTheCurrentFolder_data()
+{
+    QTest::addColumn<QString>("client");
+    QTest::newRow("relative path") << "test-plugins/libquietclient.so";
+    QTest::newRow("path with a dot") << "./test-plugins/libquietclient.so";
+    QTest::newRow("bare name") << "libquietclient.so";
+}
+
+// As the README has it: a client built beside the current folder is named by a relative path.
+void TestHostProgram::aClientPathIsTakenFromTheCurrentFolder()
+{
+    QFETCH(QString, client);
+    const QString clients = QStringLiteral(TAVIX_TEST_CLIENT_DIR);
+    QProcess process;
+    configure(process, {"--scenario", CamerasScenario, "--client", client, "serve", "--seconds", "60"});
+    process.setWorkingDirectory(client.contains('/') ? QFileInfo(clients).absolutePath() : clients);
+    process.start();
+    QVERIFY(process.waitForFinished(RunTimeoutMs));
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    QVERIFY2(process.exitCode() == 0, qPrintable(err));
+    QVERIFY2(err.isEmpty(), qPrintable(err));
+}
+
+// A client that keeps the roster's service in a global of a module that can't be unloaded lets
+// go only at exit, after the roster: the host names the service, keeps it, and exits with 1.
+void TestHostProgram::aServiceKeptPastTheRosterIsNamedAndNothingCrashes()
+{
+    const RunResult result = run({"--scenario", CamerasScenario, "--client", TAVIX_TEST_CLIENT_DIR "/libkeepingclient.so", "serve"});
+    QCOMPARE(result.exitStatus, QProcess::NormalExit);
+    QVERIFY2(result.exitCode == 1, qPrintable(result.err));
+    QVERIFY2(result.err.contains("OptiRoster's ICameraEnumerationService is still held after every plug-in object was deleted and "
+                                 "the clients' modules unloaded, by a global or static object of a module that stays in memory "
+                                 "(KeepingClient)"),
+             qPrintable(result.err));
+    QVERIFY2(result.err.contains("OptiRoster stays loaded, and its services alive, until the process ends."), qPrintable(result.err));
+    QVERIFY2(!result.err.contains("not balanced"), qPrintable(result.err));
 }
 
 TAVIX_TEST_MAIN(TestHostProgram)

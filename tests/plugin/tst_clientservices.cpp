@@ -706,7 +706,7 @@ void TestClientServices::parametersAreReachedByDescription()
     QCOMPARE(messageOf<Core::Exception::InvalidOperationException>([&] { m_host.parameterService->setParameterText(camera, QStringLiteral("@CameraDevice/ExposureTime"), QStringLiteral("1")); }),
              QStringLiteral("Value of 'ExposureTime' is out of range."));
     // An unknown camera's answer is in the bad-input table.
-    QCOMPARE(messageOf<Core::Exception::ArgumentException>([&] { m_host.parameterService->getParameterText(m_host.enumeration->getTransportLayers().at(0).objectCast<Core::AppCoreComponents::IBaseInfo>(), QStringLiteral("Width")); }),
+    QCOMPARE(messageOf<Core::Exception::InvalidArgumentException>([&] { m_host.parameterService->getParameterText(m_host.enumeration->getTransportLayers().at(0).objectCast<Core::AppCoreComponents::IBaseInfo>(), QStringLiteral("Width")); }),
              QStringLiteral("No parameters are known for this object."));
 }
 

@@ -35,11 +35,14 @@ struct CHostOptions
     QCommandLineOption scenario{QStringLiteral("scenario"),
                                 QStringLiteral("The simulated world's scenario file (as TAVIX_SIM_SCENARIO)."),
                                 QStringLiteral("file")};
-    QCommandLineOption plugin{QStringLiteral("plugin"), QStringLiteral("The plug-in file to load."), QStringLiteral("file")};
+    QCommandLineOption plugin{QStringLiteral("plugin"), QStringLiteral("The roster plug-in's file, instead of the one in the plug-in folder."),
+                              QStringLiteral("file")};
     QCommandLineOption pluginDir{QStringLiteral("plugin-dir"), QStringLiteral("The folder to search for the plug-in."),
                                  QStringLiteral("folder"), defaultPluginDir()};
     QCommandLineOption client{QStringLiteral("client"),
-                              QStringLiteral("A client plug-in to load after the roster (repeatable); see the serve command."),
+                              QStringLiteral("A client plug-in to load after the roster (repeatable); see the serve command. A "
+                                             "name with a slash is a path; a bare name is looked for in the current folder, "
+                                             "then in the plug-in folder."),
                               QStringLiteral("file")};
     QCommandLineOption lang{QStringLiteral("lang"), QStringLiteral("The language of the plug-in's messages: ja, zh, en or ko."),
                             QStringLiteral("language")};
@@ -131,6 +134,7 @@ bool applyHostOptions(const QCommandLineParser& parser, const CHostOptions& opti
 
 bool loadPlugin(CHost& host, const QCommandLineParser& parser, const CHostOptions& options, QTextStream& err)
 {
+    host.setPluginFolder(parser.value(options.pluginDir));
     const QString path = parser.isSet(options.plugin) ? parser.value(options.plugin)
                                                       : CHost::findPlugin(parser.value(options.pluginDir));
     if (path.isEmpty()) {
@@ -234,6 +238,7 @@ int main(int argc, char* argv[])
 
     CInterruptWatcher interrupt;
     int status = ExitSuccess;
+    bool released = true;
     {
         CHost host;
         if (!loadPlugin(host, parser, hostOptions, err))
@@ -246,6 +251,13 @@ int main(int argc, char* argv[])
         status = runCommand(*command, parser, commandOptions, host, interrupt, out, err);
         out.flush();
         host.stop();
+        // A service that a client keeps past the roster's end keeps the roster in memory, and
+        // the SDK in use: said here, instead of a crash when the client lets go at exit.
+        released = host.unload();
+        for (const QString& line : host.heldServices())
+            err << line << '\n';
     }
+    if (!released)
+        return ExitFailure;
     return checkSdkBalance(err) ? status : ExitFailure;
 }

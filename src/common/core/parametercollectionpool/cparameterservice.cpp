@@ -11,7 +11,10 @@ namespace Plugin::ParameterCollectionPool {
 QSharedPointer<ParameterCollection::CParameter> IParameterService::findParameter(
     const QSharedPointer<Core::AppCoreComponents::IBaseInfo>& info, const QString& path)
 {
-    const auto collection = info ? findParameterCollection(info) : QSharedPointer<ParameterCollection::CParameterCollection>();
+    // An empty pointer is the same mistake in every service, and gets the same type.
+    if (!info)
+        throw Core::Exception::InvalidArgumentException(QStringLiteral("No parameters are known for this object."));
+    const auto collection = findParameterCollection(info);
     if (!collection)
         throw Core::Exception::ArgumentException(QStringLiteral("No parameters are known for this object."));
     const auto parameter = collection->getParameter(path);

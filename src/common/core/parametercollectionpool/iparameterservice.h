@@ -26,8 +26,11 @@ public:
 
     /// The value of one parameter of an object as text, by a path of the parameter collection
     /// ("@CameraDevice/Width", a bare feature name, or "first|second"). Both throw
+    /// Core::Exception::InvalidArgumentException for an empty info,
     /// Core::Exception::ArgumentException when no provider knows the object or its collection has
     /// no such parameter, and Core::Exception::InvalidOperationException when the parameter refuses.
+    /// Both block while the device's node map answers (for a GigE camera, a round trip on the
+    /// network).
     QString getParameterText(QSharedPointer<Core::AppCoreComponents::IBaseInfo> info, const QString& path);
     /// Writes one parameter of an object from text; see getParameterText() for the path and
     /// the exceptions.

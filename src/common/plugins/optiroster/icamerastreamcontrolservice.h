@@ -6,8 +6,12 @@
 namespace Plugin::OptiRoster {
 
 /// Starts and stops image acquisition. The forms without a camera act on the active device.
-/// Nothing is reported back: a command for a camera that is missing, in exclusive use or not
-/// connected is dropped; clients follow the course of things through the status service.
+/// Nothing is reported back and nothing is thrown: a command for a camera that is missing, in
+/// exclusive use or not connected is dropped. A start that the camera refuses sends
+/// cameraGrabStart() and nothing more, and leaves the reason in the description's last error;
+/// clients follow the course of things through the status service. Every operation blocks: a
+/// start until the grab runs, a stop until the grab thread has ended, so none may be called from
+/// an observer.
 class ICameraStreamControlService : public Core::Service::IService
 {
     Q_OBJECT

@@ -7,7 +7,8 @@ namespace Plugin::OptiRoster {
 
 /// Opens and closes devices of either kind: cameras and transport layer interfaces. The forms
 /// without a device act on the active device. A failed open answers false; the reason stands
-/// in the description's last-error text.
+/// in the description's last-error text. Nothing is thrown. Opens and closes block for the
+/// device (up to seconds for a GigE camera) and wait for other opens and closes in progress.
 class IDeviceControlService : public Core::Service::IService
 {
     Q_OBJECT

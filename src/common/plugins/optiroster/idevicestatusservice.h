@@ -6,7 +6,12 @@
 namespace Plugin::OptiRoster {
 
 /// Where clients listen to devices of either kind opening and closing, ask whether one is open,
-/// and choose the active device, on which every operation that names no device acts.
+/// and choose the active device, on which every operation that names no device acts. Nothing is
+/// thrown; a question may wait while another thread opens or closes a device.
+///
+/// A closed camera's open sends deviceOpening() twice, then deviceOpened(); an open that fails
+/// sends deviceOpening() twice and nothing more: the call's false answer and the description's
+/// last error tell the failure.
 class IDeviceStatusService : public Core::Service::IService
 {
     Q_OBJECT

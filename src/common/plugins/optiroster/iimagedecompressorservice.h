@@ -22,7 +22,10 @@ public:
     /// The camera's decompressor, or null when it doesn't compress. Safe on the image path: it
     /// never touches the camera.
     virtual QSharedPointer<const Tavix::CImageDecompressor> getImageDecompressor(const DeviceBaseInfoPtr& info) = 0;
-    /// The camera's current compression descriptor; throws on failure.
+    /// The camera's current compression descriptor, read from the camera. Throws
+    /// Core::Exception::InvalidArgumentException for an empty info, RuntimeException for a camera
+    /// the roster doesn't know or an invalid descriptor, AccessException for a camera in another
+    /// client's exclusive use, and the SDK's failures translated to the host's types.
     virtual QVector<unsigned char> getCompressionDescriptor(const Core::OptiRosterComponents::CameraInfoPtr& info) = 0;
 };
 

@@ -26,7 +26,9 @@ public:
     /// Brings the list, in place, into the form the camera accepts.
     virtual bool normalizeDefectPixelList(const Core::OptiRosterComponents::CameraInfoPtr& info,
                                           Tavix::StaticDefectPixelList& list) = 0;
-    /// Throws when the camera is unknown, used exclusively elsewhere or closed.
+    /// Whether the camera has the feature. Throws Core::Exception::RuntimeException when the
+    /// camera is empty, unknown or closed, AccessException when it is in another client's
+    /// exclusive use.
     virtual bool isDefectPixelCorrectionSupported(const Core::OptiRosterComponents::CameraInfoPtr& info) = 0;
 };
 
