@@ -39,6 +39,8 @@ run_example() {
     echo "$output"
     [ "$status" -eq 0 ] || fail "tavix-host with the example exited with $status"
     grep -Eq "^ExampleClient: [0-9]+ images from .+, 0 failed" <<<"$output" || fail "no figures from the example"
+    grep -Eq "^ExampleClient: the last image was [0-9]+ x [0-9]+ [A-Za-z0-9_]+$" <<<"$output" ||
+        fail "the example did not tell the shape its images came with"
     grep -q "^ExampleClient: closed " <<<"$output" || fail "the example did not close its camera"
     # The host is quiet by default: what an author sees is the example's own lines.
     if grep -vE "^(ExampleClient: |  )" <<<"$output"; then

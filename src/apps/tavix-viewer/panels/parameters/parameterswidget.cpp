@@ -6,6 +6,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStyle>
 #include <QTreeWidget>
@@ -22,7 +23,7 @@ constexpr int ShownReasonLength = 40;
 
 } // namespace
 
-CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> services, QWidget* parent)
+CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> services, QWidget* parent)
     : QWidget(parent)
     , m_ptrServices(std::move(services))
     , m_pAccess(new CParameterAccess(m_ptrServices, this))
@@ -38,10 +39,15 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> servi
     m_pRefresh->setToolTip(tr("Read every value from the device again"));
     m_pTree->setObjectName(QStringLiteral("parametersTree"));
     m_pTree->setHeaderLabels({tr("Feature"), tr("Value"), tr("Message")});
+    // The editors keep their room whatever a message says: the message column has a width of its
+    // own and shows the start of a message, its tooltip and the line below the whole of it.
     m_pTree->header()->setSectionResizeMode(FeatureColumn, QHeaderView::Interactive);
     m_pTree->header()->setSectionResizeMode(ValueColumn, QHeaderView::Stretch);
-    m_pTree->header()->setSectionResizeMode(ReasonColumn, QHeaderView::ResizeToContents);
+    m_pTree->header()->setSectionResizeMode(ReasonColumn, QHeaderView::Interactive);
     m_pTree->header()->setStretchLastSection(false);
+    m_pTree->header()->setMinimumSectionSize(fontMetrics().averageCharWidth() * 6);
+    m_pTree->setColumnWidth(ReasonColumn, fontMetrics().averageCharWidth() * ShownReasonLength / 2);
+    m_pTree->setTextElideMode(Qt::ElideRight);
     m_pTree->setSelectionMode(QAbstractItemView::NoSelection);
     m_pMessage->setObjectName(QStringLiteral("parametersMessage"));
     m_pMessage->setWordWrap(true);
@@ -61,6 +67,16 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> servi
     connect(status, &IDeviceStatusService::activeDeviceChanged, this, &CParametersWidget::follow);
     connect(status, &IDeviceStatusService::deviceOpened, this, &CParametersWidget::onDeviceOpened);
     connect(status, &IDeviceStatusService::deviceClosed, this, &CParametersWidget::onDeviceClosed);
+    connect(m_ptrServices->status.data(), &Plugin::OptiRoster::ICameraStatusService::cameraConnectionLost, this,
+            &CParametersWidget::onConnectionLost);
+    if (const CHeldCameras* held = m_ptrServices->heldCameras.data()) {
+        connect(held, &CHeldCameras::cameraConnectionLost, this, &CParametersWidget::onConnectionLost);
+        // Taken or given back, the camera is read anew: through itself or through the roster.
+        connect(held, &CHeldCameras::heldChanged, this, [this](const Core::OptiRosterComponents::CameraInfoPtr& camera) {
+            if (camera && camera == m_ptrServices->status->getActiveDevice())
+                follow(camera);
+        });
+    }
     connect(m_pRefresh, &QPushButton::clicked, this, &CParametersWidget::refresh);
     connect(m_pAccess, &CParameterAccess::featuresRead, this, &CParametersWidget::onFeaturesRead);
     connect(m_pAccess, &CParameterAccess::written, this, &CParametersWidget::onWritten);
@@ -92,6 +108,14 @@ void CParametersWidget::onDeviceClosed(const DeviceBaseInfoPtr& device)
 {
     if (device && device == m_ptrServices->status->getActiveDevice())
         follow(device);
+}
+
+void CParametersWidget::onConnectionLost(const Core::OptiRosterComponents::CameraInfoPtr& camera)
+{
+    if (!camera || camera != m_ptrDevice)
+        return;
+    m_ptrDevice.reset();
+    clear(tr("%1 was lost: it stopped answering. Its parameters show again once it is back and open.").arg(camera->getDisplayName()));
 }
 
 void CParametersWidget::clear(const QString& reason)
@@ -186,10 +210,29 @@ void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnaps
         if (m_ptrDevice)
             m_pAccess->write(m_ptrDevice, path, value);
     });
-    connect(editor, &CFeatureEditor::executeRequested, this, [this](const QString& path) {
-        if (m_ptrDevice)
-            m_pAccess->execute(m_ptrDevice, path);
+    connect(editor, &CFeatureEditor::executeRequested, this, &CParametersWidget::execute);
+    connect(editor, &CFeatureEditor::writeRefused, this, [this](const QString& path, const QString& reason) {
+        setReason(path, reason);
+        m_pMessage->setText(tr("%1 refused: %2").arg(path, reason));
     });
+}
+
+void CParametersWidget::execute(const QString& path)
+{
+    if (!m_ptrDevice)
+        return;
+    if (path.endsWith(QLatin1String("/DeviceReset"))) {
+        const DeviceBaseInfoPtr device = m_ptrDevice;
+        const auto answer = QMessageBox::question(
+            this, tr("Reset the Device"),
+            tr("Reset %1? It restarts: a running grab ends, the device vanishes for a while and comes back closed.")
+                .arg(device->getDisplayName()),
+            QMessageBox::Reset | QMessageBox::Cancel, QMessageBox::Cancel);
+        // The dialog's loop may have brought other news: the device may be gone already.
+        if (answer != QMessageBox::Reset || device != m_ptrDevice)
+            return;
+    }
+    m_pAccess->execute(m_ptrDevice, path);
 }
 
 void CParametersWidget::setReason(const QString& path, const QString& reason)

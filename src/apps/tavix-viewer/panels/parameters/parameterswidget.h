@@ -2,7 +2,7 @@
 
 #include "featuresnapshot.h"
 
-#include <clientservices.h>
+#include <viewerservices.h>
 
 #include <QHash>
 #include <QWidget>
@@ -26,7 +26,7 @@ class CParametersWidget : public QWidget
 public:
     using DeviceBaseInfoPtr = Core::OptiRosterComponents::DeviceBaseInfoPtr;
 
-    explicit CParametersWidget(QSharedPointer<const CClientServices> services, QWidget* parent = nullptr);
+    explicit CParametersWidget(QSharedPointer<const CViewerServices> services, QWidget* parent = nullptr);
     ~CParametersWidget() override;
 
     QSize sizeHint() const override { return {400, 480}; }
@@ -35,6 +35,9 @@ private:
     void follow(const DeviceBaseInfoPtr& device);
     void onDeviceOpened(const DeviceBaseInfoPtr& device);
     void onDeviceClosed(const DeviceBaseInfoPtr& device);
+    void onConnectionLost(const Core::OptiRosterComponents::CameraInfoPtr& camera);
+    // Runs a command, after asking a person first for one that restarts the device.
+    void execute(const QString& path);
     // Asks for every feature again; the answer comes to onFeaturesRead(). A quiet read leaves
     // the message below the tree alone unless it fails (after a write, which tells its own).
     void refresh();
@@ -49,7 +52,7 @@ private:
     void onWritten(const DeviceBaseInfoPtr& device, const QString& path, const QString& error, const QString& readBack);
     void setReason(const QString& path, const QString& reason);
 
-    QSharedPointer<const CClientServices> m_ptrServices;
+    QSharedPointer<const CViewerServices> m_ptrServices;
     DeviceBaseInfoPtr m_ptrDevice; // the device shown, empty while none is open
     CParameterAccess* m_pAccess;
     int m_awaitedRead = 0; // the ticket of the newest read asked for; older answers are stale

@@ -1,5 +1,7 @@
 #include "defectpixeldialog.h"
 
+#include <cameraname.h>
+
 #include <failureof.h>
 #include <serialworker.h>
 
@@ -134,13 +136,6 @@ QTableWidget* createTable(const QString& name, QWidget* parent)
     return table;
 }
 
-// The display name, with the serial number when the name doesn't already hold it.
-QString cameraName(const CameraInfoPtr& camera)
-{
-    const QString name = camera->getDisplayName();
-    return name.contains(camera->getSerialNumber()) ? name : QStringLiteral("%1 (%2)").arg(name, camera->getSerialNumber());
-}
-
 } // namespace
 
 CDefectPixelDialog::CDefectPixelDialog(QSharedPointer<const CClientServices> services, QWidget* parent)
@@ -153,6 +148,10 @@ CDefectPixelDialog::CDefectPixelDialog(QSharedPointer<const CClientServices> ser
     createWidgets();
     connect(m_pWorker, &CSerialWorker::busyChanged, this, &CDefectPixelDialog::updateButtons);
     connect(m_ptrServices->status.data(), &ICameraStatusService::activeDeviceChanged, this, &CDefectPixelDialog::followActiveDevice);
+    connect(m_ptrServices->status.data(), &ICameraStatusService::deviceOpened, this, [this](const Core::OptiRosterComponents::DeviceBaseInfoPtr& device) {
+        if (device && device == m_ptrCamera)
+            readLists();
+    });
     followActiveDevice();
     resize(520, 460);
 }
@@ -212,13 +211,18 @@ void CDefectPixelDialog::createWidgets()
 void CDefectPixelDialog::followActiveDevice()
 {
     m_ptrCamera = m_ptrServices->status->getActiveDevice().objectCast<Core::OptiRosterComponents::ICameraInfo>();
-    m_pCamera->setText(m_ptrCamera ? tr("Camera: %1").arg(cameraName(m_ptrCamera))
+    m_pCamera->setText(m_ptrCamera ? tr("Camera: %1").arg(cameraName(*m_ptrCamera))
                                    : tr("No active camera: set one in the device tree."));
     // The lists shown were another camera's.
     m_pFactory->setRowCount(0);
     m_pUser->setRowCount(0);
     showStatus(QString(), false);
     updateButtons();
+    // The lists of an open camera are read at once; those of a closed one once it opens.
+    if (m_ptrCamera && m_ptrServices->status->isDeviceOpen(m_ptrCamera))
+        readLists();
+    else if (m_ptrCamera)
+        showStatus(tr("%1 is closed: its lists are read once it is open.").arg(cameraName(*m_ptrCamera)), false);
 }
 
 void CDefectPixelDialog::readLists()
@@ -228,7 +232,7 @@ void CDefectPixelDialog::readLists()
     showStatus(tr("Reading..."), false);
     const auto services = m_ptrServices;
     const CameraInfoPtr camera = m_ptrCamera;
-    const QString name = cameraName(camera);
+    const QString name = cameraName(*camera);
     m_pWorker->run<CDefectLists>([services, camera] { return work(*services, camera, nullptr); },
                                  [this, name](const CDefectLists& lists) { showLists(name, lists); });
 }
@@ -252,7 +256,7 @@ void CDefectPixelDialog::writeUserList()
     showStatus(tr("Writing..."), false);
     const auto services = m_ptrServices;
     const CameraInfoPtr camera = m_ptrCamera;
-    const QString name = cameraName(camera);
+    const QString name = cameraName(*camera);
     emit logged(tr("%1: writing a user list of %n pixel(s)", nullptr, int(list.size())).arg(name));
     m_pWorker->run<CDefectLists>([services, camera, list] { return work(*services, camera, &list); },
                                  [this, name](const CDefectLists& lists) { showLists(name, lists); });
