@@ -11,6 +11,7 @@ namespace Viewer {
 class CImageCanvas : public QWidget
 {
     Q_OBJECT
+    Q_PROPERTY(QString mark READ mark)
 public:
     explicit CImageCanvas(QWidget* parent = nullptr);
 

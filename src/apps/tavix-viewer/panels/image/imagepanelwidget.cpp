@@ -248,7 +248,8 @@ QString CImagePanelWidget::suggestedSnapshotName() const
 {
     QString camera = m_ptrCamera ? cameraName(*m_ptrCamera) : tr("camera");
     // A name every file system takes.
-    camera.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9._-]+")), QStringLiteral("_"));
+    camera.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9.-]+")), QStringLiteral("_"));
+    camera.remove(QRegularExpression(QStringLiteral("^_+|_+$")));
     const Tavix::ImageShape& shape = m_shown.shape();
     return QStringLiteral("%1_%2x%3_%4_%5.png")
         .arg(camera)

@@ -156,6 +156,8 @@ QString CFeatureEditor::toolTipText() const
 QWidget* CFeatureEditor::createEnumerationEditor()
 {
     auto* box = new QComboBox(this);
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box->setMinimumContentsLength(6);
     box->addItems(m_feature.entries);
     if (m_feature.name == QLatin1String("PixelFormat")) {
         // A format the viewer can't show is there to be chosen, for other clients, but looks it.

@@ -61,9 +61,9 @@ QSize CNumberBox::sizeHint() const
 
 QSize CNumberBox::minimumSizeHint() const
 {
-    // A value of eight digits stays readable however narrow the list is.
+    // A value of six digits stays readable however narrow the list is.
     QSize size = QAbstractSpinBox::minimumSizeHint();
-    size.setWidth(fontMetrics().horizontalAdvance(QLatin1Char('9')) * 8 + size.height() + 8);
+    size.setWidth(fontMetrics().horizontalAdvance(QLatin1Char('9')) * 6 + size.height() + 8);
     return size;
 }
 

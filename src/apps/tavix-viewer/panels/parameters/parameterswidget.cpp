@@ -45,9 +45,10 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> servi
     m_pTree->header()->setSectionResizeMode(ValueColumn, QHeaderView::Stretch);
     m_pTree->header()->setSectionResizeMode(ReasonColumn, QHeaderView::Interactive);
     m_pTree->header()->setStretchLastSection(false);
-    m_pTree->header()->setMinimumSectionSize(fontMetrics().averageCharWidth() * 6);
-    m_pTree->setColumnWidth(ReasonColumn, fontMetrics().averageCharWidth() * ShownReasonLength / 2);
+    m_pTree->header()->setMinimumSectionSize(fontMetrics().averageCharWidth() * 4);
+    m_pTree->setColumnWidth(ReasonColumn, fontMetrics().averageCharWidth() * 8 + style()->pixelMetric(QStyle::PM_SmallIconSize));
     m_pTree->setTextElideMode(Qt::ElideRight);
+    m_pTree->viewport()->installEventFilter(this);
     m_pTree->setSelectionMode(QAbstractItemView::NoSelection);
     m_pMessage->setObjectName(QStringLiteral("parametersMessage"));
     m_pMessage->setWordWrap(true);
@@ -192,9 +193,27 @@ void CParametersWidget::rebuild(const QVector<CFeatureSnapshot>& features)
         addFeature(mapItem, feature);
     }
     m_pRefresh->setEnabled(!m_ptrDevice.isNull());
-    // Long feature names must not squeeze the editors out of a narrow dock.
     m_pTree->resizeColumnToContents(FeatureColumn);
-    m_pTree->setColumnWidth(FeatureColumn, qMin(m_pTree->columnWidth(FeatureColumn), MaxFeatureWidth));
+    m_featureWidth = qMin(m_pTree->columnWidth(FeatureColumn), MaxFeatureWidth);
+    fitColumns();
+}
+
+void CParametersWidget::fitColumns()
+{
+    // Long feature names must not squeeze the editors out of a narrow dock: the names give way
+    // first, down to a few characters, and the editors keep what they need to show a value.
+    // Room for a value of a dozen characters, and the arrows of a box.
+    const int editorWidth = fontMetrics().averageCharWidth() * 12 + style()->pixelMetric(QStyle::PM_ScrollBarExtent) * 2;
+    const int room = m_pTree->viewport()->width() - m_pTree->columnWidth(ReasonColumn) - editorWidth;
+    const int fewCharacters = fontMetrics().averageCharWidth() * 8;
+    m_pTree->setColumnWidth(FeatureColumn, qBound(fewCharacters, room, qMax(fewCharacters, m_featureWidth)));
+}
+
+bool CParametersWidget::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_pTree->viewport() && event->type() == QEvent::Resize)
+        fitColumns();
+    return QWidget::eventFilter(watched, event);
 }
 
 void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature)

@@ -31,6 +31,9 @@ public:
 
     QSize sizeHint() const override { return {400, 480}; }
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void follow(const DeviceBaseInfoPtr& device);
     void onDeviceOpened(const DeviceBaseInfoPtr& device);
@@ -51,6 +54,7 @@ private:
     void addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature);
     void onWritten(const DeviceBaseInfoPtr& device, const QString& path, const QString& error, const QString& readBack);
     void setReason(const QString& path, const QString& reason);
+    void fitColumns();
 
     QSharedPointer<const CViewerServices> m_ptrServices;
     DeviceBaseInfoPtr m_ptrDevice; // the device shown, empty while none is open
@@ -61,6 +65,7 @@ private:
     QPushButton* m_pRefresh;
     QTreeWidget* m_pTree;
     QLabel* m_pMessage;
+    int m_featureWidth = 0; // what the longest feature name needs, within reason
     QHash<QString, CFeatureEditor*> m_editors;
     QHash<QString, QTreeWidgetItem*> m_items;
 };
