@@ -1,3 +1,4 @@
+#include "firmwarefixture.h"
 #include "testmain.h"
 #include <tavix/sim/testpattern.h>
 
@@ -75,6 +76,7 @@ private slots:
     void watchShowsTheTimelinesComingAndGoing();
     void anInterruptedGrabClosesAndExitsCleanly();
     void serveEndsOnTime();
+    void anUpdateWhoseCameraIsNotFoundAgainSaysTheFirmwareWasWritten();
 
 private:
     void configure(QProcess& process, const QStringList& arguments, const QString& logRules = QString());
@@ -352,6 +354,29 @@ void TestHostProgram::serveEndsOnTime()
     const RunResult served = run({"serve", "--seconds", "1"});
     QCOMPARE(served.exitCode, 0);
     QCOMPARE(served.exitStatus, QProcess::NormalExit);
+}
+
+// A camera on a subnet this host can't reach: the enumeration of all subnets lists it and the
+// update opens it, but its search after the restart doesn't find it. The program says that the
+// firmware was written, not that nothing changed. (The restart's search takes its full time:
+// about 15 seconds.)
+void TestHostProgram::anUpdateWhoseCameraIsNotFoundAgainSaysTheFirmwareWasWritten()
+{
+    QJsonObject unreachable = FirmwareScenario::orvik();
+    unreachable.insert("reachable", false);
+    QTemporaryDir folder;
+    const QString scenario = folder.filePath(QStringLiteral("unreachable.json"));
+    QFile file(scenario);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(TestScenario::document({TestScenario::gigeLayer({unreachable})}));
+    file.close();
+    const RunResult result = run({"--scenario", scenario, "firmware", "--camera", QLatin1String(FirmwareScenario::OrvikSerial),
+                                  QFINDTESTDATA("../data/firmware/updates.json"), "--apply", "2"});
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.out.contains("Written and verified, and the camera restarted with 2.1.8, but it wasn't found again "
+                                 "afterwards: Could not rediscover device after reset."),
+             qPrintable(result.out));
+    QVERIFY2(!result.out.contains("Not updated"), qPrintable(result.out));
 }
 
 TAVIX_TEST_MAIN(TestHostProgram)

@@ -332,11 +332,16 @@ void CFirmwareDialog::readVersionOnceBack()
         for (const CameraInfoPtr& camera : layer->getCameraInfoList()) {
             if (camera->getSerialNumber() != m_awaitedSerial)
                 continue;
+            const QString serial = m_awaitedSerial;
             m_awaitedSerial.clear();
             const QString name = cameraName(*camera);
-            m_pJobs->readVersion(camera, [this, name](const QString& version, const QString& error) {
+            m_pJobs->readVersion(camera, [this, name, serial](const QString& version, const QString& error) {
                 if (version.isEmpty()) {
-                    showResult(tr("%1 is back, but its version can't be read: %2").arg(name, error), true);
+                    // Listed, but perhaps not ready yet: the next enumeration tries again.
+                    m_awaitedSerial = serial;
+                    showResult(tr("%1 is listed again, but its version can't be read yet (%2); it is read again with the "
+                                  "next enumeration.").arg(name, error),
+                               true);
                     return;
                 }
                 m_pVersion->setText(version);
@@ -387,6 +392,8 @@ void CFirmwareDialog::showOutcome(const QString& name, const CFirmwareOutcome& o
                        .arg(outcome.error),
                    true);
         emit logged(tr("%1: firmware written and verified; the camera wasn't found after its restart: %2").arg(name, outcome.error));
+        // The enumeration may list it already, by a way the update's search doesn't take.
+        QTimer::singleShot(0, this, &CFirmwareDialog::readVersionOnceBack);
     } else {
         m_pVersion->setText(outcome.versionAfter);
         m_pStep->setText(tr("Failed"));

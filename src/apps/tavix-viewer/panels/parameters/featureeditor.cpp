@@ -4,7 +4,9 @@
 
 #include <shownformats.h>
 
+#include <QAbstractScrollArea>
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QComboBox>
 #include <QEvent>
 #include <QHBoxLayout>
@@ -51,8 +53,13 @@ CFeatureEditor::CFeatureEditor(const CFeatureSnapshot& feature, QWidget* parent)
 bool CFeatureEditor::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::Wheel && watched == m_pEditor && !m_pEditor->hasFocus()) {
-        // Ignored, it goes on to the list around, which scrolls.
-        event->ignore();
+        // The list around scrolls instead.
+        for (QWidget* parent = parentWidget(); parent; parent = parent->parentWidget()) {
+            if (auto* list = qobject_cast<QAbstractScrollArea*>(parent)) {
+                QCoreApplication::sendEvent(list->viewport(), event);
+                break;
+            }
+        }
         return true;
     }
     return QWidget::eventFilter(watched, event);

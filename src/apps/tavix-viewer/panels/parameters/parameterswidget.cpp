@@ -21,6 +21,11 @@ constexpr int MaxFeatureWidth = 200;
 // The reason column shows the start of a reason; its tooltip and the message below show it whole.
 constexpr int ShownReasonLength = 40;
 
+bool isReset(const QString& path)
+{
+    return path.endsWith(QLatin1String("/DeviceReset"));
+}
+
 } // namespace
 
 CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> services, QWidget* parent)
@@ -91,6 +96,9 @@ void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
     m_ptrDevice.reset();
     if (!device)
         return clear(tr("No active device."));
+    if (device == m_ptrLostDevice)
+        return clear(tr("%1 was lost: it stopped answering. Its parameters show again once it is back and open.")
+                         .arg(device->getDisplayName()));
     if (!m_ptrServices->status->isDeviceOpen(device))
         return clear(tr("%1 is closed; open it to see its parameters.").arg(device->getDisplayName()));
     m_ptrDevice = device;
@@ -101,6 +109,8 @@ void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
 
 void CParametersWidget::onDeviceOpened(const DeviceBaseInfoPtr& device)
 {
+    if (device == m_ptrLostDevice)
+        m_ptrLostDevice.reset(); // back, and open again
     if (device && device == m_ptrServices->status->getActiveDevice())
         follow(device);
 }
@@ -113,10 +123,11 @@ void CParametersWidget::onDeviceClosed(const DeviceBaseInfoPtr& device)
 
 void CParametersWidget::onConnectionLost(const Core::OptiRosterComponents::CameraInfoPtr& camera)
 {
-    if (!camera || camera != m_ptrDevice)
+    if (!camera || camera != m_ptrServices->status->getActiveDevice())
         return;
-    m_ptrDevice.reset();
-    clear(tr("%1 was lost: it stopped answering. Its parameters show again once it is back and open.").arg(camera->getDisplayName()));
+    // The roster may tell of the close that follows a loss before the loss itself.
+    m_ptrLostDevice = camera;
+    follow(camera);
 }
 
 void CParametersWidget::clear(const QString& reason)
@@ -240,7 +251,7 @@ void CParametersWidget::execute(const QString& path)
 {
     if (!m_ptrDevice)
         return;
-    if (path.endsWith(QLatin1String("/DeviceReset"))) {
+    if (isReset(path)) {
         const DeviceBaseInfoPtr device = m_ptrDevice;
         const auto answer = QMessageBox::question(
             this, tr("Reset the Device"),
@@ -277,7 +288,8 @@ void CParametersWidget::onWritten(const DeviceBaseInfoPtr& device, const QString
         return;
     }
     // A write may change other features too (a width changes the payload size and offsets' limits).
-    if (!m_pAccess->isBusy())
+    // A reset takes the device away: there is nothing to read until it is back.
+    if (!m_pAccess->isBusy() && !isReset(path))
         read(true);
     m_pMessage->setText(readBack.isEmpty() ? tr("%1 done.").arg(path) : tr("%1 = %2").arg(path, readBack));
 }

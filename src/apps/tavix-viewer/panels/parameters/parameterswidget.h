@@ -58,6 +58,7 @@ private:
 
     QSharedPointer<const CViewerServices> m_ptrServices;
     DeviceBaseInfoPtr m_ptrDevice; // the device shown, empty while none is open
+    DeviceBaseInfoPtr m_ptrLostDevice; // the last device lost, until it opens again
     CParameterAccess* m_pAccess;
     int m_awaitedRead = 0; // the ticket of the newest read asked for; older answers are stale
     bool m_quietRead = false;

@@ -148,10 +148,6 @@ CDefectPixelDialog::CDefectPixelDialog(QSharedPointer<const CClientServices> ser
     createWidgets();
     connect(m_pWorker, &CSerialWorker::busyChanged, this, &CDefectPixelDialog::updateButtons);
     connect(m_ptrServices->status.data(), &ICameraStatusService::activeDeviceChanged, this, &CDefectPixelDialog::followActiveDevice);
-    connect(m_ptrServices->status.data(), &ICameraStatusService::deviceOpened, this, [this](const Core::OptiRosterComponents::DeviceBaseInfoPtr& device) {
-        if (device && device == m_ptrCamera)
-            readLists();
-    });
     followActiveDevice();
     resize(520, 460);
 }
@@ -218,11 +214,9 @@ void CDefectPixelDialog::followActiveDevice()
     m_pUser->setRowCount(0);
     showStatus(QString(), false);
     updateButtons();
-    // The lists of an open camera are read at once; those of a closed one once it opens.
-    if (m_ptrCamera && m_ptrServices->status->isDeviceOpen(m_ptrCamera))
+    // What the camera holds is shown at once, as a person opening the dialog expects to see it.
+    if (m_ptrCamera)
         readLists();
-    else if (m_ptrCamera)
-        showStatus(tr("%1 is closed: its lists are read once it is open.").arg(cameraName(*m_ptrCamera)), false);
 }
 
 void CDefectPixelDialog::readLists()
