@@ -29,6 +29,52 @@ int mirrored(int i, int size)
     return std::clamp(i, 0, size - 1);
 }
 
+// The three rows around one row of the mosaic, and how the colours of that row lie.
+struct CRows
+{
+    const uchar* up;
+    const uchar* mid;
+    const uchar* down;
+    int width;
+    EChannel even; // the colour of the row's even pixels
+    EChannel odd;  // of its odd pixels
+};
+
+// The colour of one pixel; left and right are the indices of its neighbours in the row.
+QRgb colourOf(const CRows& rows, int x, int left, int right, EChannel own)
+{
+    const int self = rows.mid[x];
+    const int cross = (rows.mid[left] + rows.mid[right] + rows.up[x] + rows.down[x] + 2) >> 2;
+    const int diagonal = (rows.up[left] + rows.up[right] + rows.down[left] + rows.down[right] + 2) >> 2;
+    const int across = (rows.mid[left] + rows.mid[right] + 1) >> 1; // the neighbours in the row
+    const int along = (rows.up[x] + rows.down[x] + 1) >> 1;         // those in the column
+    switch (own) {
+    case Red:
+        return qRgb(self, cross, diagonal);
+    case Blue:
+        return qRgb(diagonal, cross, self);
+    case Green:
+        break;
+    }
+    // A green pixel has red either beside it in its row or above and below it.
+    const bool redInRow = rows.even == Red || rows.odd == Red;
+    return redInRow ? qRgb(across, self, along) : qRgb(along, self, across);
+}
+
+void demosaicRow(const CRows& rows, QRgb* out)
+{
+    const int width = rows.width;
+    const auto edge = [&](int x) {
+        out[x] = colourOf(rows, x, mirrored(x - 1, width), mirrored(x + 1, width), x % 2 == 0 ? rows.even : rows.odd);
+    };
+    edge(0);
+    // Inside the row the neighbours are where they are; the colours alternate.
+    for (int x = 1; x + 1 < width; ++x)
+        out[x] = colourOf(rows, x, x - 1, x + 1, x % 2 == 0 ? rows.even : rows.odd);
+    if (width > 1)
+        edge(width - 1);
+}
+
 } // namespace
 
 QImage demosaicBilinear(const QImage& mosaic, Tavix::EBayerOrder order)
@@ -38,40 +84,10 @@ QImage demosaicBilinear(const QImage& mosaic, Tavix::EBayerOrder order)
     const int width = mosaic.width();
     const int height = mosaic.height();
     QImage colour(width, height, QImage::Format_RGB32);
-    const auto at = [&](int x, int y) {
-        return int(mosaic.constScanLine(mirrored(y, height))[mirrored(x, width)]);
-    };
     for (int y = 0; y < height; ++y) {
-        auto* out = reinterpret_cast<QRgb*>(colour.scanLine(y));
-        for (int x = 0; x < width; ++x) {
-            const int own = at(x, y);
-            const int cross = (at(x - 1, y) + at(x + 1, y) + at(x, y - 1) + at(x, y + 1) + 2) / 4;
-            const int diagonal = (at(x - 1, y - 1) + at(x + 1, y - 1) + at(x - 1, y + 1) + at(x + 1, y + 1) + 2) / 4;
-            const int across = (at(x - 1, y) + at(x + 1, y) + 1) / 2; // the neighbours in the row
-            const int along = (at(x, y - 1) + at(x, y + 1) + 1) / 2;  // those in the column
-            int rgb[3] = {0, 0, 0};
-            switch (channelAt(order, x, y)) {
-            case Red:
-                rgb[Red] = own;
-                rgb[Green] = cross;
-                rgb[Blue] = diagonal;
-                break;
-            case Blue:
-                rgb[Blue] = own;
-                rgb[Green] = cross;
-                rgb[Red] = diagonal;
-                break;
-            case Green: {
-                // A green pixel has red either beside it in its row or above and below it.
-                const bool redInRow = channelAt(order, x + 1, y) == Red;
-                rgb[Green] = own;
-                rgb[Red] = redInRow ? across : along;
-                rgb[Blue] = redInRow ? along : across;
-                break;
-            }
-            }
-            out[x] = qRgb(rgb[Red], rgb[Green], rgb[Blue]);
-        }
+        const CRows rows{mosaic.constScanLine(mirrored(y - 1, height)), mosaic.constScanLine(y),
+                         mosaic.constScanLine(mirrored(y + 1, height)), width, channelAt(order, 0, y), channelAt(order, 1, y)};
+        demosaicRow(rows, reinterpret_cast<QRgb*>(colour.scanLine(y)));
     }
     return colour;
 }
