@@ -65,7 +65,7 @@ struct ImageShape
     uint32_t offsetX = 0; ///< the image's left edge on the sensor
     uint32_t offsetY = 0; ///< the image's top edge on the sensor
     uint32_t paddingX = 0; ///< bytes after each row's pixels
-    EPixelType pixelType = PixelType_Undefined;
+    EPixelType pixelType = PixelType_Undefined; ///< the layout of a pixel
 
     /// The bytes of one row's pixels.
     size_t rowBytes() const { return (size_t(width) * GetBitsPerPixel(pixelType) + 7) / 8; }
