@@ -152,7 +152,7 @@ QString CFiguresWidget::stateText() const
     if (!m_ptrCamera)
         return None;
     if (m_lost)
-        return tr("lost: the camera stopped answering");
+        return tr("lost");
     return isGrabbing() ? tr("grabbing") : m_figures.grabbed > 0 ? tr("stopped") : tr("not grabbing");
 }
 

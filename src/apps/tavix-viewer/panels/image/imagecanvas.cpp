@@ -84,7 +84,9 @@ void CImageCanvas::paintEvent(QPaintEvent* event)
         const QRect band(visible.left(), visible.top(), visible.width(), painter.fontMetrics().height() * 2);
         painter.fillRect(band, QColor(0, 0, 0, 170));
         painter.setPen(Qt::white);
-        painter.drawText(band.adjusted(8, 0, -8, 0), Qt::AlignCenter | Qt::TextSingleLine, m_mark);
+        const QRect text = band.adjusted(8, 0, -8, 0);
+        painter.drawText(text, Qt::AlignCenter | Qt::TextSingleLine,
+                         painter.fontMetrics().elidedText(m_mark, Qt::ElideRight, text.width()));
     }
 }
 

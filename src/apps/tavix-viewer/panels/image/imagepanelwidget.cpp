@@ -178,7 +178,7 @@ void CImagePanelWidget::onGrabStopped(const CameraInfoPtr& camera)
         return;
     // The picture stays for a look, marked as the grab's last.
     if (m_pCanvas->mark().isEmpty())
-        m_pCanvas->setMark(tr("Stopped: the last image of the grab"));
+        m_pCanvas->setMark(tr("Stopped: the grab's last image"));
     updatePlaceholder();
 }
 
@@ -186,7 +186,7 @@ void CImagePanelWidget::onConnectionLost(const CameraInfoPtr& camera)
 {
     if (camera != m_ptrCamera)
         return;
-    m_pCanvas->setMark(tr("Lost: %1 stopped answering; this is the last image it sent").arg(camera->getDisplayName()));
+    m_pCanvas->setMark(tr("Lost: the last image before it stopped answering"));
     m_pCanvas->setPlaceholder(tr("%1 was lost: it stopped answering.").arg(camera->getDisplayName()));
 }
 
