@@ -116,8 +116,15 @@ void CSnapshotWriter::save(const Tavix::CGrabResultPtr& result)
         return;
     }
     // A view of the pixels where they are, in the image's own shape: the encoder reads the SDK's
-    // buffer itself when the image isn't compressed.
-    const QImage view(pixels, int(shape.width), int(shape.height), int(shape.rowStride()), format);
+    // buffer itself when the image isn't compressed. Only an image whose last row ends without
+    // the padding of the others is copied, so that no row is read beyond the buffer.
+    QImage view(pixels, int(shape.width), int(shape.height), int(shape.rowStride()), format);
+    if (pixelBytes < shape.rowStride() * shape.height) {
+        QImage packed(int(shape.width), int(shape.height), format);
+        for (uint32_t y = 0; y < shape.height; ++y)
+            std::memcpy(packed.scanLine(int(y)), pixels + y * shape.rowStride(), shape.rowBytes());
+        view = packed;
+    }
     QFile output(file);
     if (!output.open(QIODevice::WriteOnly) || !view.save(&output, "PNG") || !output.flush()) {
         record(m_errors, QStringLiteral("%1: could not be written: %2").arg(file, output.errorString()));

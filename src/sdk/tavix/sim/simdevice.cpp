@@ -570,10 +570,9 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
     return frame;
 }
 
-size_t CSimStreamGrabber::fill(unsigned char* buffer, size_t imageSize)
+void CSimStreamGrabber::fill(unsigned char* buffer, size_t imageSize)
 {
-    const uint32_t rows = m_pattern.write(buffer, imageSize, uint64_t(m_frameIndex));
-    return m_shape.height == 0 ? 0 : imageSize / m_shape.height * rows;
+    m_pattern.write(buffer, imageSize, uint64_t(m_frameIndex));
 }
 
 void CSimStreamGrabber::describeFailure(Tavix::FrameResult& frame) const

@@ -54,8 +54,8 @@ private:
     void prepareSensorDefects();
     bool waitForTrigger(const std::atomic<bool>& stop);
     void prepareShape();
-    // Writes the frame's picture; returns the bytes written.
-    size_t fill(unsigned char* buffer, size_t imageSize);
+    // Writes the frame's picture, as many rows as fit.
+    void fill(unsigned char* buffer, size_t imageSize);
     // Writes the image into the buffer, compressed if the camera compresses; returns its bytes.
     size_t writeImage(unsigned char* buffer, size_t bufferSize, Tavix::FrameResult& frame);
     void describeFailure(Tavix::FrameResult& frame) const;

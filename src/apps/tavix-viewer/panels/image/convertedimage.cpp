@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <cstring>
 
 namespace Viewer {
 
@@ -71,9 +72,11 @@ CConvertedImage CConvertedImage::convert(const uchar* pixels, size_t size, const
                     .arg(size).arg(shape.width).arg(shape.height).arg(pixelTypeText(shape.pixelType)).arg(needed);
         return image;
     }
-    // A copy in the image's own shape: the camera's buffer goes back to the SDK once the image
-    // is converted.
-    image.m_raw = QImage(pixels, int(shape.width), int(shape.height), int(shape.rowStride()), format).copy();
+    // A copy in the image's own shape, row by row: the camera's buffer goes back to the SDK once
+    // the image is converted, and its last row may end without the padding the others have.
+    image.m_raw = QImage(int(shape.width), int(shape.height), format);
+    for (uint32_t y = 0; y < shape.height; ++y)
+        std::memcpy(image.m_raw.scanLine(int(y)), pixels + y * shape.rowStride(), shape.rowBytes());
     image.m_shape = shape;
     image.m_bayer = Tavix::GetBayerOrder(shape.pixelType);
     const QImage eight = format == QImage::Format_Grayscale16

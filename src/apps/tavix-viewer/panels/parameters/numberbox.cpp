@@ -51,9 +51,9 @@ CNumberBox::CNumberBox(double minimum, double maximum, QWidget* parent)
 QSize CNumberBox::sizeHint() const
 {
     // Room for the longer of the range's edges, within reason, and the arrows.
-    const QString widest = m_integer ? QString::number(qMax(qAbs(m_intMinimum), qAbs(m_intMaximum)))
-                                     : QString::number(qMax(qAbs(m_floatMinimum), qAbs(m_floatMaximum)), 'g', 12);
-    const int characters = qBound(8, widest.size() + 1, 16);
+    const int widest = m_integer ? qMax(QString::number(m_intMinimum).size(), QString::number(m_intMaximum).size())
+                                 : qMax(QString::number(m_floatMinimum, 'g', 12).size(), QString::number(m_floatMaximum, 'g', 12).size());
+    const int characters = qBound(8, widest + 1, 16);
     QSize size = QAbstractSpinBox::sizeHint();
     size.setWidth(fontMetrics().horizontalAdvance(QLatin1Char('9')) * characters + size.height() + 8);
     return size;
