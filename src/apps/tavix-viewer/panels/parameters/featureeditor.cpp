@@ -26,6 +26,13 @@ bool isInteger(const CFeatureSnapshot& feature)
     return feature.type == GenApi::intfIInteger;
 }
 
+// How far value lies past the last step from minimum (value >= minimum), without an overflow
+// for limits as far apart as 64 bits allow.
+qint64 stepRemainder(qint64 value, qint64 minimum, qint64 increment)
+{
+    return qint64((quint64(value) - quint64(minimum)) % quint64(increment));
+}
+
 // A float's limits in the shortest form that is still exact enough to read.
 QString number(double value)
 {
@@ -138,11 +145,12 @@ QString CFeatureEditor::refusalOf(const QString& text) const
             return tr("%1 is not a whole number: %2").arg(text, takes);
         if (value < m_feature.intMin || value > m_feature.intMax)
             return tr("%1 is out of range: %2").arg(text, takes);
-        if ((value - m_feature.intMin) % m_feature.intInc != 0)
+        const qint64 offGrid = stepRemainder(value, m_feature.intMin, m_feature.intInc);
+        if (offGrid != 0)
             return tr("%1 is off the increment: %2 The nearest are %3 and %4.")
                 .arg(text, takes)
-                .arg(value - (value - m_feature.intMin) % m_feature.intInc)
-                .arg(value - (value - m_feature.intMin) % m_feature.intInc + m_feature.intInc);
+                .arg(value - offGrid)
+                .arg(value - offGrid + m_feature.intInc);
         return {};
     }
     bool ok = false;

@@ -111,8 +111,10 @@ void CNumberBox::stepBy(int steps)
         // A step beyond the range stops at its edge, on the increment.
         const long double wanted = static_cast<long double>(current) + static_cast<long double>(steps) * m_increment;
         qint64 value = wanted < m_intMinimum ? m_intMinimum : wanted > m_intMaximum ? m_intMaximum : qint64(wanted);
-        if (value == m_intMaximum && (m_intMaximum - m_intMinimum) % m_increment != 0)
-            value -= (m_intMaximum - m_intMinimum) % m_increment;
+        // The range's span may need all 64 bits: it is taken as unsigned.
+        const qint64 beyondLastStep = qint64((quint64(m_intMaximum) - quint64(m_intMinimum)) % quint64(m_increment));
+        if (value == m_intMaximum)
+            value -= beyondLastStep;
         next = QString::number(value);
     } else {
         double current = 0.0;
