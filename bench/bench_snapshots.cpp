@@ -60,8 +60,7 @@ void grabWithSnapshots(benchmark::State& state)
     QTemporaryDir folder;
     std::unique_ptr<CSnapshotWriter> writer;
     if (every > 0)
-        writer = std::make_unique<CSnapshotWriter>(folder.path(), QStringLiteral("bench"),
-                                                   CSnapshotWriter::ImageLayout{Width, Height, QStringLiteral("Mono8"), {}}, every);
+        writer = std::make_unique<CSnapshotWriter>(folder.path(), QStringLiteral("bench"), every);
     CSnapshotHandler handler(writer.get());
     Tavix::CInstantCamera camera(Tavix::CTlFactory::GetInstance().CreateFirstDevice());
     camera.RegisterImageEventHandler(&handler, Tavix::RegistrationMode_ReplaceAll, Tavix::Cleanup_None);

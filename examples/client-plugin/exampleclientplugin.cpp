@@ -190,6 +190,8 @@ void CExampleClientPlugin::printFigures()
     if (m_figures.compression.hasCompressionInfo)
         m_out << ", compression ratio " << QString::number(m_figures.compression.currentRatio, 'f', 2);
     m_out << Qt::endl;
+    if (m_pCounter && m_pCounter->count() > 0)
+        m_out << "ExampleClient: the last image was " << m_pCounter->lastShape() << Qt::endl;
 }
 
 void CExampleClientPlugin::finish(int status)

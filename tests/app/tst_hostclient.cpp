@@ -6,6 +6,7 @@
 #include <plugins/optiroster/camerainfofactory.h>
 
 #include <tavix/instantcamera.h>
+#include <tavix/sim/testpattern.h>
 #include <tavix/tlfactory.h>
 
 #include <QImage>
@@ -47,7 +48,7 @@ std::vector<Tavix::CGrabResultPtr> grab(const QString& pixelFormat, int width, i
         QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", width}},
         QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", height}},
         QJsonObject{{"name", "PixelFormat"}, {"type", "enumeration"}, {"value", pixelFormat},
-                    {"entries", QJsonArray{"Mono8", "RGB8", "BGR8"}}},
+                    {"entries", QJsonArray{"Mono8", "RGB8", "BGR8", "Mono16"}}},
     };
     if (!TestScenario::load({TestScenario::gigeLayer({TestScenario::camera("610", {}, features)})}).isEmpty())
         return {};
@@ -63,11 +64,12 @@ std::vector<Tavix::CGrabResultPtr> grab(const QString& pixelFormat, int width, i
     return stopped ? handler.results : std::vector<Tavix::CGrabResultPtr>();
 }
 
-// A byte of the simulated cameras' test pattern (see the simulator's stream grabber).
-int patternByte(qint64 offset, qint64 imageNumber, qint64 lineLength)
+// A byte of the simulated cameras' test pattern in the image of that number.
+int patternByte(const Tavix::CGrabResultPtr& image, int bytesPerPixel, qint64 offset)
 {
-    const qint64 i = offset + imageNumber % lineLength;
-    return int(((i % lineLength) + (i / lineLength)) & 0xff);
+    const std::vector<unsigned char> frame = TavixSim::CTestPattern::frame(
+        image->GetWidth(), image->GetHeight(), size_t(bytesPerPixel), image->GetPixelType(), uint64_t(image->GetImageNumber()));
+    return frame.at(size_t(offset));
 }
 
 } // namespace
@@ -87,7 +89,8 @@ private slots:
     void snapshotsHoldThePixelsInTheirOrder();
     void layoutsThatCantBeWrittenAreRefused_data();
     void layoutsThatCantBeWrittenAreRefused();
-    void everyNthImageUpToTheLimitIsWrittenAndOneTooSmallIsReported();
+    void everyNthImageUpToTheLimitIsWrittenAndOneOfAnotherFormatIsReported();
+    void eachSnapshotHasTheShapeOfItsOwnImage();
 };
 
 void TestHostClient::init()
@@ -148,7 +151,7 @@ void TestHostClient::snapshotsHoldThePixelsInTheirOrder()
     QCOMPARE(images.size(), size_t(3));
     QTemporaryDir folder;
     {
-        CSnapshotWriter writer(folder.path(), "shot", {width, height, pixelFormat, {}}, 1);
+        CSnapshotWriter writer(folder.path(), "shot", 1);
         for (const auto& image : images)
             writer.offer(image);
         writer.waitForDone();
@@ -161,8 +164,8 @@ void TestHostClient::snapshotsHoldThePixelsInTheirOrder()
         QCOMPARE(written.size(), QSize(width, height));
         for (const QPoint& point : {QPoint(0, 0), QPoint(width - 1, 2), QPoint(7, height - 1)}) {
             const qint64 offset = point.y() * lineLength + point.x() * bytesPerPixel;
-            QCOMPARE(qRed(written.pixel(point)), patternByte(offset + redByte, image->GetImageNumber(), lineLength));
-            QCOMPARE(qBlue(written.pixel(point)), patternByte(offset + blueByte, image->GetImageNumber(), lineLength));
+            QCOMPARE(qRed(written.pixel(point)), patternByte(image, bytesPerPixel, offset + redByte));
+            QCOMPARE(qBlue(written.pixel(point)), patternByte(image, bytesPerPixel, offset + blueByte));
         }
     }
 }
@@ -170,34 +173,32 @@ void TestHostClient::snapshotsHoldThePixelsInTheirOrder()
 void TestHostClient::layoutsThatCantBeWrittenAreRefused_data()
 {
     QTest::addColumn<QString>("pixelFormat");
-    QTest::addColumn<int>("width");
     QTest::addColumn<QString>("compression");
     QTest::addColumn<QString>("named");
-    QTest::newRow("16-bit") << "Mono16" << 64 << "" << "Mono16";
-    QTest::newRow("with alpha") << "BGRA8" << 64 << "" << "BGRA8";
-    QTest::newRow("unknown format") << "" << 64 << "" << "unknown pixel format";
-    QTest::newRow("no width") << "Mono8" << 0 << "" << "0 x 4";
-    QTest::newRow("compressed, no decompressor") << "Mono8" << 64 << "Lossless" << "Lossless";
+    QTest::newRow("16-bit") << "Mono16" << "" << "Mono16";
+    QTest::newRow("with alpha") << "BGRA8" << "" << "BGRA8";
+    QTest::newRow("unknown format") << "" << "" << "unknown pixel format";
+    QTest::newRow("compressed, no decompressor") << "Mono8" << "Lossless" << "Lossless";
 }
 
 void TestHostClient::layoutsThatCantBeWrittenAreRefused()
 {
     QFETCH(QString, pixelFormat);
-    QFETCH(int, width);
     QFETCH(QString, compression);
     QFETCH(QString, named);
-    const QString reason = CSnapshotWriter::checkLayout({width, 4, pixelFormat, compression}, false);
+    const QString reason = CSnapshotWriter::checkLayout({pixelFormat, compression}, false);
     QVERIFY2(reason.contains(named), qPrintable(reason));
-    QVERIFY(CSnapshotWriter::checkLayout({width > 0 ? width : 4, 4, QStringLiteral("Mono8"), QStringLiteral("Off")}, false).isEmpty());
-    QVERIFY(CSnapshotWriter::checkLayout({4, 4, QStringLiteral("Mono8"), QStringLiteral("Lossless")}, true).isEmpty());
+    QVERIFY(CSnapshotWriter::checkLayout({QStringLiteral("Mono8"), QStringLiteral("Off")}, false).isEmpty());
+    QVERIFY(CSnapshotWriter::checkLayout({QStringLiteral("RGB8Packed"), QString()}, false).isEmpty());
+    QVERIFY(CSnapshotWriter::checkLayout({QStringLiteral("Mono8"), QStringLiteral("Lossless")}, true).isEmpty());
 }
 
-void TestHostClient::everyNthImageUpToTheLimitIsWrittenAndOneTooSmallIsReported()
+void TestHostClient::everyNthImageUpToTheLimitIsWrittenAndOneOfAnotherFormatIsReported()
 {
     const auto images = grab(QStringLiteral("Mono8"), 16, 2, 10);
     QCOMPARE(images.size(), size_t(10));
     QTemporaryDir folder;
-    CSnapshotWriter writer(folder.path(), "n", {16, 2, QStringLiteral("Mono8"), {}}, 3, 2);
+    CSnapshotWriter writer(folder.path(), "n", 3, 2);
     for (const auto& image : images) {
         writer.offer(image);
         writer.waitForDone(); // one at a time, so that none is skipped for a busy worker
@@ -208,15 +209,39 @@ void TestHostClient::everyNthImageUpToTheLimitIsWrittenAndOneTooSmallIsReported(
     const auto nameOf = [&](size_t index) { return QStringLiteral("n-%1.png").arg(images[index]->GetImageNumber(), 6, 10, QChar('0')); };
     QCOMPARE(names, (QStringList{nameOf(0), nameOf(3)}));
 
-    // An image smaller than the layout says is reported, not written.
+    // An image of a format a snapshot isn't written of is reported, not written.
+    const auto wide = grab(QStringLiteral("Mono16"), 16, 2, 1);
+    QCOMPARE(wide.size(), size_t(1));
     QTemporaryDir otherFolder;
-    CSnapshotWriter big(otherFolder.path(), "big", {640, 480, QStringLiteral("Mono8"), {}}, 1);
-    big.offer(images.front());
-    big.waitForDone();
-    QVERIFY(big.writtenFiles().isEmpty());
-    QCOMPARE(big.errors().size(), 1);
-    QVERIFY2(big.errors().first().contains("640 x 480"), qPrintable(big.errors().first()));
+    CSnapshotWriter refusing(otherFolder.path(), "wide", 1);
+    refusing.offer(wide.front());
+    refusing.waitForDone();
+    QVERIFY(refusing.writtenFiles().isEmpty());
+    QCOMPARE(refusing.errors().size(), 1);
+    QVERIFY2(refusing.errors().first().contains("the image is Mono16"), qPrintable(refusing.errors().first()));
     QVERIFY(QDir(otherFolder.path()).isEmpty());
+}
+
+void TestHostClient::eachSnapshotHasTheShapeOfItsOwnImage()
+{
+    // One writer, images of two sizes and formats: each file is its image, read by the shape the
+    // image came with.
+    const auto narrow = grab(QStringLiteral("Mono8"), 10, 3, 1);
+    const auto wide = grab(QStringLiteral("RGB8"), 33, 2, 1);
+    QCOMPARE(narrow.size() + wide.size(), size_t(2));
+    QTemporaryDir folder;
+    CSnapshotWriter writer(folder.path(), "s", 1);
+    QList<QImage> written; // both are image 1 of their grab: each file is read before the next
+    for (const auto& image : {narrow.front(), wide.front()}) {
+        writer.offer(image);
+        writer.waitForDone();
+        written << QImage(writer.writtenFiles().constLast());
+    }
+    QVERIFY(writer.errors().isEmpty());
+    QCOMPARE(written[0].size(), QSize(10, 3));
+    QCOMPARE(written[1].size(), QSize(33, 2));
+    QCOMPARE(qGray(written[0].pixel(9, 2)), patternByte(narrow.front(), 1, 2 * 10 + 9));
+    QCOMPARE(qGreen(written[1].pixel(32, 1)), patternByte(wide.front(), 3, (33 + 32) * 3 + 1));
 }
 
 TAVIX_TEST_MAIN(TestHostClient)

@@ -1,4 +1,7 @@
+#include "firmwarefixture.h"
 #include "testmain.h"
+#include <tavix/sim/testpattern.h>
+
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -44,12 +47,12 @@ QStringList scenarioCameras(const QString& path)
     return names;
 }
 
-// A byte of the simulated cameras' test pattern: a diagonal ramp that moves by one byte per
-// frame along lines of lineLength bytes.
-int patternByte(qint64 offset, qint64 imageNumber, qint64 lineLength)
+// The red and blue of a pixel of the simulated cameras' test pattern in the image of that number;
+// a monochrome camera sends the red wave.
+QPair<int, int> patternRedAndBlue(const QPoint& point, qint64 imageNumber, bool colour)
 {
-    const qint64 i = offset + imageNumber % lineLength;
-    return int(((i % lineLength) + (i / lineLength)) & 0xff);
+    const auto c = TavixSim::CTestPattern::colourAt(uint32_t(point.x()), uint32_t(point.y()), uint64_t(imageNumber));
+    return {c.red, colour ? c.blue : c.red};
 }
 
 } // namespace
@@ -76,6 +79,7 @@ private slots:
     void aClientPathIsTakenFromTheCurrentFolder_data();
     void aClientPathIsTakenFromTheCurrentFolder();
     void aServiceKeptPastTheRosterIsNamedAndNothingCrashes();
+    void anUpdateWhoseCameraIsNotFoundAgainSaysTheFirmwareWasWritten();
 
 private:
     void configure(QProcess& process, const QStringList& arguments, const QString& logRules = QString());
@@ -318,12 +322,11 @@ void TestHostProgram::grabWritesSnapshotsOfThePattern()
         QCOMPARE(image.size(), QSize(width, height));
         const qint64 imageNumber = numbered.match(file.fileName()).captured(1).toLongLong();
         QVERIFY(imageNumber > 0);
-        const qint64 lineLength = qint64(width) * bytesPerPixel;
         for (const QPoint& point : {QPoint(0, 0), QPoint(width - 1, height - 1), QPoint(width / 2, height / 3)}) {
-            const qint64 offset = point.y() * lineLength + point.x() * bytesPerPixel;
             const QRgb pixel = image.pixel(point);
-            QCOMPARE(qRed(pixel), patternByte(offset, imageNumber, lineLength));
-            QCOMPARE(qBlue(pixel), patternByte(offset + bytesPerPixel - 1, imageNumber, lineLength));
+            const QPair<int, int> expected = patternRedAndBlue(point, imageNumber, bytesPerPixel == 3);
+            QCOMPARE(qRed(pixel), expected.first);
+            QCOMPARE(qBlue(pixel), expected.second);
         }
     }
 }
@@ -416,6 +419,29 @@ void TestHostProgram::aServiceKeptPastTheRosterIsNamedAndNothingCrashes()
              qPrintable(result.err));
     QVERIFY2(result.err.contains("OptiRoster stays loaded, and its services alive, until the process ends."), qPrintable(result.err));
     QVERIFY2(!result.err.contains("not balanced"), qPrintable(result.err));
+}
+
+// A camera on a subnet this host can't reach: the enumeration of all subnets lists it and the
+// update opens it, but its search after the restart doesn't find it. The program says that the
+// firmware was written, not that nothing changed. (The restart's search takes its full time:
+// about 15 seconds.)
+void TestHostProgram::anUpdateWhoseCameraIsNotFoundAgainSaysTheFirmwareWasWritten()
+{
+    QJsonObject unreachable = FirmwareScenario::orvik();
+    unreachable.insert("reachable", false);
+    QTemporaryDir folder;
+    const QString scenario = folder.filePath(QStringLiteral("unreachable.json"));
+    QFile file(scenario);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(TestScenario::document({TestScenario::gigeLayer({unreachable})}));
+    file.close();
+    const RunResult result = run({"--scenario", scenario, "firmware", "--camera", QLatin1String(FirmwareScenario::OrvikSerial),
+                                  QFINDTESTDATA("../data/firmware/updates.json"), "--apply", "2"});
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.out.contains("Written and verified, and the camera restarted with 2.1.8, but it wasn't found again "
+                                 "afterwards: Could not rediscover device after reset."),
+             qPrintable(result.out));
+    QVERIFY2(!result.out.contains("Not updated"), qPrintable(result.out));
 }
 
 TAVIX_TEST_MAIN(TestHostProgram)

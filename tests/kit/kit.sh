@@ -56,6 +56,8 @@ run_example() {
     host "$2" "$1" --client "$3" serve --seconds 120
     [ "$status" -eq 0 ] || fail "tavix-host with the example exited with $status"
     grep -Eq "^ExampleClient: [0-9]+ images from .+, 0 failed" <<<"$output" || fail "no figures from the example"
+    grep -Eq "^ExampleClient: the last image was [0-9]+ x [0-9]+ [A-Za-z0-9_]+$" <<<"$output" ||
+        fail "the example did not tell the shape its images came with"
     grep -q "^ExampleClient: closed " <<<"$output" || fail "the example did not close its camera"
     only_lines_of ExampleClient
 }

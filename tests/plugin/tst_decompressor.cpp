@@ -10,6 +10,7 @@
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/optiroster.h>
 
+#include <tavix/sim/testpattern.h>
 #include <tavix/imagedecompressor.h>
 
 #include <atomic>
@@ -54,13 +55,11 @@ QJsonObject compressingCamera(const QString& serial, const QString& mode)
 // each line that moves on by one byte per line and per frame.
 QByteArray expectedPattern(int64_t imageNumber, unsigned char mask, int width = Width)
 {
-    const size_t line = size_t(width);
-    QByteArray image(width * Height, Qt::Uninitialized);
-    const size_t shift = size_t(imageNumber) % line;
-    for (size_t i = 0; i < size_t(image.size()); ++i) {
-        const size_t at = i + shift;
-        image[int(i)] = char(static_cast<unsigned char>((at % line) + (at / line)) & mask);
-    }
+    const std::vector<unsigned char> frame =
+        TavixSim::CTestPattern::frame(uint32_t(width), uint32_t(Height), 1, Tavix::PixelType_Mono8, uint64_t(imageNumber));
+    QByteArray image(reinterpret_cast<const char*>(frame.data()), int(frame.size()));
+    for (char& byte : image)
+        byte = char(static_cast<unsigned char>(byte) & mask);
     return image;
 }
 

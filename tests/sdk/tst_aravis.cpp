@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <set>
+#include <tuple>
 
 using namespace Tavix;
 
@@ -33,6 +34,9 @@ public:
         m_buffers.insert(result->GetBuffer());
         m_payloadSizes.insert(result->GetPayloadSize());
         m_succeeded = m_succeeded && result->GrabSucceeded();
+        const ImageShape& shape = result->GetImageShape();
+        m_shapes.insert({shape.width, shape.height, shape.offsetX, shape.offsetY, shape.paddingX, shape.pixelType,
+                         result->GetPayloadSize()});
     }
     void DestroyImageEventHandler() override {}
     void DestroyConfiguration() override {}
@@ -44,6 +48,9 @@ public:
     std::set<const void*> buffers() const { QMutexLocker locker(&m_mutex); return m_buffers; }
     std::set<size_t> payloadSizes() const { QMutexLocker locker(&m_mutex); return m_payloadSizes; }
     bool allSucceeded() const { QMutexLocker locker(&m_mutex); return m_succeeded; }
+    // Width, height, offsets, padding, pixel type and payload of each image.
+    using Shape = std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, EPixelType, size_t>;
+    std::set<Shape> shapes() const { QMutexLocker locker(&m_mutex); return m_shapes; }
 
 private:
     void note(const QString& event)
@@ -57,6 +64,7 @@ private:
     QList<int64_t> m_numbers;
     std::set<const void*> m_buffers;
     std::set<size_t> m_payloadSizes;
+    std::set<Shape> m_shapes;
     bool m_succeeded = true;
 };
 
@@ -124,6 +132,7 @@ private slots:
     void aGrabDeliversEveryImageIntoThePoolsBuffers();
     void imagesLostWhileTheApplicationHoldsEveryBufferAreCounted();
     void nodeMapReadsWritesAndRefuses();
+    void aResultCarriesTheShapeOfItsImageAlsoAfterAChangeWhileGrabbing();
     void featureTextsAreTakenOnlyWhole_data();
     void featureTextsAreTakenOnlyWhole();
     void aravisFailuresBecomeGenICamExceptions();
@@ -277,6 +286,41 @@ void TestAravis::nodeMapReadsWritesAndRefuses()
     camera->Open();
     QVERIFY(width.IsReadable());
     width.SetValue(width.GetMax());
+}
+
+void TestAravis::aResultCarriesTheShapeOfItsImageAlsoAfterAChangeWhileGrabbing()
+{
+    const std::unique_ptr<CInstantCamera> camera = openFakeCamera();
+    QVERIFY(camera);
+    CGrabRecorder recorder;
+    camera->RegisterImageEventHandler(&recorder, RegistrationMode_Append, Cleanup_None);
+    GenApi::INodeMap& nodeMap = camera->GetNodeMap();
+    CFloatParameter(nodeMap, "AcquisitionFrameRate").TrySetValue(100.0);
+    CIntegerParameter width(nodeMap, "Width");
+    const uint32_t before = uint32_t(width.GetValue());
+    const uint32_t height = uint32_t(CIntegerParameter(nodeMap, "Height").GetValue());
+    const auto shape = [height](uint32_t w) {
+        return CGrabRecorder::Shape{w, height, 0, 0, 0, PixelType_Mono8, size_t(w) * height};
+    };
+    camera->StartGrabbing();
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.shapes().count(shape(before)) == 1, 20000);
+
+    // Aravis's fake camera takes a new width while it streams: the images that follow say so
+    // themselves, whatever the camera's settings say by the time they are looked at.
+    width.SetValue(256);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.shapes().count(shape(256)) == 1, 20000);
+    camera->StopGrabbing();
+    for (const CGrabRecorder::Shape& seen : recorder.shapes())
+        QVERIFY(seen == shape(before) || seen == shape(256));
+
+    // An integer whose description has no <Min> reads with the type's own limits.
+    CIntegerParameter payloadSize(nodeMap, "PayloadSize");
+    QCOMPARE(payloadSize.GetValue(), int64_t(256) * height);
+    auto* node = dynamic_cast<GenApi::IInteger*>(nodeMap.GetNode("PayloadSize"));
+    QVERIFY(node);
+    QVERIFY(node->GetMin() <= node->GetValue() && node->GetValue() <= node->GetMax());
+    QCOMPARE(node->GetInc(), int64_t(1));
+    width.SetValue(before);
 }
 
 void TestAravis::featureTextsAreTakenOnlyWhole_data()

@@ -2,7 +2,10 @@
 #include "testmain.h"
 
 #include <tavix/defectpixelcorrection.h>
+#include <tavix/imagedecompressor.h>
 #include <tavix/instantcamera.h>
+#include <tavix/parameters.h>
+#include <tavix/sim/testpattern.h>
 #include <tavix/runtime.h>
 #include <tavix/tlfactory.h>
 
@@ -120,11 +123,39 @@ private slots:
     void failedFramesChunkDataAndGrabErrorsArrive();
     void defectPixelsShowUnlessTheCorrectionCoversThem_data();
     void defectPixelsShowUnlessTheCorrectionCoversThem();
+    void aResultCarriesTheShapeOfItsOwnImage_data();
+    void aResultCarriesTheShapeOfItsOwnImage();
+    void whatShapesTheImageIsLockedWhileTheCameraGrabs();
+    void theTestPatternHasNoSeamAndMoves_data();
+    void theTestPatternHasNoSeamAndMoves();
 };
+
+namespace {
+
+// A camera's features that give its images a shape of their own: an offset on the sensor, and
+// formats that the stream has to tell apart.
+QJsonArray shapedFeatures(int width, int height, const QString& pixelFormat)
+{
+    return QJsonArray{
+        QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", width}, {"min", 1}, {"max", 4096}},
+        QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", height}, {"min", 1}, {"max", 4096}},
+        QJsonObject{{"name", "OffsetX"}, {"type", "integer"}, {"value", 8}},
+        QJsonObject{{"name", "OffsetY"}, {"type", "integer"}, {"value", 2}},
+        QJsonObject{{"name", "PixelFormat"}, {"type", "enumeration"}, {"value", pixelFormat},
+                    {"entries", QJsonArray{"Mono8", "Mono12", "BayerRG8", "BGR8"}}},
+        QJsonObject{{"name", "BinningHorizontal"}, {"type", "integer"}, {"value", 1}, {"min", 1}, {"max", 4}},
+        QJsonObject{{"name", "Gain"}, {"type", "float"}, {"value", 0.0}, {"min", 0.0}, {"max", 24.0}},
+    };
+}
+
+} // namespace
 
 void TestSdkGrab::init()
 {
     TavixSim::reset();
+    QJsonObject compressing = TestScenario::camera(QStringLiteral("107"), QJsonObject{{"frameRate", 200}},
+                                                   shapedFeatures(32, 4, "Mono8"));
+    compressing.insert("compression", QJsonObject{});
     QJsonObject defective = TestScenario::camera(QStringLiteral("103"), {},
                                                  QJsonArray{QJsonObject{{"name", "Width"}, {"type", "integer"}, {"value", 16}},
                                                             QJsonObject{{"name", "Height"}, {"type", "integer"}, {"value", 4}}});
@@ -137,6 +168,10 @@ void TestSdkGrab::init()
                                                              {"payloadType", "chunk"}}),
         TestScenario::camera(QStringLiteral("102"), QJsonObject{{"firstImageNumber", "2147483646"}, {"frameRate", 200}}),
         defective,
+        TestScenario::camera(QStringLiteral("104"), QJsonObject{{"frameRate", 200}}, shapedFeatures(40, 3, "BayerRG8")),
+        TestScenario::camera(QStringLiteral("105"), QJsonObject{{"frameRate", 200}}, shapedFeatures(21, 5, "Mono12")),
+        TestScenario::camera(QStringLiteral("106"), QJsonObject{{"frameRate", 200}}, shapedFeatures(7, 2, "BGR8")),
+        compressing,
     };
     QCOMPARE(TestScenario::load({TestScenario::gigeLayer(devices)}), QString());
 }
@@ -332,6 +367,142 @@ void TestSdkGrab::defectPixelsShowUnlessTheCorrectionCoversThem()
     }
     // A pixel without a defect keeps the pattern's value.
     QCOMPARE(pixel(6, 2), (pixel(5, 2) + pixel(7, 2)) / 2);
+}
+
+void TestSdkGrab::aResultCarriesTheShapeOfItsOwnImage_data()
+{
+    QTest::addColumn<QString>("serial");
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<QPoint>("offset");
+    QTest::addColumn<int>("pixelType");
+    QTest::addColumn<int>("bytesPerPixel");
+    QTest::newRow("Mono8, the default shape") << "100" << QSize(64, 1) << QPoint(0, 0) << int(PixelType_Mono8) << 1;
+    QTest::newRow("BayerRG8 at an offset") << "104" << QSize(40, 3) << QPoint(8, 2) << int(PixelType_BayerRG8) << 1;
+    QTest::newRow("Mono12 in two bytes") << "105" << QSize(21, 5) << QPoint(8, 2) << int(PixelType_Mono12) << 2;
+    QTest::newRow("BGR8") << "106" << QSize(7, 2) << QPoint(8, 2) << int(PixelType_BGR8) << 3;
+}
+
+void TestSdkGrab::aResultCarriesTheShapeOfItsOwnImage()
+{
+    QFETCH(QString, serial);
+    QFETCH(QSize, size);
+    QFETCH(QPoint, offset);
+    QFETCH(int, pixelType);
+    QFETCH(int, bytesPerPixel);
+    CRecorder recorder;
+    recorder.keepResults = true;
+    OpenCamera open(serial, recorder);
+    open.camera.StartGrabbing(2);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
+    QMutexLocker locker(&recorder.mutex);
+    QCOMPARE(recorder.kept.size(), size_t(2));
+    for (const CGrabResultPtr& result : recorder.kept) {
+        QCOMPARE(int(result->GetWidth()), size.width());
+        QCOMPARE(int(result->GetHeight()), size.height());
+        QCOMPARE(int(result->GetOffsetX()), offset.x());
+        QCOMPARE(int(result->GetOffsetY()), offset.y());
+        QCOMPARE(result->GetPaddingX(), 0u);
+        QCOMPARE(int(result->GetPixelType()), pixelType);
+        // The bytes are the pattern's picture of that shape, in the frame of that number.
+        const std::vector<unsigned char> expected = TavixSim::CTestPattern::frame(
+            uint32_t(size.width()), uint32_t(size.height()), size_t(bytesPerPixel), EPixelType(pixelType), uint64_t(result->GetImageNumber()));
+        QCOMPARE(result->GetPayloadSize(), expected.size());
+        QVERIFY(std::equal(expected.begin(), expected.end(), static_cast<const unsigned char*>(result->GetBuffer())));
+    }
+}
+
+void TestSdkGrab::whatShapesTheImageIsLockedWhileTheCameraGrabs()
+{
+    CRecorder recorder;
+    recorder.keepResults = true;
+    OpenCamera open(QStringLiteral("107"), recorder);
+    GenApi::INodeMap& nodeMap = open.camera.GetNodeMap();
+    open.camera.StartGrabbing(GrabStrategy_OneByOne);
+    QTRY_VERIFY_WITH_TIMEOUT(!recorder.read(recorder.images).isEmpty(), 10000);
+
+    QCOMPARE(CIntegerParameter(nodeMap, "TLParamsLocked").GetValue(), int64_t(1));
+    for (const char* name : {"Width", "Height", "PixelFormat", "BinningHorizontal"}) {
+        QVERIFY2(!GenApi::IsWritable(nodeMap.GetNode(name)), name);
+        try {
+            nodeMap.GetNode(name)->FromString("2");
+            QFAIL(name);
+        } catch (const GenICam::AccessException& e) {
+            QVERIFY2(QString::fromUtf8(e.GetDescription()).contains(QStringLiteral("locked while the camera streams images")),
+                     e.GetDescription());
+        }
+    }
+    // What doesn't change the image's layout stays writable.
+    CFloatParameter(nodeMap, "Gain").SetValue(6.0);
+    CIntegerParameter(nodeMap, "OffsetX").SetValue(4);
+    open.camera.StopGrabbing();
+    QCOMPARE(CIntegerParameter(nodeMap, "TLParamsLocked").GetValue(), int64_t(0));
+
+    // Free again after the stop; the next grab's images have the new shape, compressed ones too.
+    CIntegerParameter(nodeMap, "Width").SetValue(48);
+    QCOMPARE(CIntegerParameter(nodeMap, "Width").GetValue(), int64_t(48));
+    {
+        QMutexLocker locker(&recorder.mutex);
+        recorder.kept.clear();
+        recorder.stopped.store(false);
+    }
+    const std::vector<unsigned char> descriptor = [&] {
+        size_t size = 0;
+        CImageDecompressor::GetCompressionDescriptor(nullptr, &size, nodeMap);
+        std::vector<unsigned char> bytes(size);
+        CImageDecompressor::GetCompressionDescriptor(bytes.data(), &size, nodeMap);
+        return bytes;
+    }();
+    const CImageDecompressor decompressor(descriptor.data(), descriptor.size());
+    open.camera.StartGrabbing(1);
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.stopped.load(), 10000);
+    QMutexLocker locker(&recorder.mutex);
+    const CGrabResultPtr result = recorder.kept.front();
+    QCOMPARE(result->GetWidth(), 48u);
+    QCOMPARE(result->GetOffsetX(), 4u);
+    std::vector<unsigned char> pixels(decompressor.GetImageSizeForDecompression());
+    ImageShape shape;
+    QCOMPARE(decompressor.DecompressImage(pixels.data(), pixels.size(), result, shape), size_t(48 * 4));
+    QCOMPARE(shape.width, 48u);
+    QCOMPARE(shape.height, 4u);
+    QCOMPARE(shape.offsetX, 4u);
+    QCOMPARE(shape.pixelType, PixelType_Mono8);
+    QVERIFY(pixels == TavixSim::CTestPattern::frame(48, 4, 1, PixelType_Mono8, uint64_t(result->GetImageNumber())));
+}
+
+void TestSdkGrab::theTestPatternHasNoSeamAndMoves_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::newRow("a width the wave doesn't divide") << 1000;
+    QTest::newRow("narrower than the wave") << 37;
+}
+
+void TestSdkGrab::theTestPatternHasNoSeamAndMoves()
+{
+    QFETCH(int, width);
+    const int height = 300;
+    const auto frame = [&](uint64_t phase) {
+        return TavixSim::CTestPattern::frame(uint32_t(width), uint32_t(height), 1, PixelType_Mono8, phase);
+    };
+    const std::vector<unsigned char> first = frame(7);
+    const std::vector<unsigned char> second = frame(8);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const int here = first[size_t(y * width + x)];
+            // No edge anywhere: neighbours to the right and below differ by one step at most.
+            if (x + 1 < width)
+                QVERIFY(std::abs(here - first[size_t(y * width + x + 1)]) <= 1);
+            if (y + 1 < height)
+                QVERIFY(std::abs(here - first[size_t((y + 1) * width + x)]) <= 1);
+            // The next frame is this one moved a pixel to the left.
+            if (x + 1 < width)
+                QCOMPARE(int(second[size_t(y * width + x)]), int(first[size_t(y * width + x + 1)]));
+        }
+    }
+    // A row as wide as the wave holds its whole range of brightness.
+    if (width >= int(TavixSim::CTestPattern::Period)) {
+        QCOMPARE(*std::max_element(first.begin(), first.begin() + width), uchar(255));
+        QCOMPARE(*std::min_element(first.begin(), first.begin() + width), uchar(0));
+    }
 }
 
 TAVIX_TEST_MAIN(TestSdkGrab)

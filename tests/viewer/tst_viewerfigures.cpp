@@ -94,6 +94,21 @@ private slots:
         m_viewer.services.stream->stopGrabbing(camera);
     }
 
+    // Once the grab stops the rates are 0 and say so, however long ago the last figures came; the
+    // counts stay as the grab left them.
+    void ratesFallToZeroOnceTheGrabStops()
+    {
+        const CameraInfoPtr camera = m_viewer.camera(Grabbing);
+        grab(camera);
+        QTRY_VERIFY_WITH_TIMEOUT(numberIn(figure("fpsValue")) > 0, 10000);
+        QCOMPARE(figure("grabState")->text(), QStringLiteral("grabbing"));
+        m_viewer.services.stream->stopGrabbing(camera);
+        QTRY_COMPARE_WITH_TIMEOUT(figure("fpsValue")->text(), QStringLiteral("0.0 images/s"), 10000);
+        QCOMPARE(figure("bandwidthValue")->text(), QStringLiteral("0.00 MB/s"));
+        QCOMPARE(figure("grabState")->text(), QStringLiteral("stopped"));
+        QVERIFY(numberIn(figure("grabbedValue")) > 0);
+    }
+
     // A new grab of the same camera starts its figures and plot afresh.
     void startAfreshWithANewGrab()
     {

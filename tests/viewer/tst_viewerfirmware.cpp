@@ -8,6 +8,7 @@
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -16,6 +17,7 @@
 #include <QTreeWidget>
 
 using namespace Plugin::OptiRoster;
+using Core::OptiRosterComponents::CameraInfoPtr;
 
 class TestViewerFirmware : public QObject
 {
@@ -54,11 +56,21 @@ private:
         list->click();
     }
 
-private slots:
-    void init()
+    // Applies the chosen update, answering the question the dialog asks first; its text in
+    // *question.
+    void applyAnswering(QMessageBox::StandardButton answer, QString* question = nullptr)
     {
-        TavixSim::reset();
-        QCOMPARE(FirmwareScenario::load({FirmwareScenario::orvik(), FirmwareScenario::tesmar()}), QString());
+        QTimer::singleShot(0, [answer, question] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            QVERIFY(box);
+            if (question)
+                *question = box->text();
+            box->button(answer)->click();
+        });
+        widget<QPushButton>(QStringLiteral("firmwareApply"))->click();
+    }
+    void startViewer()
+    {
         QVERIFY(m_viewer.start({QStringLiteral("*ViewerFirmware*"), QStringLiteral("*ViewerDevices*")}));
         auto* open = m_viewer.window->findChild<QAction*>(QStringLiteral("updateFirmwareAction"));
         QVERIFY(open);
@@ -66,6 +78,15 @@ private slots:
         m_pDialog = m_viewer.find<QDialog>(QStringLiteral("firmwareDialog"));
         QVERIFY(m_pDialog);
         QVERIFY(m_pDialog->isVisible());
+    }
+    CameraInfoPtr orvik() const { return m_viewer.camera(QLatin1String(FirmwareScenario::OrvikSerial)); }
+
+private slots:
+    void init()
+    {
+        TavixSim::reset();
+        QCOMPARE(FirmwareScenario::load({FirmwareScenario::orvik(), FirmwareScenario::tesmar()}), QString());
+        startViewer();
     }
     void cleanup()
     {
@@ -95,7 +116,7 @@ private slots:
         connect(&ticker, &QTimer::timeout, this, [&guiTurns] { ++guiTurns; });
         ticker.start(5);
         auto* apply = widget<QPushButton>(QStringLiteral("firmwareApply"));
-        apply->click();
+        applyAnswering(QMessageBox::Apply);
         QVERIFY(!apply->isEnabled()); // the click came back while the update runs
         QTRY_COMPARE_WITH_TIMEOUT(text("firmwareStep"), QStringLiteral("Done"), 30000);
 
@@ -139,7 +160,7 @@ private slots:
                 states << shown();
         });
         watch.start(10);
-        widget<QPushButton>(QStringLiteral("firmwareApply"))->click();
+        applyAnswering(QMessageBox::Apply);
         QTRY_COMPARE_WITH_TIMEOUT(text("firmwareStep"), QStringLiteral("Done"), 60000);
         QTRY_COMPARE_WITH_TIMEOUT(states.last(), QStringLiteral("closed"), 20000);
         QCOMPARE(states.first(), QStringLiteral("closed"));
@@ -155,11 +176,71 @@ private slots:
         listUpdatesOf(QLatin1String(FirmwareScenario::OrvikSerial), QFINDTESTDATA("../data/firmware/updates.json"));
         QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
         TavixSim::injectFault({FirmwareScenario::OrvikName, "FirmwareWrite", "RuntimeException", "Flash write error at block 0x0040.", 1});
-        widget<QPushButton>(QStringLiteral("firmwareApply"))->click();
+        applyAnswering(QMessageBox::Apply);
         QTRY_COMPARE_WITH_TIMEOUT(text("firmwareStep"), QStringLiteral("Failed"), 30000);
         QVERIFY2(text("firmwareResult").contains("Flash write error at block 0x0040."), qPrintable(text("firmwareResult")));
         QCOMPARE(text("firmwareVersion"), QLatin1String(FirmwareScenario::OrvikFirmware));
         QVERIFY(m_viewer.find<QPlainTextEdit>(QStringLiteral("firmwareLog"))->toPlainText().contains("failed"));
+    }
+
+    // Listing a file's updates for a camera that grabs leaves it grabbing and open: only applying
+    // an update takes the camera, and the dialog asks first, saying what will happen to the grab.
+    void listingLeavesAGrabRunningAndApplyingAsksFirst()
+    {
+        const CameraInfoPtr camera = orvik();
+        QVERIFY(m_viewer.services.control->open(camera, false));
+        m_viewer.services.stream->startGrabbing(camera);
+        QVERIFY(m_viewer.services.status->isCameraGrabbing(camera));
+        listUpdatesOf(QLatin1String(FirmwareScenario::OrvikSerial), QFINDTESTDATA("../data/firmware/updates.json"));
+        QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
+        // The same updates, order and directions as the roster's own matching gives a closed camera.
+        QCOMPARE(rows(), QStringList({"2.2.0 upgrade", "2.1.8 upgrade", "2.0.3 downgrade", "2.3.0-rc1 unknown"}));
+        QCOMPARE(text("firmwareVersion"), QLatin1String(FirmwareScenario::OrvikFirmware));
+        QVERIFY2(text("firmwareResult").contains("stayed as it was"), qPrintable(text("firmwareResult")));
+        QVERIFY(m_viewer.services.status->isCameraGrabbing(camera));
+        QVERIFY(m_viewer.services.status->isDeviceOpen(camera));
+
+        QString question;
+        applyAnswering(QMessageBox::Cancel, &question);
+        QVERIFY2(question.contains("exclusive use") && question.contains("the grab stops"), qPrintable(question));
+        QVERIFY(widget<QPushButton>(QStringLiteral("firmwareApply"))->isEnabled()); // nothing started
+        QVERIFY(m_viewer.services.status->isCameraGrabbing(camera));
+        m_viewer.services.stream->stopGrabbing(camera);
+        m_viewer.services.control->close(camera);
+    }
+
+    // A camera on a subnet this computer can't reach is listed by the enumeration but not found by
+    // the update's search after the restart: the dialog says that the firmware was written, not
+    // that nothing happened, and reads the version once an enumeration finds the camera again.
+    void anUpdateWhoseCameraIsNotFoundAgainSaysWhatHappened()
+    {
+        m_pDialog = nullptr;
+        m_viewer.stop();
+        TavixSim::reset();
+        QJsonObject unreachable = FirmwareScenario::orvik();
+        unreachable.insert("reachable", false);
+        QCOMPARE(FirmwareScenario::load({unreachable, FirmwareScenario::tesmar()}), QString());
+        startViewer();
+        TavixSim::setSleepScale(0);
+        listUpdatesOf(QLatin1String(FirmwareScenario::OrvikSerial), QFINDTESTDATA("../data/firmware/updates.json"));
+        QTRY_VERIFY_WITH_TIMEOUT(!rows().isEmpty(), 20000);
+        auto* updates = widget<QTreeWidget>(QStringLiteral("firmwareUpdates"));
+        updates->setCurrentItem(updates->topLevelItem(1));
+        applyAnswering(QMessageBox::Apply);
+        QTRY_VERIFY_WITH_TIMEOUT(text("firmwareStep").startsWith("Written"), 60000);
+        // The result line may have moved on to the version read since; the log keeps what was said.
+        const QString log = m_viewer.find<QPlainTextEdit>(QStringLiteral("firmwareLog"))->toPlainText();
+        QVERIFY2(log.contains("firmware written and verified; the camera wasn't found after its restart: "
+                              "Could not rediscover device after reset."),
+                 qPrintable(log));
+        QVERIFY2(!log.contains("the update failed"), qPrintable(log));
+        const QString newVersion = QStringLiteral("OVK2310-V02.01.008-build4502");
+        QCOMPARE(QString::fromStdString(TavixSim::firmwareVersion(FirmwareScenario::OrvikName)), newVersion);
+        QVERIFY(!text("firmwareVersion").contains(QLatin1String(FirmwareScenario::OrvikFirmware)));
+
+        m_viewer.services.enumeration->requestEnumeration();
+        QTRY_COMPARE_WITH_TIMEOUT(text("firmwareVersion"), newVersion, 20000);
+        QVERIFY2(text("firmwareResult").contains("is back and reports firmware " + newVersion), qPrintable(text("firmwareResult")));
     }
 
     void aBadFileIsRefusedWithItsReason_data()

@@ -2,14 +2,18 @@
 
 #include <simscenario.h>
 
+#include <QAbstractSpinBox>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDoubleSpinBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
-#include <QSpinBox>
+#include <QScrollBar>
+#include <QTimer>
 #include <QTreeWidget>
+#include <QWheelEvent>
 
 using Core::OptiRosterComponents::CameraInfoPtr;
 
@@ -29,18 +33,21 @@ QJsonObject feature(const QString& name, const QString& type, const QJsonValue& 
 // One camera with a feature of each type, limits, and features that can't be written.
 QString loadWorld()
 {
-    const QJsonArray features{
-        feature("Width", "integer", 64, {{"min", 16}, {"max", 1024}, {"inc", 16}}),
+    QJsonArray features{
+        feature("Width", "integer", 64, {{"min", 16}, {"max", 1024}, {"inc", 16}, {"unit", "px"}}),
         feature("Height", "integer", 16, {{"min", 1}, {"max", 512}}),
         feature("FrameCounter", "integer", 0),
-        feature("Gain", "float", 1.5, {{"min", 0}, {"max", 24}}),
-        feature("PixelFormat", "enumeration", "Mono8", {{"entries", QJsonArray{"Mono8", "Mono16"}}}),
+        feature("Gain", "float", 1.5, {{"min", 0}, {"max", 24}, {"unit", "dB"}}),
+        feature("PixelFormat", "enumeration", "Mono8", {{"entries", QJsonArray{"Mono8", "Mono16", "YUV422_8", "BayerRG8"}}}),
         feature("ReverseX", "boolean", false),
         feature("DeviceUserID", "string", "left"),
         feature("DeviceTemperature", "float", 41.5, {{"access", "RO"}}),
         feature("SensorWidth", "integer", 2048, {{"access", "RO"}}),
         feature("TestPattern", "enumeration", "Off", {{"access", "NA"}, {"entries", QJsonArray{"Off", "Bars"}}}),
     };
+    // Enough features that the list scrolls.
+    for (int i = 0; i < 40; ++i)
+        features.append(feature(QStringLiteral("UserValue%1").arg(i), "integer", i));
     return TestScenario::load({TestScenario::gigeLayer({TestScenario::camera(Serial, {}, features)})});
 }
 
@@ -65,6 +72,26 @@ private:
         const auto items = tree->findItems(feature, Qt::MatchExactly | Qt::MatchRecursive);
         return items.isEmpty() ? QStringLiteral("<not shown>") : items.first()->toolTip(2);
     }
+    QAbstractSpinBox* numberBoxOf(const QString& feature) const
+    {
+        QWidget* editor = editorOf(feature);
+        return editor ? editor->findChild<QAbstractSpinBox*>() : nullptr;
+    }
+    QString shownIn(const QString& feature) const
+    {
+        const QAbstractSpinBox* box = numberBoxOf(feature);
+        return box ? box->text() : QStringLiteral("<no box>");
+    }
+    // What a person does: clicks into the box, types a value and presses Enter.
+    static void type(QAbstractSpinBox* box, const QString& text)
+    {
+        QVERIFY(box);
+        box->setFocus();
+        box->findChild<QLineEdit*>()->selectAll();
+        QTest::keyClicks(box, text);
+        QTest::keyClick(box, Qt::Key_Return);
+    }
+    QString message() const { return m_viewer.find<QLabel>(QStringLiteral("parametersMessage"))->text(); }
 
 private slots:
     void init()
@@ -91,9 +118,8 @@ private slots:
         QTest::addColumn<QString>("feature");
         QTest::addColumn<QString>("entered");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("integer in a spin box") << "Width" << "128" << "128";
-        QTest::newRow("integer off its increment") << "Width" << "200" << "208";
-        QTest::newRow("64-bit integer in a line") << "FrameCounter" << "5000000000" << "5000000000";
+        QTest::newRow("integer") << "Width" << "128" << "128";
+        QTest::newRow("64-bit integer") << "FrameCounter" << "5000000000" << "5000000000";
         QTest::newRow("float") << "Gain" << "6.25" << "6.25";
         QTest::newRow("enumeration") << "PixelFormat" << "Mono16" << "Mono16";
         QTest::newRow("boolean") << "ReverseX" << "true" << "true";
@@ -106,15 +132,13 @@ private slots:
         QFETCH(QString, expected);
         QWidget* editor = editorOf(feature);
         QVERIFY(editor);
-        if (auto* spin = editor->findChild<QSpinBox*>()) {
-            spin->setValue(entered.toInt());
-        } else if (auto* spin = editor->findChild<QDoubleSpinBox*>()) {
-            spin->setValue(entered.toDouble());
+        if (auto* box = editor->findChild<QAbstractSpinBox*>()) {
+            type(box, entered);
         } else if (auto* combo = editor->findChild<QComboBox*>()) {
             combo->setCurrentText(entered);
             emit combo->activated(combo->currentIndex());
-        } else if (auto* box = editor->findChild<QCheckBox*>()) {
-            box->click();
+        } else if (auto* check = editor->findChild<QCheckBox*>()) {
+            check->click();
         } else if (auto* line = editor->findChild<QLineEdit*>()) {
             line->setText(entered);
             QTest::keyClick(line, Qt::Key_Return);
@@ -122,28 +146,164 @@ private slots:
             QFAIL("no editor");
         }
         QTRY_COMPARE_WITH_TIMEOUT(cameraText(feature).toDouble() == expected.toDouble() ? expected : cameraText(feature), expected, 10000);
-        auto* message = m_viewer.find<QLabel>(QStringLiteral("parametersMessage"));
-        QTRY_VERIFY_WITH_TIMEOUT(message->text().contains(feature), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(message().contains(feature), 10000);
         QCOMPARE(reasonOf(feature), QString());
     }
 
+    // A typed value is taken as it stands or refused with the feature's range and increment, never
+    // bent into another value; the box shows the camera's value again.
+    void typedValuesOutsideTheRangeOrOffTheIncrementAreRefused_data()
+    {
+        QTest::addColumn<QString>("feature");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("above the maximum") << "Width" << "5000" << "5000 is out of range: Width takes 16 to 1024 in steps of 16 px.";
+        QTest::newRow("below the minimum") << "Width" << "8" << "8 is out of range: Width takes 16 to 1024 in steps of 16 px.";
+        QTest::newRow("off the increment") << "Width" << "1001"
+                                           << "1001 is off the increment: Width takes 16 to 1024 in steps of 16 px. The nearest are 992 and 1008.";
+        QTest::newRow("a float below the minimum") << "Gain" << "-3" << "-3 is out of range: Gain takes 0 to 24 dB.";
+    }
+    void typedValuesOutsideTheRangeOrOffTheIncrementAreRefused()
+    {
+        QFETCH(QString, feature);
+        QFETCH(QString, typed);
+        QFETCH(QString, reason);
+        const QString before = cameraText(feature);
+        type(numberBoxOf(feature), typed);
+        QTRY_COMPARE_WITH_TIMEOUT(reasonOf(feature), reason, 10000);
+        QVERIFY2(message().contains(reason), qPrintable(message()));
+        QCOMPARE(shownIn(feature), before);
+        QCOMPARE(cameraText(feature), before);
+        // A value it takes clears the reason.
+        type(numberBoxOf(feature), feature == QLatin1String("Width") ? QStringLiteral("1008") : QStringLiteral("12"));
+        QTRY_COMPARE_WITH_TIMEOUT(reasonOf(feature), QString(), 10000);
+    }
+
+    // Every editor's tooltip says what its feature takes.
+    void tooltipsGiveRangeIncrementAndUnit_data()
+    {
+        QTest::addColumn<QString>("feature");
+        QTest::addColumn<QString>("takes");
+        QTest::newRow("integer with a unit") << "Width" << "Takes 16 to 1024 in steps of 16 px";
+        QTest::newRow("integer") << "Height" << "Takes 1 to 512";
+        QTest::newRow("unbounded integer") << "FrameCounter" << "Takes any whole number";
+        QTest::newRow("float") << "Gain" << "Takes 0 to 24 dB";
+    }
+    void tooltipsGiveRangeIncrementAndUnit()
+    {
+        QFETCH(QString, feature);
+        QFETCH(QString, takes);
+        const QString tip = numberBoxOf(feature)->toolTip();
+        QVERIFY2(tip.startsWith("@CameraDevice/" + feature) && tip.endsWith(takes), qPrintable(tip));
+    }
+
+    // The wheel over a number box or a list that a person hasn't clicked into scrolls the list
+    // and writes nothing; in a box with focus it steps the value.
+    void theWheelScrollsTheListUnlessTheEditorHasFocus()
+    {
+        auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
+        tree->resize(tree->width(), 200); // fewer rows than features
+        QTRY_VERIFY_WITH_TIMEOUT(tree->verticalScrollBar()->maximum() > 0, 10000);
+        const auto wheel = [](QWidget* target) {
+            const QPointF inside(target->width() / 2.0, target->height() / 2.0);
+            QWheelEvent event(inside, target->mapToGlobal(inside.toPoint()), QPoint(), QPoint(0, -120), Qt::NoButton,
+                              Qt::NoModifier, Qt::NoScrollPhase, false);
+            QApplication::sendEvent(target, &event);
+        };
+        for (const QString& feature : {QStringLiteral("Width"), QStringLiteral("PixelFormat")}) {
+            QWidget* target = feature == QLatin1String("Width") ? static_cast<QWidget*>(numberBoxOf(feature))
+                                                               : editorOf(feature)->findChild<QComboBox*>();
+            tree->verticalScrollBar()->setValue(0);
+            wheel(target);
+            QVERIFY2(tree->verticalScrollBar()->value() > 0, qPrintable(feature + " took the wheel"));
+        }
+        QTest::qWait(200); // a write would be on the worker by now
+        QCOMPARE(cameraText("Width"), QStringLiteral("64"));
+        QCOMPARE(cameraText("PixelFormat"), QStringLiteral("Mono8"));
+        QCOMPARE(shownIn("Width"), QStringLiteral("64"));
+
+        numberBoxOf("Width")->setFocus();
+        QTRY_VERIFY(numberBoxOf("Width")->hasFocus());
+        wheel(numberBoxOf("Width"));
+        QTRY_COMPARE_WITH_TIMEOUT(cameraText("Width"), QStringLiteral("48"), 10000);
+    }
+
     // A refused write names its reason next to the feature and below, and the editor shows
-    // what the camera still holds.
+    // what the camera still holds. A long reason leaves the editors their room.
     void showsWhyAWriteWasRefused()
     {
-        TavixSim::injectFault({("SimGigE#" + Serial).toStdString(), "Write:Width", "AccessException", "Width is locked by the sequencer.", 1});
-        auto* spin = editorOf("Width")->findChild<QSpinBox*>();
-        spin->setValue(256);
+        const QString longReason = QStringLiteral("Width is locked by the sequencer, which runs set 3 of 8 and keeps "
+                                                  "its own image size until it is stopped or reconfigured.");
+        auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
+        const int valueWidth = tree->columnWidth(1);
+        TavixSim::injectFault({("SimGigE#" + Serial).toStdString(), "Write:Width", "AccessException", longReason.toStdString(), 1});
+        type(numberBoxOf("Width"), "256");
         QTRY_VERIFY_WITH_TIMEOUT(reasonOf("Width").contains("locked by the sequencer"), 10000);
-        auto* message = m_viewer.find<QLabel>(QStringLiteral("parametersMessage"));
-        QVERIFY2(message->text().contains("locked by the sequencer"), qPrintable(message->text()));
-        QCOMPARE(spin->value(), 64);
+        QVERIFY2(message().contains(longReason), qPrintable(message()));
+        QCOMPARE(shownIn("Width"), QStringLiteral("64"));
         QCOMPARE(cameraText("Width"), QStringLiteral("64"));
+        QCOMPARE(tree->columnWidth(1), valueWidth);
+        const QAbstractSpinBox* box = numberBoxOf("Width");
+        QVERIFY2(box->width() >= box->minimumSizeHint().width(), qPrintable(QString::number(box->width())));
 
         // The next write goes through and clears the reason.
-        spin->setValue(96);
+        type(numberBoxOf("Width"), "96");
         QTRY_COMPARE_WITH_TIMEOUT(cameraText("Width"), QStringLiteral("96"), 10000);
         QTRY_COMPARE_WITH_TIMEOUT(reasonOf("Width"), QString(), 10000);
+    }
+
+    // While the camera grabs, it refuses what shapes its images, with its own reason; the editor
+    // shows the value read back.
+    void aGrabbingCameraRefusesAWidthWithItsReason()
+    {
+        m_viewer.services.stream->startGrabbing(m_ptrCamera);
+        QVERIFY(m_viewer.services.status->isCameraGrabbing(m_ptrCamera));
+        type(numberBoxOf("Width"), "128");
+        QTRY_VERIFY_WITH_TIMEOUT(reasonOf("Width").contains("locked while the camera streams images"), 10000);
+        QCOMPARE(shownIn("Width"), QStringLiteral("64"));
+        m_viewer.services.stream->stopGrabbing(m_ptrCamera);
+    }
+
+    // The formats the viewer can't show are in the list for other clients, greyed, with the reason.
+    void pixelFormatsTheViewerCantShowAreGreyed()
+    {
+        auto* combo = editorOf("PixelFormat")->findChild<QComboBox*>();
+        QCOMPARE(combo->count(), 4);
+        for (int i = 0; i < combo->count(); ++i) {
+            const bool shown = combo->itemText(i) != QLatin1String("YUV422_8");
+            QCOMPARE(combo->itemData(i, Qt::ForegroundRole).isValid(), !shown);
+            const QString tip = combo->itemData(i, Qt::ToolTipRole).toString();
+            QVERIFY2(shown ? tip.isEmpty() : tip.contains("can't show images in YUV422_8"), qPrintable(tip));
+        }
+    }
+
+    // A reset is asked for first: a Cancel does nothing; a yes restarts the camera, which the panel
+    // then tells is lost.
+    void deviceResetAsksFirst()
+    {
+        auto* button = editorOf("DeviceReset")->findChild<QPushButton*>();
+        QVERIFY(button);
+        QString question;
+        const auto answer = [&question](QMessageBox::StandardButton choice) {
+            QTimer::singleShot(0, [&question, choice] {
+                auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+                QVERIFY(box);
+                question = box->text();
+                box->button(choice)->click();
+            });
+        };
+        const std::string resets = "DeviceReset:SimGigE#" + Serial.toStdString();
+        answer(QMessageBox::Cancel);
+        button->click();
+        QVERIFY2(question.contains("restarts"), qPrintable(question));
+        QTest::qWait(200);
+        QCOMPARE(TavixSim::callCount(resets), 0);
+        answer(QMessageBox::Reset);
+        button->click();
+        QTRY_COMPARE_WITH_TIMEOUT(TavixSim::callCount(resets), 1, 10000);
+        auto* device = m_viewer.find<QLabel>(QStringLiteral("parametersDevice"));
+        QTRY_VERIFY_WITH_TIMEOUT(device->text().contains("was lost"), 10000);
+        QVERIFY(!editorOf("Width"));
     }
 
     void readOnlyFeaturesCannotBeEdited_data()
@@ -171,10 +331,9 @@ private slots:
     void refreshesAndFollowsTheDevice()
     {
         m_viewer.services.parameters->setParameterText(m_ptrCamera, "@CameraDevice/Height", "300");
-        auto* spin = editorOf("Height")->findChild<QSpinBox*>();
-        QCOMPARE(spin->value(), 16);
+        QCOMPARE(shownIn("Height"), QStringLiteral("16"));
         m_viewer.find<QPushButton>(QStringLiteral("parametersRefresh"))->click();
-        QTRY_COMPARE_WITH_TIMEOUT(spin->value(), 300, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(shownIn("Height"), QStringLiteral("300"), 10000);
 
         m_viewer.services.control->close(m_ptrCamera);
         QTRY_VERIFY_WITH_TIMEOUT(!editorOf("Height"), 10000);

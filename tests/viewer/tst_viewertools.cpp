@@ -82,10 +82,12 @@ private slots:
         QTest::addColumn<QStringList>("answers");
         // Those of the group acknowledge, one outside it refuses, one with another key is silent.
         QTest::newRow("now") << false
-                             << QStringList({"192.168.1.61 acknowledged", "192.168.1.62 acknowledged", "192.168.1.64 refused"});
+                             << QStringList({"192.168.1.61 acknowledged (status 0)", "192.168.1.62 acknowledged (status 0)",
+                                             "192.168.1.64 refused (status 1)"});
         // No camera's clock is synchronised: each one with the key refuses a time.
         QTest::newRow("at a time") << true
-                                   << QStringList({"192.168.1.61 refused", "192.168.1.62 refused", "192.168.1.64 refused"});
+                                   << QStringList({"192.168.1.61 refused (status 1)", "192.168.1.62 refused (status 1)",
+                                                   "192.168.1.64 refused (status 1)"});
     }
     void anActionCommandListsEachCamerasAnswer()
     {
@@ -137,7 +139,7 @@ private slots:
         auto* status = dialog->findChild<QLabel*>(QStringLiteral("defectStatus"));
         auto* factory = dialog->findChild<QTableWidget*>(QStringLiteral("defectFactory"));
         auto* user = dialog->findChild<QTableWidget*>(QStringLiteral("defectUser"));
-        dialog->findChild<QPushButton*>(QStringLiteral("defectRead"))->click();
+        // Read as the dialog opens, without a click.
         QTRY_VERIFY_WITH_TIMEOUT(status->text().contains("factory and"), 10000);
         QCOMPARE(tableRows(factory), QStringList({"1 1", "5 0"}));
         QCOMPARE(tableRows(user), QStringList({"3 2"}));
@@ -175,6 +177,8 @@ private slots:
         auto* user = dialog->findChild<QTableWidget*>(QStringLiteral("defectUser"));
         auto* status = dialog->findChild<QLabel*>(QStringLiteral("defectStatus"));
         auto* write = dialog->findChild<QPushButton*>(QStringLiteral("defectWrite"));
+        QTRY_VERIFY_WITH_TIMEOUT(status->text().contains("factory and"), 10000); // read as it opened
+        user->setRowCount(0);
         dialog->findChild<QPushButton*>(QStringLiteral("defectAdd"))->click();
         dialog->findChild<QPushButton*>(QStringLiteral("defectAdd"))->click();
         user->item(0, 0)->setText("1000");

@@ -115,8 +115,22 @@ int runFirmware(CCommandContext& context)
     }
     context.out << "Updating from " << update->getDeviceVersionRaw() << " to " << matching[chosen - 1]->getVersion() << '\n';
     const bool applied = applyUpdate(context, *update);
-    context.out << (applied ? "Updated; the camera now reports " : "Not updated; the camera reports ") << update->getDeviceVersionRaw()
-                << '\n';
+    switch (update->getOutcome()) {
+    case Plugin::OptiRoster::Applied:
+        context.out << "Updated; the camera now reports " << update->getDeviceVersionRaw() << '\n';
+        break;
+    case Plugin::OptiRoster::AppliedNotRediscovered:
+        // Not a plain failure: the camera most likely runs the new firmware, and must not be
+        // updated again on the word of a version read before its restart.
+        context.out << "Written and verified, and the camera restarted with " << matching[chosen - 1]->getVersion()
+                    << ", but it wasn't found again afterwards: " << camera->getLastError() << '\n'
+                    << "It likely runs the new firmware; list it again once it shows up (on a subnet this host can't reach, "
+                       "announce it by its address) to see the version it reports.\n";
+        break;
+    default:
+        context.out << "Not updated; the camera keeps its firmware " << update->getDeviceVersionRaw() << '\n';
+        break;
+    }
     return applied ? ExitSuccess : ExitFailure;
 }
 
@@ -156,7 +170,10 @@ int runAction(CCommandContext& context)
     context.out << (sent ? "Sent" : "Not sent") << "; " << results.size() << " devices answered.\n";
     context.out << QStringLiteral("  %1  %2\n").arg(QStringLiteral("Address"), -16).arg(QStringLiteral("Status"));
     for (const auto& result : results)
-        context.out << QStringLiteral("  %1  %2\n").arg(QString::fromLatin1(result.deviceAddress), -16).arg(result.status == 0 ? "ok" : "refused");
+        context.out << QStringLiteral("  %1  %2 (status %3)\n")
+                           .arg(QString::fromLatin1(result.deviceAddress), -16)
+                           .arg(result.status == 0 ? "ok" : "refused")
+                           .arg(result.status);
     return sent ? ExitSuccess : ExitFailure;
 }
 

@@ -69,17 +69,17 @@ bool CGrabSession::prepareSnapshots(QString& error)
 {
     if (m_options.pngDirectory.isEmpty())
         return true;
+    // What the camera means to send, to refuse a grab that can't give snapshots at its start; the
+    // writer reads each image by the shape the image comes with.
     CSnapshotWriter::ImageLayout layout;
     try {
-        layout.width = readParameter(QStringLiteral("Width")).toInt();
-        layout.height = readParameter(QStringLiteral("Height")).toInt();
         layout.pixelFormat = readParameter(QStringLiteral("PixelFormat"));
         layout.compressionMode = readOptionalParameter(QStringLiteral("ImageCompressionMode"));
     } catch (const Core::Exception::BaseException& e) {
-        error = QStringLiteral("The image layout of %1 can't be read: %2").arg(m_ptrCamera->getDisplayName(), e.getMessage());
+        error = QStringLiteral("The pixel format of %1 can't be read: %2").arg(m_ptrCamera->getDisplayName(), e.getMessage());
         return false;
     } catch (const GenICam::GenericException& e) {
-        error = QStringLiteral("The image layout of %1 can't be read: %2")
+        error = QStringLiteral("The pixel format of %1 can't be read: %2")
                     .arg(m_ptrCamera->getDisplayName(), QString::fromUtf8(e.GetDescription()));
         return false;
     }
@@ -99,7 +99,7 @@ bool CGrabSession::prepareSnapshots(QString& error)
             return service->getImageDecompressor(info);
         };
     }
-    m_pSnapshots = std::make_unique<CSnapshotWriter>(m_options.pngDirectory, baseName, layout, m_options.every,
+    m_pSnapshots = std::make_unique<CSnapshotWriter>(m_options.pngDirectory, baseName, m_options.every,
                                                      m_options.maxSnapshots, std::move(decompressors));
     return true;
 }

@@ -9,41 +9,48 @@
 #include <cerrno>
 #include <cstring>
 
-QImage::Format CSnapshotWriter::imageFormatOf(const QString& pixelFormat)
+QImage::Format CSnapshotWriter::imageFormatOf(Tavix::EPixelType pixelType)
 {
-    if (pixelFormat == QLatin1String("Mono8"))
+    switch (pixelType) {
+    case Tavix::PixelType_Mono8:
         return QImage::Format_Grayscale8;
-    if (pixelFormat == QLatin1String("RGB8") || pixelFormat == QLatin1String("RGB8Packed"))
+    case Tavix::PixelType_RGB8:
         return QImage::Format_RGB888;
-    if (pixelFormat == QLatin1String("BGR8") || pixelFormat == QLatin1String("BGR8Packed"))
+    case Tavix::PixelType_BGR8:
         return QImage::Format_BGR888;
-    return QImage::Format_Invalid;
+    default:
+        return QImage::Format_Invalid;
+    }
 }
 
-bool CSnapshotWriter::isCompressed(const ImageLayout& layout)
+QString CSnapshotWriter::pixelTypeText(Tavix::EPixelType pixelType)
 {
-    return !layout.compressionMode.isEmpty() && layout.compressionMode != QLatin1String("Off");
+    if (const char* name = Tavix::GetPixelTypeName(pixelType))
+        return QString::fromLatin1(name);
+    return QStringLiteral("pixel format 0x%1").arg(uint(pixelType), 8, 16, QLatin1Char('0'));
+}
+
+bool CSnapshotWriter::isCompressed(const Tavix::CGrabResultPtr& result)
+{
+    Tavix::CompressionInfo_t info;
+    return Tavix::CImageDecompressor::GetCompressionInfo(info, result) && info.hasCompressedImage;
 }
 
 QString CSnapshotWriter::checkLayout(const ImageLayout& layout, bool canDecompress)
 {
-    if (isCompressed(layout) && !canDecompress)
+    const bool compressed = !layout.compressionMode.isEmpty() && layout.compressionMode != QLatin1String("Off");
+    if (compressed && !canDecompress)
         return QStringLiteral("The camera sends compressed images (ImageCompressionMode %1), and there is no "
                               "decompressor for it here.").arg(layout.compressionMode);
-    if (imageFormatOf(layout.pixelFormat) == QImage::Format_Invalid)
+    if (imageFormatOf(Tavix::GetPixelTypeFromName(layout.pixelFormat.toLatin1().constData())) == QImage::Format_Invalid)
         return QStringLiteral("Snapshots are written for Mono8, RGB8 and BGR8 images; the camera sends %1.")
             .arg(layout.pixelFormat.isEmpty() ? QStringLiteral("an unknown pixel format") : layout.pixelFormat);
-    if (layout.width <= 0 || layout.height <= 0)
-        return QStringLiteral("The camera reports an image size of %1 x %2.").arg(layout.width).arg(layout.height);
     return {};
 }
 
-CSnapshotWriter::CSnapshotWriter(QString directory, QString baseName, ImageLayout layout, int every, int maxFiles,
-                                 DecompressorSource decompressors)
+CSnapshotWriter::CSnapshotWriter(QString directory, QString baseName, int every, int maxFiles, DecompressorSource decompressors)
     : m_directory(std::move(directory))
     , m_baseName(std::move(baseName))
-    , m_layout(std::move(layout))
-    , m_format(imageFormatOf(m_layout.pixelFormat))
     , m_every(qMax(1, every))
     , m_maxFiles(maxFiles)
     , m_decompressors(std::move(decompressors))
@@ -83,30 +90,41 @@ void CSnapshotWriter::waitForDone()
 
 void CSnapshotWriter::save(const Tavix::CGrabResultPtr& result)
 {
-    const int bytesPerPixel = m_format == QImage::Format_Grayscale8 ? 1 : 3;
-    const qsizetype bytesPerLine = qsizetype(m_layout.width) * bytesPerPixel;
-    const size_t imageBytes = size_t(bytesPerLine) * size_t(m_layout.height);
     const QString file = QDir(m_directory).absoluteFilePath(
         QStringLiteral("%1-%2.png").arg(m_baseName).arg(result->GetImageNumber(), 6, 10, QLatin1Char('0')));
+    Tavix::ImageShape shape = result->GetImageShape();
     QByteArray decompressed;
     const uchar* pixels = static_cast<const uchar*>(result->GetBuffer());
     size_t pixelBytes = std::min(result->GetPayloadSize(), result->GetBufferSize());
-    if (isCompressed(m_layout)) {
-        decompressed = decompress(result, file);
+    if (isCompressed(result)) {
+        decompressed = decompress(result, file, shape);
         if (decompressed.isEmpty())
             return;
         pixels = reinterpret_cast<const uchar*>(decompressed.constData());
         pixelBytes = size_t(decompressed.size());
     }
-    if (pixelBytes < imageBytes) {
-        record(m_errors, QStringLiteral("%1: the image holds %2 bytes, %3 x %4 %5 needs %6.")
-                             .arg(file).arg(pixelBytes).arg(m_layout.width).arg(m_layout.height)
-                             .arg(m_layout.pixelFormat).arg(imageBytes));
+    const QImage::Format format = imageFormatOf(shape.pixelType);
+    if (format == QImage::Format_Invalid) {
+        record(m_errors, QStringLiteral("%1: the image is %2; snapshots are written for Mono8, RGB8 and BGR8 images.")
+                             .arg(file, pixelTypeText(shape.pixelType)));
         return;
     }
-    // A view of the pixels where they are: the encoder reads the SDK's buffer itself when the
-    // image isn't compressed.
-    const QImage view(pixels, m_layout.width, m_layout.height, int(bytesPerLine), m_format);
+    if (shape.width == 0 || shape.height == 0 || pixelBytes < shape.imageSize()) {
+        record(m_errors, QStringLiteral("%1: the image holds %2 bytes, %3 x %4 %5 needs %6.")
+                             .arg(file).arg(pixelBytes).arg(shape.width).arg(shape.height)
+                             .arg(pixelTypeText(shape.pixelType)).arg(shape.imageSize()));
+        return;
+    }
+    // A view of the pixels where they are, in the image's own shape: the encoder reads the SDK's
+    // buffer itself when the image isn't compressed. Only an image whose last row ends without
+    // the padding of the others is copied, so that no row is read beyond the buffer.
+    QImage view(pixels, int(shape.width), int(shape.height), int(shape.rowStride()), format);
+    if (pixelBytes < shape.rowStride() * shape.height) {
+        QImage packed(int(shape.width), int(shape.height), format);
+        for (uint32_t y = 0; y < shape.height; ++y)
+            std::memcpy(packed.scanLine(int(y)), pixels + y * shape.rowStride(), shape.rowBytes());
+        view = packed;
+    }
     QFile output(file);
     if (!output.open(QIODevice::WriteOnly) || !view.save(&output, "PNG") || !output.flush()) {
         record(m_errors, QStringLiteral("%1: could not be written: %2").arg(file, output.errorString()));
@@ -126,7 +144,7 @@ QString CSnapshotWriter::checkFolder(const QString& directory)
     return {};
 }
 
-QByteArray CSnapshotWriter::decompress(const Tavix::CGrabResultPtr& result, const QString& file)
+QByteArray CSnapshotWriter::decompress(const Tavix::CGrabResultPtr& result, const QString& file, Tavix::ImageShape& shape)
 {
     const QSharedPointer<const Tavix::CImageDecompressor> decompressor = m_decompressors ? m_decompressors() : nullptr;
     if (!decompressor) {
@@ -135,7 +153,7 @@ QByteArray CSnapshotWriter::decompress(const Tavix::CGrabResultPtr& result, cons
     }
     QByteArray pixels;
     QString error;
-    const qint64 written = decompressInto(*decompressor, result, pixels, error);
+    const qint64 written = decompressInto(*decompressor, result, pixels, shape, error);
     if (written < 0) {
         record(m_errors, QStringLiteral("%1: the image could not be decompressed: %2").arg(file, error));
         return {};
@@ -145,13 +163,13 @@ QByteArray CSnapshotWriter::decompress(const Tavix::CGrabResultPtr& result, cons
 }
 
 qint64 CSnapshotWriter::decompressInto(const Tavix::CImageDecompressor& decompressor, const Tavix::CGrabResultPtr& result,
-                                       QByteArray& buffer, QString& error)
+                                       QByteArray& buffer, Tavix::ImageShape& shape, QString& error)
 {
     const int needed = int(decompressor.GetImageSizeForDecompression());
     if (buffer.size() != needed)
         buffer.resize(needed);
     try {
-        return qint64(decompressor.DecompressImage(buffer.data(), size_t(buffer.size()), result));
+        return qint64(decompressor.DecompressImage(buffer.data(), size_t(buffer.size()), result, shape));
     } catch (const GenICam::GenericException& e) {
         error = QString::fromUtf8(e.GetDescription());
         return -1;

@@ -15,15 +15,16 @@
 
 // Writes every Nth image of a grab as a PNG file. The grab thread only keeps a handle on the
 // image and hands it to a worker, which encodes it straight from the SDK's buffer (or, for a
-// compressing camera, decompresses it first) and then drops the handle, so that the buffer goes
-// back to the SDK's pool.
+// compressed image, decompresses it first) and then drops the handle, so that the buffer goes
+// back to the SDK's pool. What the bytes mean comes from each image itself, its shape and its
+// compression information, never from the camera's settings, which may change during the grab.
 class CSnapshotWriter
 {
 public:
+    // What the camera says it will send, asked once before the grab so that a grab that can't
+    // give snapshots is refused at its start. The images are read by their own shape.
     struct ImageLayout
     {
-        int width = 0;
-        int height = 0;
         QString pixelFormat;
         QString compressionMode; // "ImageCompressionMode" of a compressing camera, empty otherwise
     };
@@ -31,13 +32,18 @@ public:
     // The camera's decompressor as it is now: it is set up at the grab's start, after the writer.
     using DecompressorSource = std::function<QSharedPointer<const Tavix::CImageDecompressor>()>;
 
-    // The QImage format of a pixel format, QImage::Format_Invalid for those it can't hold.
-    static QImage::Format imageFormatOf(const QString& pixelFormat);
-    static bool isCompressed(const ImageLayout& layout);
+    // The QImage format that holds a pixel type as it is, QImage::Format_Invalid for those a
+    // snapshot isn't written of.
+    static QImage::Format imageFormatOf(Tavix::EPixelType pixelType);
+    // The name of a pixel type, or its code when it has none.
+    static QString pixelTypeText(Tavix::EPixelType pixelType);
+    // Whether the result holds a compressed image, as its own compression information says.
+    static bool isCompressed(const Tavix::CGrabResultPtr& result);
     // Decompresses the image into buffer, which keeps its size from one image of a grab to the
-    // next; answers the bytes written, or -1 with the decompressor's reason in error.
+    // next, and gives the decompressed image's shape; answers the bytes written, or -1 with the
+    // decompressor's reason in error.
     static qint64 decompressInto(const Tavix::CImageDecompressor& decompressor, const Tavix::CGrabResultPtr& result,
-                                 QByteArray& buffer, QString& error);
+                                 QByteArray& buffer, Tavix::ImageShape& shape, QString& error);
     // Empty when the layout can be written, the reason otherwise.
     static QString checkLayout(const ImageLayout& layout, bool canDecompress);
     // Creates the folder if need be; empty when files can be written there, the reason otherwise.
@@ -45,8 +51,7 @@ public:
 
     // Files are named "<baseName>-<image number>.png"; maxFiles < 0 is no limit. Compressed
     // images need a source of decompressors.
-    CSnapshotWriter(QString directory, QString baseName, ImageLayout layout, int every, int maxFiles = -1,
-                    DecompressorSource decompressors = {});
+    CSnapshotWriter(QString directory, QString baseName, int every, int maxFiles = -1, DecompressorSource decompressors = {});
     ~CSnapshotWriter();
 
     // On the grab thread. Never blocks: when the worker lags behind, the image is skipped.
@@ -62,14 +67,12 @@ private:
     static constexpr int MaxPending = 3;
 
     void save(const Tavix::CGrabResultPtr& result);
-    // The pixels of a compressed image, or empty with the reason recorded.
-    QByteArray decompress(const Tavix::CGrabResultPtr& result, const QString& file);
+    // The pixels of a compressed image and their shape, or empty with the reason recorded.
+    QByteArray decompress(const Tavix::CGrabResultPtr& result, const QString& file, Tavix::ImageShape& shape);
     void record(QStringList& list, const QString& text);
 
     const QString m_directory;
     const QString m_baseName;
-    const ImageLayout m_layout;
-    const QImage::Format m_format;
     const int m_every;
     const int m_maxFiles;
     const DecompressorSource m_decompressors;

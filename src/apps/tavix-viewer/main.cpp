@@ -3,12 +3,15 @@
 
 #include <host.h>
 
+#include <tavix/sim/simcontrol.h>
+
 #include <QApplication>
 #include <QStatusBar>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
 #include <QLoggingCategory>
+#include <QMessageBox>
 #include <QTextStream>
 #include <QTimer>
 
@@ -78,17 +81,46 @@ void scheduleScreenshot(QWidget* window, const QString& file, int afterMs, QText
     });
 }
 
-// The settings that must be in place before the roster makes its first call to the SDK.
-bool applyOptions(const QCommandLineParser& parser, const CViewerOptions& options, QTextStream& err)
+// The settings that must be in place before the roster makes its first call to the SDK. A
+// scenario that can't be used leaves the simulated world empty, with the reason in
+// scenarioError for the window to show: a person started a viewer, and gets one that says why
+// it has no cameras.
+bool applyOptions(const QCommandLineParser& parser, const CViewerOptions& options, QTextStream& err, QString& scenarioError)
 {
     if (!parser.isSet(options.verbose))
         QLoggingCategory::setFilterRules(QStringLiteral("tavix.*=false"));
     QString error;
-    if (!CHost::chooseCameraWorld(parser.value(options.backends), parser.value(options.scenario), &error)) {
+    if (!CHost::chooseCameraWorld(parser.value(options.backends), QString(), &error)) {
         err << error << '\n';
         return false;
     }
+    const QString scenario = parser.isSet(options.scenario) ? parser.value(options.scenario) : qEnvironmentVariable("TAVIX_SIM_SCENARIO");
+    if (!scenario.isEmpty() && !CHost::chooseCameraWorld(QString(), scenario, &scenarioError)) {
+        err << scenarioError << '\n';
+        TavixSim::loadScenario(QByteArrayLiteral("{\"transportLayers\": []}"));
+    }
     return true;
+}
+
+// Whether a person asked only for the help or the version, which need no display.
+bool asksForTextOnly(int argc, char* argv[])
+{
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == "-h" || argument == "--help" || argument == "--help-all" || argument == "-?" || argument == "-v"
+            || argument == "--version")
+            return true;
+    }
+    return false;
+}
+
+void describe(QCommandLineParser& parser, const CViewerOptions& options)
+{
+    parser.setApplicationDescription(QStringLiteral("A camera viewer: the camera roster plug-in and the viewer's panels, "
+                                                    "loaded as plug-ins of the host."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions(options.all());
 }
 
 // The roster first, then every panel plug-in of the viewer's folder, in the order of their names.
@@ -115,6 +147,17 @@ bool loadPlugins(CHost& host, const QString& pluginDir, QTextStream& err)
 int main(int argc, char* argv[])
 {
     QTextStream err(stderr);
+    CViewerOptions options;
+    if (asksForTextOnly(argc, argv)) {
+        // Printed and ended by the parser, without a window.
+        QCoreApplication app(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("tavix-viewer"));
+        QCoreApplication::setApplicationVersion(QStringLiteral(TAVIX_VIEWER_VERSION));
+        QCommandLineParser parser;
+        describe(parser, options);
+        parser.process(app);
+        return 0;
+    }
     if (!haveDisplay()) {
         err << "tavix-viewer needs a display, and none is set (DISPLAY, WAYLAND_DISPLAY or QT_QPA_PLATFORM).\n"
                "Run it on a desktop, under a virtual one (xvfb-run -a tavix-viewer), or draw off screen "
@@ -127,15 +170,11 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("TavixViewer"));
     QApplication::setApplicationVersion(QStringLiteral(TAVIX_VIEWER_VERSION));
 
-    CViewerOptions options;
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("A camera viewer: the camera roster plug-in and the viewer's panels, "
-                                                    "loaded as plug-ins of the host."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOptions(options.all());
+    describe(parser, options);
     parser.process(app);
-    if (!applyOptions(parser, options, err))
+    QString scenarioError;
+    if (!applyOptions(parser, options, err, scenarioError))
         return 2;
 
     const QString pluginDir = parser.isSet(options.pluginDir) ? parser.value(options.pluginDir)
@@ -153,6 +192,15 @@ int main(int argc, char* argv[])
         // The panels' widgets go before the plug-ins are uninitialised: they hold the services.
         Viewer::CViewerWindow window(host.registry());
         window.show();
+        if (!scenarioError.isEmpty()) {
+            // Once the window stands, so that the message has it as its parent.
+            QTimer::singleShot(0, &window, [&window, scenarioError] {
+                QMessageBox::critical(&window, QObject::tr("Scenario Not Loaded"),
+                                      QObject::tr("The simulated cameras' scenario can't be used, so the viewer starts without "
+                                                  "simulated cameras.\n\n%1")
+                                          .arg(scenarioError));
+            });
+        }
         std::unique_ptr<Viewer::CStartupCamera> startupCamera;
         if (parser.isSet(options.camera)) {
             startupCamera = std::make_unique<Viewer::CStartupCamera>(CClientServices::find(host.registry()),

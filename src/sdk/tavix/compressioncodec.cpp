@@ -132,21 +132,6 @@ bool decode(const unsigned char* bytes, size_t size, Descriptor& descriptor)
     return true;
 }
 
-uint32_t pixelFormatCode(const char* name)
-{
-    // The codes of the pixel format naming convention for the formats the cameras offer.
-    static const struct { const char* name; uint32_t code; } formats[] = {
-        {"Mono8", 0x01080001}, {"Mono10", 0x01100003}, {"Mono12", 0x01100005}, {"Mono16", 0x01100007},
-        {"RGB8", 0x02180014}, {"BGR8", 0x02180015}, {"RGBA8", 0x02200016}, {"BGRA8", 0x02200017},
-        {"Coord3D_C16", 0x011000B8},
-    };
-    for (const auto& format : formats) {
-        if (std::strcmp(format.name, name) == 0)
-            return format.code;
-    }
-    return 0;
-}
-
 uint32_t checksum(const unsigned char* bytes, size_t size)
 {
     return uint32_t(crc32_z(crc32_z(0L, Z_NULL, 0), bytes, size));

@@ -37,8 +37,6 @@ constexpr size_t FrameHeaderSize = 24;
 std::vector<unsigned char> encode(const Descriptor& descriptor);
 /// False when the bytes are no descriptor of this codec.
 bool decode(const unsigned char* bytes, size_t size, Descriptor& descriptor);
-/// The code of a pixel format's name; 0 for an unknown one.
-uint32_t pixelFormatCode(const char* pixelFormatName);
 /// A checksum of the bytes.
 uint32_t checksum(const unsigned char* bytes, size_t size);
 

@@ -56,6 +56,8 @@ public:
     virtual int64_t GetMax() const = 0;
     /// The step between values.
     virtual int64_t GetInc() const = 0;
+    /// The unit of the value ("us"), empty when the feature names none.
+    virtual gcstring GetUnit() const { return {}; }
 };
 
 /// A floating-point node.
@@ -70,6 +72,8 @@ public:
     virtual double GetMin() const = 0;
     /// The highest value.
     virtual double GetMax() const = 0;
+    /// The unit of the value ("us"), empty when the feature names none.
+    virtual gcstring GetUnit() const { return {}; }
 };
 
 /// A boolean node.

@@ -34,6 +34,21 @@ public:
     /// How many images were lost before this one for want of a buffer.
     uint64_t GetNumberOfSkippedImages() const { return m_frame.skippedImages; }
 
+    ///@{
+    /// The shape of the image, as the stream sent it with the image: the camera's settings may
+    /// have changed since. Of a compressed image, the shape it has once decompressed. All 0 for a
+    /// result without an image.
+    uint32_t GetWidth() const { return m_frame.shape.width; }
+    uint32_t GetHeight() const { return m_frame.shape.height; }
+    uint32_t GetOffsetX() const { return m_frame.shape.offsetX; }
+    uint32_t GetOffsetY() const { return m_frame.shape.offsetY; }
+    /// The bytes after each row's pixels.
+    uint32_t GetPaddingX() const { return m_frame.shape.paddingX; }
+    EPixelType GetPixelType() const { return m_frame.shape.pixelType; }
+    /// All of the above in one record.
+    const ImageShape& GetImageShape() const { return m_frame.shape; }
+    ///@}
+
     /// The compression information of the image, if it carries any.
     const CompressionInfo_t* GetCompressionInfo() const
     {

@@ -59,6 +59,23 @@ size_t CImageDecompressor::DecompressImage(void* output, size_t outputSize, cons
     return DecompressImage(output, outputSize, result->GetBuffer(), result->GetPayloadSize());
 }
 
+size_t CImageDecompressor::DecompressImage(void* output, size_t outputSize, const CGrabResultPtr& result, ImageShape& shape) const
+{
+    const size_t written = DecompressImage(output, outputSize, result);
+    CompressionInfo_t info;
+    GetCompressionInfo(info, result);
+    shape = result->GetImageShape();
+    if (info.width != 0 && info.height != 0) {
+        shape.width = uint32_t(info.width);
+        shape.height = uint32_t(info.height);
+        shape.offsetX = uint32_t(info.offsetX);
+        shape.offsetY = uint32_t(info.offsetY);
+        shape.paddingX = uint32_t(info.paddingX);
+        shape.pixelType = EPixelType(info.pixelType);
+    }
+    return written;
+}
+
 size_t CImageDecompressor::DecompressImage(void* output, size_t outputSize, const void* compressed, size_t compressedSize) const
 {
     return Codec::decompress(m_descriptorChecksum, m_format, static_cast<const unsigned char*>(compressed), compressedSize,

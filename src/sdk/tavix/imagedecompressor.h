@@ -26,6 +26,9 @@ public:
     /// that isn't compressed, was compressed with other settings or is damaged is refused with
     /// a GenICam exception. May be called from several threads at once.
     size_t DecompressImage(void* output, size_t outputSize, const CGrabResultPtr& result) const;
+    /// The same, and the shape of the decompressed image in shape: what the image says of itself
+    /// in its compression information.
+    size_t DecompressImage(void* output, size_t outputSize, const CGrabResultPtr& result, ImageShape& shape) const;
     /// The same for compressed bytes of a buffer.
     size_t DecompressImage(void* output, size_t outputSize, const void* compressed, size_t compressedSize) const;
 

@@ -3,6 +3,7 @@
 #include <tavix/compression.h>
 #include <tavix/deviceinfo.h>
 #include <tavix/genapi.h>
+#include <tavix/pixeltype.h>
 
 #include <atomic>
 #include <cstdint>
@@ -62,6 +63,9 @@ struct FrameResult
     bool hasCompressionInfo = false;
     /// the frame's compression, for a compressing device
     CompressionInfo_t compressionInfo;
+    /// the image's shape as the stream reports it with the frame; that of the decompressed image
+    /// for a compressed frame
+    ImageShape shape;
     void* filledBuffer = nullptr; ///< the queued buffer that holds the frame, for a queueing grabber
 };
 

@@ -10,11 +10,14 @@ bool AViewerPanelPlugin::initialize(QWeakPointer<Core::Plugin::IPluginInitialize
     if (!registry)
         return false;
     m_registry = initializer;
-    m_ptrServices.reset(new CClientServices);
+    m_ptrServices.reset(new CViewerServices);
     m_ptrPanel = createPanel(m_ptrServices);
     if (!m_ptrPanel)
         return false;
     registry->registerService(m_ptrPanel);
+    m_ownServices = createServices();
+    for (const auto& service : qAsConst(m_ownServices))
+        registry->registerService(service);
     return true;
 }
 
@@ -22,7 +25,7 @@ bool AViewerPanelPlugin::postInitialize()
 {
     if (!m_ptrServices)
         return false;
-    *m_ptrServices = CClientServices::find(m_registry.toStrongRef());
+    *m_ptrServices = CViewerServices::find(m_registry.toStrongRef());
     // The panels need the services every roster has; the optional ones they check on use.
     return m_ptrServices->enumeration && m_ptrServices->status && m_ptrServices->control && m_ptrServices->stream
            && m_ptrServices->notifier;
@@ -30,11 +33,15 @@ bool AViewerPanelPlugin::postInitialize()
 
 bool AViewerPanelPlugin::uninitialize(QWeakPointer<Core::Plugin::IPluginInitializer> initializer)
 {
-    if (const auto registry = initializer.toStrongRef(); registry && m_ptrPanel)
+    if (const auto registry = initializer.toStrongRef(); registry && m_ptrPanel) {
         registry->unregisterService(m_ptrPanel);
+        for (const auto& service : qAsConst(m_ownServices))
+            registry->unregisterService(service);
+    }
     m_ptrPanel.reset();
+    m_ownServices.clear();
     if (m_ptrServices)
-        *m_ptrServices = CClientServices();
+        *m_ptrServices = CViewerServices();
     m_ptrServices.reset();
     return true;
 }

@@ -2,7 +2,8 @@
 
 #include "iviewerpanel.h"
 
-#include <clientservices.h>
+#include "viewerservices.h"
+
 #include <core/plugin/iplugin.h>
 
 #include <QSharedPointer>
@@ -27,10 +28,15 @@ public:
 protected:
     /// The panel, made once in initialize(). It gets the services the plug-in finds: filled in
     /// postInitialize(), emptied in uninitialize().
-    virtual QSharedPointer<IViewerPanel> createPanel(QSharedPointer<const CClientServices> services) = 0;
+    virtual QSharedPointer<IViewerPanel> createPanel(QSharedPointer<const CViewerServices> services) = 0;
+    /// Services of the viewer's own that the plug-in offers the other panels, registered in
+    /// initialize() before any panel looks for them, and taken out in uninitialize(). None by
+    /// default.
+    virtual QList<QSharedPointer<Core::Service::IService>> createServices() { return {}; }
 
 private:
-    QSharedPointer<CClientServices> m_ptrServices;
+    QSharedPointer<CViewerServices> m_ptrServices;
+    QList<QSharedPointer<Core::Service::IService>> m_ownServices;
     QSharedPointer<IViewerPanel> m_ptrPanel;
     QWeakPointer<Core::Plugin::IPluginInitializer> m_registry;
 };

@@ -23,7 +23,22 @@ enum EFirmwareUpdateStep {
     Invalid = 7,
 };
 
+/// What an update run did to the device, as far as the run can tell.
+enum EFirmwareUpdateOutcome {
+    /// apply() hasn't run.
+    NotRun = 0,
+    /// The run ended before the new firmware was written and verified: the device keeps its own.
+    NotApplied = 1,
+    /// Written and verified, and the device came back from its restart with it.
+    Applied = 2,
+    /// Written and verified, and the device was told to restart with it, but it wasn't found again
+    /// (it may be on a subnet the host can't reach, or slow to come back). It likely runs the new
+    /// firmware, which it reports once an enumeration finds it again.
+    AppliedNotRediscovered = 3,
+};
+
 } // namespace Plugin::OptiRoster
 
 Q_DECLARE_METATYPE(Plugin::OptiRoster::EFirmwareUpdateDirection)
+Q_DECLARE_METATYPE(Plugin::OptiRoster::EFirmwareUpdateOutcome)
 Q_DECLARE_METATYPE(Plugin::OptiRoster::EFirmwareUpdateStep)

@@ -28,6 +28,9 @@ public:
     virtual QString getDeviceVersion() const = 0;
     /// The camera's firmware version as the camera reports it.
     virtual QString getDeviceVersionRaw() const = 0;
+    /// What the last apply() did to the device: beyond a plain failure, whether the firmware was
+    /// written before the device was lost from sight in its restart.
+    virtual EFirmwareUpdateOutcome getOutcome() const = 0;
 
 public slots:
     /// Runs the update on the caller's thread through the device's reboot; false on failure,

@@ -2,6 +2,8 @@
 
 #include <tavix/featurevalue.h>
 
+#include <cfloat>
+
 namespace TavixAravis {
 namespace {
 
@@ -42,9 +44,16 @@ public:
         arv_gc_integer_set_value(ARV_GC_INTEGER(writable()), value, error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
     }
-    int64_t GetMin() const override { return call("Reading the minimum of", arv_gc_integer_get_min); }
-    int64_t GetMax() const override { return call("Reading the maximum of", arv_gc_integer_get_max); }
-    int64_t GetInc() const override { return call("Reading the increment of", arv_gc_integer_get_inc); }
+    // A description may leave a limit out: GenICam takes the type's own limits and a step of 1.
+    int64_t GetMin() const override { return call("Reading the minimum of", arv_gc_integer_get_min, INT64_MIN); }
+    int64_t GetMax() const override { return call("Reading the maximum of", arv_gc_integer_get_max, INT64_MAX); }
+    int64_t GetInc() const override { return call("Reading the increment of", arv_gc_integer_get_inc, 1); }
+    GenICam::gcstring GetUnit() const override
+    {
+        const auto held = lock();
+        const char* unit = arv_gc_integer_get_unit(ARV_GC_INTEGER(readable()));
+        return unit ? unit : "";
+    }
     // Aravis would take a number's prefix ("1600.7" as 1600) and C's other bases ("0x100").
     void FromString(const GenICam::gcstring& value) override { SetValue(Tavix::integerFromText(value, m_name)); }
 
@@ -54,6 +63,16 @@ private:
         const auto held = lock();
         CErrorTrap error;
         const gint64 value = get(ARV_GC_INTEGER(readable()), error.out());
+        error.throwIfFailed(std::string(what) + " '" + m_name + "'");
+        return value;
+    }
+    int64_t call(const char* what, gint64 (*get)(ArvGcInteger*, GError**), int64_t whenLeftOut) const
+    {
+        const auto held = lock();
+        CErrorTrap error;
+        const gint64 value = get(ARV_GC_INTEGER(readable()), error.out());
+        if (error.failedForMissingProperty())
+            return whenLeftOut;
         error.throwIfFailed(std::string(what) + " '" + m_name + "'");
         return value;
     }
@@ -72,16 +91,24 @@ public:
         arv_gc_float_set_value(ARV_GC_FLOAT(writable()), value, error.out());
         error.throwIfFailed("Writing '" + m_name + "'");
     }
-    double GetMin() const override { return call("Reading the minimum of", arv_gc_float_get_min); }
-    double GetMax() const override { return call("Reading the maximum of", arv_gc_float_get_max); }
+    double GetMin() const override { return call("Reading the minimum of", arv_gc_float_get_min, -DBL_MAX); }
+    double GetMax() const override { return call("Reading the maximum of", arv_gc_float_get_max, DBL_MAX); }
+    GenICam::gcstring GetUnit() const override
+    {
+        const auto held = lock();
+        const char* unit = arv_gc_float_get_unit(ARV_GC_FLOAT(readable()));
+        return unit ? unit : "";
+    }
     void FromString(const GenICam::gcstring& value) override { SetValue(Tavix::floatFromText(value, m_name)); }
 
 private:
-    double call(const char* what, double (*get)(ArvGcFloat*, GError**)) const
+    double call(const char* what, double (*get)(ArvGcFloat*, GError**), double whenLeftOut = 0.0) const
     {
         const auto held = lock();
         CErrorTrap error;
         const double value = get(ARV_GC_FLOAT(readable()), error.out());
+        if (whenLeftOut != 0.0 && error.failedForMissingProperty())
+            return whenLeftOut;
         error.throwIfFailed(std::string(what) + " '" + m_name + "'");
         return value;
     }

@@ -3,6 +3,8 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
+
 namespace TavixAravis {
 namespace {
 
@@ -49,6 +51,52 @@ const char* statusText(ArvBufferStatus status)
     default:
         return "The image was not received for an unknown reason.";
     }
+}
+
+// Whether the buffer holds a whole image whose shape Aravis can tell; asking the shape of any
+// other buffer makes Aravis complain on the log.
+bool holdsImage(ArvBuffer* buffer)
+{
+    if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS || arv_buffer_get_n_parts(buffer) == 0)
+        return false;
+    switch (arv_buffer_get_payload_type(buffer)) {
+    case ARV_BUFFER_PAYLOAD_TYPE_IMAGE:
+    case ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA:
+    case ARV_BUFFER_PAYLOAD_TYPE_MULTIPART:
+        break;
+    default:
+        return false;
+    }
+    switch (arv_buffer_get_part_data_type(buffer, 0)) {
+    case ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE:
+    case ARV_BUFFER_PART_DATA_TYPE_3D_IMAGE:
+    case ARV_BUFFER_PART_DATA_TYPE_CONFIDENCE_MAP:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The shape the stream sent with the image, of its first part.
+Tavix::ImageShape shapeOf(ArvBuffer* buffer)
+{
+    Tavix::ImageShape shape;
+    if (!holdsImage(buffer))
+        return shape;
+    gint x = 0;
+    gint y = 0;
+    gint width = 0;
+    gint height = 0;
+    arv_buffer_get_part_region(buffer, 0, &x, &y, &width, &height);
+    gint paddingX = 0;
+    arv_buffer_get_part_padding(buffer, 0, &paddingX, nullptr);
+    shape.width = uint32_t(std::max(0, width));
+    shape.height = uint32_t(std::max(0, height));
+    shape.offsetX = uint32_t(std::max(0, x));
+    shape.offsetY = uint32_t(std::max(0, y));
+    shape.paddingX = uint32_t(std::max(0, paddingX));
+    shape.pixelType = Tavix::EPixelType(arv_buffer_get_part_pixel_format(buffer, 0));
+    return shape;
 }
 
 } // namespace
@@ -162,6 +210,7 @@ Tavix::FrameResult CArvStreamGrabber::frameOf(ArvBuffer* buffer)
     frame.errorDescription = statusText(status);
     frame.payloadType = payloadTypeOf(arv_buffer_get_payload_type(buffer));
     frame.timestamp = arv_buffer_get_timestamp(buffer);
+    frame.shape = shapeOf(buffer);
     guint64 completed = 0;
     guint64 failures = 0;
     guint64 underruns = 0;

@@ -64,6 +64,13 @@ std::string CErrorTrap::message() const
     return m_pError && m_pError->message ? m_pError->message : "";
 }
 
+bool CErrorTrap::failedForMissingProperty() const
+{
+    return m_pError && m_pError->domain == ARV_GC_ERROR
+           && (m_pError->code == ARV_GC_ERROR_PROPERTY_NOT_DEFINED || m_pError->code == ARV_GC_ERROR_NODE_NOT_FOUND
+               || m_pError->code == ARV_GC_ERROR_PVALUE_NOT_DEFINED);
+}
+
 void CErrorTrap::throwIfFailed(const std::string& context) const
 {
     if (m_pError)

@@ -37,6 +37,9 @@ public:
     GError** out() { return &m_pError; }
     bool failed() const { return m_pError != nullptr; }
     std::string message() const;
+    // Whether the call failed because the feature's description leaves out what was asked for
+    // (an integer without a <Min>, say), which GenICam reads as the default.
+    bool failedForMissingProperty() const;
     // Throws when the call failed; context names what was being done.
     void throwIfFailed(const std::string& context) const;
 

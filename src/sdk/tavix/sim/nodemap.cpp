@@ -2,7 +2,9 @@
 
 #include <tavix/featurevalue.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <sstream>
 
 namespace TavixSim {
@@ -22,11 +24,15 @@ public:
     CNodeBase(const CNodeMap* map, const FeatureDesc& desc)
         : m_pMap(map)
         , m_desc(desc)
+        , m_lockable(CNodeMap::isLockedWhileStreaming(desc.name))
     {
     }
 
     gcstring GetName() const override { return m_desc.name; }
-    GenApi::EAccessMode GetAccessMode() const override { return m_desc.access; }
+    GenApi::EAccessMode GetAccessMode() const override
+    {
+        return m_desc.access == GenApi::RW && lockedNow() ? GenApi::RO : m_desc.access;
+    }
 
 protected:
     void checkReadable() const
@@ -38,12 +44,16 @@ protected:
     void checkWritable() const
     {
         m_pMap->checkAccess("Write", m_desc.name);
+        if (m_desc.access == GenApi::RW && lockedNow())
+            fail("AccessException", "Node '" + m_desc.name + "' is locked while the camera streams images; stop the grab to change it.");
         if (!GenApi::IsWritable(this))
             fail("AccessException", "Node '" + m_desc.name + "' is not writable.");
     }
+    bool lockedNow() const { return m_lockable && m_pMap->isStreamingLocked(); }
 
     const CNodeMap* m_pMap;
     FeatureDesc m_desc;
+    const bool m_lockable;
 };
 
 class CIntegerNode : public CNodeBase, public GenApi::IInteger
@@ -70,6 +80,7 @@ public:
     int64_t GetMin() const override { return m_desc.intMin; }
     int64_t GetMax() const override { return m_desc.intMax; }
     int64_t GetInc() const override { return m_desc.intInc; }
+    gcstring GetUnit() const override { return m_desc.unit; }
     gcstring ToString() const override { return std::to_string(GetValue()); }
     void FromString(const gcstring& value) override { SetValue(Tavix::integerFromText(value, m_desc.name)); }
 
@@ -112,6 +123,7 @@ public:
     }
     double GetMin() const override { return m_desc.floatMin; }
     double GetMax() const override { return m_desc.floatMax; }
+    gcstring GetUnit() const override { return m_desc.unit; }
     gcstring ToString() const override
     {
         std::ostringstream text;
@@ -400,6 +412,13 @@ void CNodeMap::addCommand(const std::string& name, std::function<void()> action)
     auto node = std::make_unique<CActionCommandNode>(this, desc, std::move(action));
     m_byName[name] = node.get();
     m_nodes.push_back(std::move(node));
+}
+
+bool CNodeMap::isLockedWhileStreaming(const std::string& feature)
+{
+    static const char* const locked[] = {"Width", "Height", "PixelFormat", "BinningHorizontal", "BinningVertical",
+                                         "DecimationHorizontal", "DecimationVertical"};
+    return std::any_of(std::begin(locked), std::end(locked), [&](const char* name) { return feature == name; });
 }
 
 void CNodeMap::setAccessHook(AccessHook hook)

@@ -2,6 +2,7 @@
 
 #include <tavix/genapi.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -34,6 +35,7 @@ struct FeatureDesc
     double floatMax = 1e300;
     bool boolValue = false;
     std::string stringValue; // also the current entry of an enumeration
+    std::string unit;        // of an integer or a float, such as "us"; may be empty
     std::vector<EnumEntryDesc> entries;
 };
 
@@ -75,12 +77,20 @@ public:
     std::recursive_mutex& mutex() const { return m_mutex; }
     void checkAccess(const char* access, const std::string& feature) const;
 
+    // While a grab runs the features that shape the image (Width, Height, PixelFormat, binning
+    // and decimation) are locked: read-only, and a write is refused with the reason, as the
+    // GenICam rule for a streaming camera has it.
+    void setStreamingLocked(bool locked) { m_streamingLocked.store(locked, std::memory_order_release); }
+    bool isStreamingLocked() const { return m_streamingLocked.load(std::memory_order_acquire); }
+    static bool isLockedWhileStreaming(const std::string& feature);
+
 private:
     std::string m_deviceName;
     mutable std::recursive_mutex m_mutex;
     std::vector<std::unique_ptr<GenApi::INode>> m_nodes;
     std::map<std::string, GenApi::INode*> m_byName;
     AccessHook m_accessHook;
+    std::atomic<bool> m_streamingLocked{false};
 };
 
 } // namespace TavixSim

@@ -124,7 +124,7 @@ bool isImageDimension(const FeatureDesc& feature)
 
 FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
 {
-    checkKeys(object, path, {"name", "type", "value", "access", "available", "min", "max", "inc", "entries"});
+    checkKeys(object, path, {"name", "type", "value", "access", "available", "min", "max", "inc", "unit", "entries"});
     FeatureDesc feature;
     feature.name = textAt(object, "name", path, true).toStdString();
     const QString type = textAt(object, "type", path, true);
@@ -140,11 +140,13 @@ FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
         feature.intMin = integerAt(object, "min", path, INT64_MIN);
         feature.intMax = integerAt(object, "max", path, INT64_MAX);
         feature.intInc = integerAt(object, "inc", path, 1);
+        feature.unit = textAt(object, "unit", path).toStdString();
     } else if (type == QLatin1String("float")) {
         feature.type = GenApi::intfIFloat;
         feature.floatValue = numberAt(object, "value", path, 0.0);
         feature.floatMin = numberAt(object, "min", path, -1e300);
         feature.floatMax = numberAt(object, "max", path, 1e300);
+        feature.unit = textAt(object, "unit", path).toStdString();
     } else if (type == QLatin1String("boolean")) {
         feature.type = GenApi::intfIBoolean;
         feature.boolValue = boolAt(object, "value", path, false);

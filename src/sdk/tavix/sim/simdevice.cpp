@@ -153,6 +153,9 @@ void CSimDevice::addComputedFeatures(const NodeMapDescription& camera)
 {
     if (!hasFeature(camera, "PayloadSize"))
         m_pCameraNodeMap->addComputedInteger("PayloadSize", [this] { return imageSize(); });
+    // 1 while a grab runs and the features that shape the image are locked.
+    if (!hasFeature(camera, "TLParamsLocked"))
+        m_pCameraNodeMap->addComputedInteger("TLParamsLocked", [this] { return m_pCameraNodeMap->isStreamingLocked() ? 1 : 0; });
     if (m_desc.compression.enabled && !hasFeature(camera, "ImageCompressionImageSize")) {
         m_pCameraNodeMap->addComputedInteger("ImageCompressionImageSize", [this] {
             return m_desc.compression.imageSize >= 0 ? m_desc.compression.imageSize : imageSize();
@@ -183,7 +186,7 @@ Tavix::Codec::Descriptor CSimDevice::compressionFormat() const
 {
     Tavix::Codec::Descriptor format;
     format.lossy = m_pCameraNodeMap->enumValue("ImageCompressionMode") == "Lossy";
-    format.pixelFormat = Tavix::Codec::pixelFormatCode(m_pCameraNodeMap->enumValue("PixelFormat").c_str());
+    format.pixelFormat = Tavix::GetPixelTypeFromName(m_pCameraNodeMap->enumValue("PixelFormat").c_str());
     format.width = uint32_t(m_pCameraNodeMap->integerValue("Width", 0));
     format.height = uint32_t(m_pCameraNodeMap->integerValue("Height", 0));
     format.imageSize = uint32_t(imageSize());
@@ -382,15 +385,32 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
     m_frameIndex = 0;
     m_nextError = 0;
     m_started = false;
-    // One period of a diagonal ramp, twice over, so that each frame copies a shifted window.
-    m_lineLength = size_t(std::max<int64_t>(1, camera.integerValue("Width", 1) * m_device.bytesPerPixel()));
-    m_pattern.resize(m_imageSize + m_lineLength);
-    for (size_t i = 0; i < m_pattern.size(); ++i)
-        m_pattern[i] = static_cast<unsigned char>((i % m_lineLength) + (i / m_lineLength));
-
+    prepareShape();
     prepareCompression();
     prepareActionTrigger();
     prepareSensorDefects();
+    // What a camera can't change while it streams is locked from here to the grab's end.
+    camera.setStreamingLocked(true);
+}
+
+void CSimStreamGrabber::FinishGrab()
+{
+    m_device.cameraNodeMap().setStreamingLocked(false);
+}
+
+void CSimStreamGrabber::prepareShape()
+{
+    const CNodeMap& camera = m_device.cameraNodeMap();
+    const auto dimension = [&](const char* name) {
+        return uint32_t(std::clamp<int64_t>(camera.integerValue(name, 0), 0, UINT32_MAX));
+    };
+    m_shape = Tavix::ImageShape();
+    m_shape.width = dimension("Width");
+    m_shape.height = dimension("Height");
+    m_shape.offsetX = dimension("OffsetX");
+    m_shape.offsetY = dimension("OffsetY");
+    m_shape.pixelType = Tavix::GetPixelTypeFromName(camera.enumValue("PixelFormat").c_str());
+    m_pattern.prepare(m_shape.width, m_shape.height, size_t(std::max<int64_t>(1, m_device.bytesPerPixel())), m_shape.pixelType);
 }
 
 void CSimStreamGrabber::prepareSensorDefects()
@@ -546,8 +566,7 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
 
 void CSimStreamGrabber::fill(unsigned char* buffer, size_t imageSize)
 {
-    const size_t shift = size_t(m_frameIndex) % m_lineLength;
-    std::memcpy(buffer, m_pattern.data() + shift, std::min(imageSize, m_pattern.size() - shift));
+    m_pattern.write(buffer, imageSize, uint64_t(m_frameIndex));
 }
 
 void CSimStreamGrabber::describeFailure(Tavix::FrameResult& frame) const
@@ -567,10 +586,14 @@ size_t CSimStreamGrabber::writeImage(unsigned char* buffer, size_t bufferSize, T
 {
     const size_t trailer = m_chunk ? CSimDevice::ChunkTrailerSize : 0;
     const size_t room = bufferSize > trailer ? bufferSize - trailer : 0;
+    frame.shape = m_shape;
     if (!m_compress) {
         const size_t imageSize = std::min(m_imageSize, bufferSize);
         fill(buffer, imageSize);
         m_sensorDefects.apply(buffer, imageSize);
+        // A buffer too small for the whole image holds the rows that fit.
+        if (imageSize < m_imageSize && m_shape.height != 0)
+            frame.shape.height = uint32_t(imageSize / (m_imageSize / m_shape.height));
         return imageSize;
     }
     fill(m_scratch.data(), m_scratch.size());
@@ -594,6 +617,8 @@ void CSimStreamGrabber::describeCompression(Tavix::FrameResult& frame, size_t de
     info.pixelType = m_format.pixelFormat;
     info.width = m_format.width;
     info.height = m_format.height;
+    info.offsetX = m_shape.offsetX;
+    info.offsetY = m_shape.offsetY;
     info.decompressedImageSize = m_scratch.size();
     info.decompressedPayloadSize = decompressedPayloadSize;
     for (int64_t errorFrame : m_device.desc().compression.statusErrorFrames) {

@@ -5,6 +5,7 @@
 #include <tavix/sim/nodemap.h>
 #include <tavix/sim/scenario.h>
 #include <tavix/sim/sensordefects.h>
+#include <tavix/sim/testpattern.h>
 #include <tavix/transportlayer.h>
 
 #include <atomic>
@@ -35,6 +36,8 @@ public:
     void PrepareGrab(size_t bufferSize, size_t maxImages) override;
     Tavix::FrameResult AcquireFrame(void* buffer, size_t bufferSize, const std::atomic<bool>& stop) override;
     void CancelWait() override;
+    // The grab has ended: the features locked while streaming are free again.
+    void FinishGrab() override;
 
     // An action signal that is due at dueNs on the device clock. Only a grab that waits for
     // action signals takes it; at other times it is lost, as on a camera.
@@ -51,6 +54,8 @@ private:
     void prepareActionTrigger();
     void prepareSensorDefects();
     bool waitForTrigger(const std::atomic<bool>& stop);
+    void prepareShape();
+    // Writes the frame's picture, as many rows as fit.
     void fill(unsigned char* buffer, size_t imageSize);
     // Writes the image into the buffer, compressed if the camera compresses; returns its bytes.
     size_t writeImage(unsigned char* buffer, size_t bufferSize, Tavix::FrameResult& frame);
@@ -71,8 +76,8 @@ private:
     size_t m_nextError = 0;
     Clock::time_point m_start;
     bool m_started = false;
-    std::vector<unsigned char> m_pattern;
-    size_t m_lineLength = 1;
+    CTestPattern m_pattern;
+    Tavix::ImageShape m_shape; // of the images of this grab, decompressed
     CSensorDefects m_sensorDefects; // the lists and the correction mode as the grab started
     bool m_compress = false;
     bool m_lossy = false;

@@ -285,23 +285,7 @@ void CWorld::setPlugged(const std::string& deviceFullName, bool plugged)
 void CWorld::loseDevice(const std::string& deviceFullName)
 {
     setPlugged(deviceFullName, false);
-    std::vector<CSimDevice*> devices;
-    {
-        std::lock_guard<std::mutex> lock(m_devicesMutex);
-        const auto range = m_liveDevices.equal_range(deviceFullName);
-        for (auto it = range.first; it != range.second; ++it) {
-            it->second->markRemoved();
-            devices.push_back(it->second);
-        }
-        // The SDK finds the loss on a thread of its own. A device that is destroyed meanwhile
-        // unregisters under the same mutex, which the thread holds while it notifies.
-        m_removalThreads.start([this, deviceFullName] {
-            std::lock_guard<std::mutex> threadLock(m_devicesMutex);
-            const auto live = m_liveDevices.equal_range(deviceFullName);
-            for (auto it = live.first; it != live.second; ++it)
-                it->second->notifyRemoved();
-        });
-    }
+    markLost(deviceFullName);
 }
 
 void CWorld::registerDevice(CSimDevice* device)
@@ -384,11 +368,25 @@ void CWorld::resetDevice(const std::string& deviceFullName, const std::string& n
         m_deviceStates[fullName] = state;
         ++m_calls["DeviceReset:" + deviceFullName];
     }
-    // The device objects of before the reset talk to nothing any more.
+    // The device objects of before the reset talk to nothing any more, and the SDK finds that out
+    // as it finds any other loss.
+    markLost(deviceFullName);
+}
+
+void CWorld::markLost(const std::string& deviceFullName)
+{
     std::lock_guard<std::mutex> lock(m_devicesMutex);
     const auto range = m_liveDevices.equal_range(deviceFullName);
     for (auto it = range.first; it != range.second; ++it)
         it->second->markRemoved();
+    // The SDK finds the loss on a thread of its own. A device that is destroyed meanwhile
+    // unregisters under the same mutex, which the thread holds while it notifies.
+    m_removalThreads.start([this, deviceFullName] {
+        std::lock_guard<std::mutex> threadLock(m_devicesMutex);
+        const auto live = m_liveDevices.equal_range(deviceFullName);
+        for (auto it = live.first; it != live.second; ++it)
+            it->second->notifyRemoved();
+    });
 }
 
 void CWorld::setRebootTime(const std::string& deviceFullName, int64_t milliseconds)

@@ -140,6 +140,8 @@ public:
     void reset();
 
 private:
+    // The device's objects stop answering; their removal is told on a thread of the SDK's own.
+    void markLost(const std::string& deviceFullName);
     CWorld();
     ~CWorld();
     void ensureLoaded() const;

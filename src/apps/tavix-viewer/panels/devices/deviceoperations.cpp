@@ -20,7 +20,7 @@ QString failureOf(const Core::OptiRosterComponents::DeviceBaseInfoPtr& device, c
 
 } // namespace
 
-CDeviceOperations::CDeviceOperations(QSharedPointer<const CClientServices> services, QObject* parent)
+CDeviceOperations::CDeviceOperations(QSharedPointer<const CViewerServices> services, QObject* parent)
     : QObject(parent)
     , m_ptrServices(std::move(services))
 {
@@ -32,8 +32,11 @@ CDeviceOperations::CDeviceOperations(QSharedPointer<const CClientServices> servi
 CDeviceOperations::~CDeviceOperations()
 {
     m_worker.waitForDone();
-    for (const CameraPtr& camera : qAsConst(m_exclusive))
-        m_ptrServices->control->releaseExclusive(camera);
+    for (auto held = m_exclusive.cbegin(); held != m_exclusive.cend(); ++held) {
+        if (m_ptrServices->heldCameras)
+            m_ptrServices->heldCameras->release(held.key());
+        m_ptrServices->control->releaseExclusive(held.value());
+    }
 }
 
 void CDeviceOperations::run(const DeviceBaseInfoPtr& device, const QString& operation, std::function<QString()> work,
@@ -80,12 +83,15 @@ void CDeviceOperations::startGrabbing(const DeviceBaseInfoPtr& device)
         const CameraInfoPtr camera = cameraOf(device);
         if (!camera)
             return tr("Only a camera grabs images.");
+        if (!held && !services->status->isDeviceOpen(camera))
+            return tr("The camera is closed: open it before grabbing.");
         device->clearLastError();
         if (held)
             held->startGrabbing();
         else
             services->stream->startGrabbing(camera);
-        return services->status->isCameraGrabbing(camera) ? QString() : failureOf(device, tr("The grab did not start."));
+        const bool grabbing = held ? held->isGrabbing() : services->status->isCameraGrabbing(camera);
+        return grabbing ? QString() : failureOf(device, tr("The grab did not start."));
     });
 }
 
@@ -119,8 +125,11 @@ void CDeviceOperations::takeExclusive(const DeviceBaseInfoPtr& device)
             return *taken ? QString() : failureOf(device, tr("The camera is in use by another client, or could not be opened."));
         },
         [=](const QString& error) {
-            if (error.isEmpty())
-                m_exclusive.insert(device, *taken);
+            if (!error.isEmpty())
+                return;
+            m_exclusive.insert(device, *taken);
+            if (m_ptrServices->heldCameras)
+                m_ptrServices->heldCameras->hold(*taken);
         });
 }
 
@@ -131,6 +140,9 @@ void CDeviceOperations::releaseExclusive(const DeviceBaseInfoPtr& device)
         emit operationFinished(device, tr("Release"), tr("This viewer does not hold the camera in exclusive use."));
         return;
     }
+    // The roster tells of the camera again from here on.
+    if (m_ptrServices->heldCameras)
+        m_ptrServices->heldCameras->release(device);
     const auto services = m_ptrServices;
     run(device, tr("Release"), [=] {
         return services->control->releaseExclusive(camera) ? QString() : failureOf(device, tr("The camera could not be given back."));

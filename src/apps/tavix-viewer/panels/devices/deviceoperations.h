@@ -1,7 +1,7 @@
 #pragma once
 
-#include <clientservices.h>
 #include <serialworker.h>
+#include <viewerservices.h>
 
 #include <QHash>
 #include <QObject>
@@ -13,14 +13,15 @@ namespace Viewer {
 
 // Opens, closes, grabs and takes cameras into exclusive use on a worker thread of its own, one
 // operation after the other in the order asked, so that the GUI thread never waits on a camera.
-// Each operation ends in operationFinished() on the GUI thread.
+// Each operation ends in operationFinished() on the GUI thread. A camera taken into exclusive use
+// is handed to the viewer's record of held cameras, which tells the other panels what it does.
 class CDeviceOperations : public QObject
 {
     Q_OBJECT
 public:
     using DeviceBaseInfoPtr = Core::OptiRosterComponents::DeviceBaseInfoPtr;
 
-    explicit CDeviceOperations(QSharedPointer<const CClientServices> services, QObject* parent = nullptr);
+    explicit CDeviceOperations(QSharedPointer<const CViewerServices> services, QObject* parent = nullptr);
     // Waits for the operation under way and gives back every camera held in exclusive use.
     ~CDeviceOperations() override;
 
@@ -50,7 +51,7 @@ private:
              std::function<void(const QString& error)> done = {});
     void onDeviceClosed(const Core::OptiRosterComponents::DeviceBaseInfoPtr& device);
 
-    QSharedPointer<const CClientServices> m_ptrServices;
+    QSharedPointer<const CViewerServices> m_ptrServices;
     QSet<DeviceBaseInfoPtr> m_monitored;
     QHash<DeviceBaseInfoPtr, CameraPtr> m_exclusive;
     CSerialWorker m_worker;

@@ -4,7 +4,8 @@
 
 namespace Viewer {
 
-// The viewer's device tree, a client plug-in of the roster like any other.
+// The viewer's device tree, a client plug-in of the roster like any other. It keeps the record of
+// the cameras the viewer holds in exclusive use, which the other panels read.
 class CDevicesPanelPlugin : public AViewerPanelPlugin
 {
     Q_OBJECT
@@ -13,7 +14,8 @@ public:
     using AViewerPanelPlugin::AViewerPanelPlugin;
 
 protected:
-    QSharedPointer<IViewerPanel> createPanel(QSharedPointer<const CClientServices> services) override;
+    QSharedPointer<IViewerPanel> createPanel(QSharedPointer<const CViewerServices> services) override;
+    QList<QSharedPointer<Core::Service::IService>> createServices() override;
 };
 
 } // namespace Viewer

@@ -2,6 +2,8 @@
 
 #include "deviceoperations.h"
 
+#include <cameraname.h>
+
 #include <QAction>
 #include <QHeaderView>
 #include <QLabel>
@@ -25,14 +27,9 @@ CameraInfoPtr cameraOf(const DeviceBaseInfoPtr& device)
     return device.objectCast<Core::OptiRosterComponents::ICameraInfo>();
 }
 
-QString cameraName(const CameraInfoPtr& camera)
-{
-    return QStringLiteral("%1 (%2)").arg(camera->getDisplayName(), camera->getSerialNumber());
-}
-
 } // namespace
 
-CDeviceTreeWidget::CDeviceTreeWidget(QSharedPointer<const CClientServices> services, QWidget* parent)
+CDeviceTreeWidget::CDeviceTreeWidget(QSharedPointer<const CViewerServices> services, QWidget* parent)
     : QWidget(parent)
     , m_ptrServices(std::move(services))
     , m_pOperations(new CDeviceOperations(m_ptrServices, this))
@@ -72,7 +69,7 @@ CDeviceTreeWidget::CDeviceTreeWidget(QSharedPointer<const CClientServices> servi
     connect(m_ptrServices->enumeration.data(), &Plugin::OptiRoster::ICameraEnumerationService::enumerationChanged, this,
             &CDeviceTreeWidget::rebuild);
     connect(status, &ICameraStatusService::deviceConnected, this, &CDeviceTreeWidget::onDeviceConnected);
-    connect(status, &ICameraStatusService::deviceDisconnected, this, &CDeviceTreeWidget::rebuild);
+    connect(status, &ICameraStatusService::deviceDisconnected, this, &CDeviceTreeWidget::onDeviceDisconnected);
     connect(status, &ICameraStatusService::cameraConnectionLost, this, &CDeviceTreeWidget::onConnectionLost);
     // Every change of a device's state comes with the device; the active device changes two.
     for (auto signal : {&IDeviceStatusService::deviceOpened, &IDeviceStatusService::deviceClosed})
@@ -87,6 +84,8 @@ CDeviceTreeWidget::CDeviceTreeWidget(QSharedPointer<const CClientServices> servi
         updateAllDevices();
     });
 
+    connectHeldCameras();
+
     // A viewer follows the cameras that come and go, not only those of the first enumeration.
     m_ptrServices->enumeration->setEnumerationEnabled(true);
     rebuild();
@@ -100,6 +99,8 @@ CDeviceTreeWidget::~CDeviceTreeWidget()
     // them while it is still whole.
     disconnect(m_ptrServices->status.data(), nullptr, this, nullptr);
     disconnect(m_ptrServices->enumeration.data(), nullptr, this, nullptr);
+    if (m_ptrServices->heldCameras)
+        disconnect(m_ptrServices->heldCameras.data(), nullptr, this, nullptr);
     delete m_pOperations;
 }
 
@@ -166,11 +167,11 @@ void CDeviceTreeWidget::rebuild()
         for (const auto& interfaceInfo : layer->getInterfaceInfoList())
             addDevice(layerItem, interfaceInfo, interfaceInfo->getDisplayName())->setIcon(NameColumn, style->standardIcon(QStyle::SP_DriveNetIcon));
         for (const CameraInfoPtr& camera : layer->getCameraInfoList())
-            addDevice(layerItem, camera, cameraName(camera))->setIcon(NameColumn, style->standardIcon(QStyle::SP_DesktopIcon));
+            addDevice(layerItem, camera, cameraName(*camera))->setIcon(NameColumn, style->standardIcon(QStyle::SP_DesktopIcon));
         for (auto lost = m_lost.cbegin(); lost != m_lost.cend(); ++lost) {
             const CameraInfoPtr camera = cameraOf(lost.key());
             if (lost.value() == layer->getFriendlyName() && camera && !m_items.contains(camera)) {
-                QTreeWidgetItem* item = addDevice(layerItem, camera, cameraName(camera));
+                QTreeWidgetItem* item = addDevice(layerItem, camera, cameraName(*camera));
                 item->setIcon(NameColumn, style->standardIcon(QStyle::SP_MessageBoxCritical));
                 item->setForeground(NameColumn, palette().brush(QPalette::Disabled, QPalette::Text));
             }
@@ -185,12 +186,16 @@ QString CDeviceTreeWidget::stateText(const DeviceBaseInfoPtr& device) const
 {
     const auto& status = m_ptrServices->status;
     const CameraInfoPtr camera = cameraOf(device);
+    const bool grabbing = camera && !m_lost.contains(device) && status->isCameraGrabbing(camera);
     QString state;
     if (m_lost.contains(device))
         state = tr("lost");
     else if (camera && status->isExclusive(camera))
-        state = tr("exclusive");
-    else if (camera && status->isCameraGrabbing(camera))
+        // The roster says nothing more of a camera in exclusive use; of one this viewer holds,
+        // the viewer knows what it does.
+        state = m_pOperations->isHeldExclusively(device) ? (grabbing ? tr("exclusive, grabbing") : tr("exclusive"))
+                                                         : tr("exclusive (another client)");
+    else if (grabbing)
         state = tr("grabbing");
     else if (!status->isDeviceOpen(device))
         state = tr("closed");
@@ -252,7 +257,10 @@ void CDeviceTreeWidget::updateActions()
     m_actions.open->setEnabled(present && !open);
     m_actions.openMonitor->setEnabled(present && camera && !open);
     m_actions.close->setEnabled(open && (!exclusive || held));
-    m_actions.startGrabbing->setEnabled(present && camera && !grabbing && (!exclusive || held));
+    // A closed camera is opened first: double-click it to open and grab in one go.
+    m_actions.startGrabbing->setEnabled(open && camera && !grabbing && (!exclusive || held));
+    m_actions.startGrabbing->setToolTip(present && camera && !open ? tr("Open the camera first (a double-click opens and grabs)")
+                                                                   : tr("Start grabbing images"));
     m_actions.stopGrabbing->setEnabled(grabbing && (!exclusive || held));
     m_actions.takeExclusive->setEnabled(present && camera && !exclusive);
     m_actions.releaseExclusive->setEnabled(held);
@@ -300,8 +308,28 @@ void CDeviceTreeWidget::onConnectionLost(const DeviceBaseInfoPtr& device)
     if (!m_layerOf.contains(device))
         return;
     m_lost.insert(device, m_layerOf.value(device));
-    m_pMessage->setText(tr("%1 was lost.").arg(device->getDisplayName()));
+    m_pMessage->setText(tr("%1 was lost: it stopped answering. It shows here again when it comes back.").arg(device->getDisplayName()));
     rebuild();
+}
+
+void CDeviceTreeWidget::onDeviceDisconnected(const DeviceBaseInfoPtr& device)
+{
+    // A camera found no more by the enumeration, unplugged or switched off while nobody used it,
+    // goes from the tree; a lost one stays, marked, until it comes back or a person enumerates.
+    if (device && m_items.contains(device) && !m_lost.contains(device))
+        m_pMessage->setText(tr("%1 is gone: the last enumeration didn't find it.").arg(device->getDisplayName()));
+    rebuild();
+}
+
+void CDeviceTreeWidget::connectHeldCameras()
+{
+    const CHeldCameras* held = m_ptrServices->heldCameras.data();
+    if (!held)
+        return;
+    // What a camera this viewer holds in exclusive use does, the roster doesn't tell.
+    for (auto signal : {&CHeldCameras::cameraGrabStarted, &CHeldCameras::cameraGrabStopped, &CHeldCameras::heldChanged})
+        connect(held, signal, this, [this](const CameraInfoPtr& camera) { updateDevice(camera); });
+    connect(held, &CHeldCameras::cameraConnectionLost, this, [this](const CameraInfoPtr& camera) { onConnectionLost(camera); });
 }
 
 void CDeviceTreeWidget::onDeviceConnected(const DeviceBaseInfoPtr& device)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <clientservices.h>
+#include <viewerservices.h>
 
 #include <QHash>
 #include <QWidget>
@@ -24,10 +24,11 @@ class CDeviceTreeWidget : public QWidget
 public:
     using DeviceBaseInfoPtr = Core::OptiRosterComponents::DeviceBaseInfoPtr;
 
-    explicit CDeviceTreeWidget(QSharedPointer<const CClientServices> services, QWidget* parent = nullptr);
+    explicit CDeviceTreeWidget(QSharedPointer<const CViewerServices> services, QWidget* parent = nullptr);
     ~CDeviceTreeWidget() override;
 
-    // The state text shown for a device: "closed", "open", "monitor", "grabbing", "exclusive",
+    // The state text shown for a device: "closed", "open", "monitor", "grabbing", "exclusive"
+    // (with ", grabbing" when it grabs, and "(another client)" when this viewer doesn't hold it),
     // "lost", with ", active" for the active device.
     QString stateText(const DeviceBaseInfoPtr& device) const;
     DeviceBaseInfoPtr selectedDevice() const;
@@ -43,11 +44,13 @@ private:
     void onOperationFinished(const DeviceBaseInfoPtr& device, const QString& operation, const QString& error);
     void onConnectionLost(const DeviceBaseInfoPtr& device);
     void onDeviceConnected(const DeviceBaseInfoPtr& device);
+    void onDeviceDisconnected(const DeviceBaseInfoPtr& device);
+    void connectHeldCameras();
     // Double-click: the camera becomes the active one, opens and grabs.
     void play(QTreeWidgetItem* item);
     QTreeWidgetItem* addDevice(QTreeWidgetItem* parent, const DeviceBaseInfoPtr& device, const QString& name);
 
-    QSharedPointer<const CClientServices> m_ptrServices;
+    QSharedPointer<const CViewerServices> m_ptrServices;
     CDeviceOperations* m_pOperations;
     QTreeWidget* m_pTree;
     QLabel* m_pMessage;

@@ -6,7 +6,7 @@
 
 namespace Viewer {
 
-QSharedPointer<IViewerPanel> CFiguresPanelPlugin::createPanel(QSharedPointer<const CClientServices> services)
+QSharedPointer<IViewerPanel> CFiguresPanelPlugin::createPanel(QSharedPointer<const CViewerServices> services)
 {
     return QSharedPointer<CWidgetPanel>::create(tr("Figures"), EPanelPlace::Right, 0, [services](QWidget* parent) {
         return new CFiguresWidget(services, parent);

@@ -20,7 +20,7 @@ const QString None = QStringLiteral("\u2014");
 
 } // namespace
 
-CFiguresWidget::CFiguresWidget(QSharedPointer<const CClientServices> services, QWidget* parent)
+CFiguresWidget::CFiguresWidget(QSharedPointer<const CViewerServices> services, QWidget* parent)
     : QWidget(parent)
     , m_ptrServices(std::move(services))
     , m_pTimer(new QTimer(this))
@@ -31,6 +31,7 @@ CFiguresWidget::CFiguresWidget(QSharedPointer<const CClientServices> services, Q
     m_pCamera->setObjectName(QStringLiteral("figuresCamera"));
     m_pCamera->setWordWrap(true);
     auto* form = new QFormLayout;
+    m_pState = addRow(form, tr("Grab"), QStringLiteral("grabState"));
     m_pFps = addRow(form, tr("Frame rate"), QStringLiteral("fpsValue"));
     m_pBandwidth = addRow(form, tr("Bandwidth"), QStringLiteral("bandwidthValue"));
     m_pGrabbed = addRow(form, tr("Images grabbed"), QStringLiteral("grabbedValue"));
@@ -53,6 +54,20 @@ CFiguresWidget::CFiguresWidget(QSharedPointer<const CClientServices> services, Q
         if (camera && camera == m_ptrCamera)
             reset();
     });
+    connect(status, &ICameraStatusService::cameraConnectionLost, this, &CFiguresWidget::onConnectionLost);
+    connect(status, &ICameraStatusService::deviceConnected, this, [this](const DeviceBaseInfoPtr& device) {
+        if (device && device == m_ptrCamera)
+            m_lost = false; // back again
+    });
+    if (CHeldCameras* held = m_ptrServices->heldCameras.data()) {
+        connect(held, &CHeldCameras::cameraStatisticUpdated, this, &CFiguresWidget::onStatistic);
+        connect(held, &CHeldCameras::cameraConnectionLost, this, &CFiguresWidget::onConnectionLost);
+        connect(held, &CHeldCameras::cameraGrabStarted, this, [this](const CameraInfoPtr& camera) {
+            if (camera && camera == m_ptrCamera)
+                reset();
+        });
+        held->addObserver(&m_skipped);
+    }
     connect(m_pTimer, &QTimer::timeout, this, &CFiguresWidget::tick);
     m_ptrServices->notifier->addObserver(&m_skipped);
     follow(m_ptrServices->status->getActiveDevice());
@@ -62,6 +77,8 @@ CFiguresWidget::CFiguresWidget(QSharedPointer<const CClientServices> services, Q
 CFiguresWidget::~CFiguresWidget()
 {
     m_ptrServices->notifier->removeObserver(&m_skipped);
+    if (m_ptrServices->heldCameras)
+        m_ptrServices->heldCameras->removeObserver(&m_skipped);
 }
 
 QLabel* CFiguresWidget::addRow(QFormLayout* form, const QString& label, const QString& objectName)
@@ -83,6 +100,7 @@ void CFiguresWidget::follow(const DeviceBaseInfoPtr& device)
 void CFiguresWidget::reset()
 {
     m_figures = CFigures();
+    m_lost = false;
     m_skipped.watch(m_ptrCamera.data());
     m_pPlot->clear();
     showFigures();
@@ -107,22 +125,48 @@ void CFiguresWidget::onImageInfo(const CameraInfoPtr& camera, Plugin::OptiRoster
     m_figures.lastFailure = tr("0x%1: %2").arg(info.getErrorCode(), 8, 16, QLatin1Char('0')).arg(info.getErrorDescription());
 }
 
+void CFiguresWidget::onConnectionLost(const CameraInfoPtr& camera)
+{
+    if (!camera || camera != m_ptrCamera)
+        return;
+    m_lost = true;
+    showFigures();
+}
+
+bool CFiguresWidget::isGrabbing() const
+{
+    return m_ptrCamera && !m_lost && m_ptrServices->status->isCameraGrabbing(m_ptrCamera);
+}
+
 void CFiguresWidget::tick()
 {
     // The plot runs while the camera grabs and stands still otherwise, so that the last grab
     // stays readable.
-    if (m_ptrCamera && m_ptrServices->status->isCameraGrabbing(m_ptrCamera))
+    if (isGrabbing())
         m_pPlot->addPoint(m_figures.fps, m_figures.bytesPerSecond / 1e6);
     showFigures();
+}
+
+QString CFiguresWidget::stateText() const
+{
+    if (!m_ptrCamera)
+        return None;
+    if (m_lost)
+        return tr("lost");
+    return isGrabbing() ? tr("grabbing") : m_figures.grabbed > 0 ? tr("stopped") : tr("not grabbing");
 }
 
 void CFiguresWidget::showFigures()
 {
     const bool camera = !m_ptrCamera.isNull();
-    m_pFps->setText(camera ? tr("%1 images/s").arg(m_figures.fps, 0, 'f', 1) : None);
+    // A rate is that of a running grab; a stopped or lost camera sends nothing.
+    const bool grabbing = isGrabbing();
+    const double fps = grabbing ? m_figures.fps : 0.0;
+    const double megabytes = grabbing ? m_figures.bytesPerSecond / 1e6 : 0.0;
+    m_pState->setText(stateText());
+    m_pFps->setText(camera ? tr("%1 images/s").arg(fps, 0, 'f', 1) : None);
     // Small images of a slow camera move a few kilobytes a second: those get more decimals.
-    const double megabytes = m_figures.bytesPerSecond / 1e6;
-    m_pBandwidth->setText(camera ? tr("%1 MB/s").arg(megabytes, 0, 'f', megabytes < 1.0 ? 4 : 2) : None);
+    m_pBandwidth->setText(camera ? tr("%1 MB/s").arg(megabytes, 0, 'f', megabytes > 0.0 && megabytes < 1.0 ? 4 : 2) : None);
     m_pGrabbed->setText(camera ? QString::number(m_figures.grabbed) : None);
     m_pFailed->setText(camera ? QString::number(m_figures.failed) : None);
     m_pSkipped->setText(camera ? QString::number(m_skipped.count()) : None);

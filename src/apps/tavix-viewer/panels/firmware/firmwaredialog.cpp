@@ -1,5 +1,7 @@
 #include "firmwaredialog.h"
 
+#include <cameraname.h>
+
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
@@ -8,6 +10,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTimer>
@@ -65,16 +68,9 @@ QString stepText(EFirmwareUpdateStep step)
     return CFirmwareDialog::tr("Working");
 }
 
-// The display name, with the serial number when the name doesn't already hold it.
-QString cameraName(const CameraInfoPtr& camera)
-{
-    const QString name = camera->getDisplayName();
-    return name.contains(camera->getSerialNumber()) ? name : QStringLiteral("%1 (%2)").arg(name, camera->getSerialNumber());
-}
-
 } // namespace
 
-CFirmwareDialog::CFirmwareDialog(QSharedPointer<const CClientServices> services, QWidget* parent)
+CFirmwareDialog::CFirmwareDialog(QSharedPointer<const CViewerServices> services, QWidget* parent)
     : QDialog(parent)
     , m_ptrServices(std::move(services))
     , m_pJobs(new CFirmwareJobs(m_ptrServices, this))
@@ -90,6 +86,8 @@ CFirmwareDialog::CFirmwareDialog(QSharedPointer<const CClientServices> services,
     connect(m_pJobs, &CFirmwareJobs::stepProgressed, this, &CFirmwareDialog::showProgress);
     const auto* status = m_ptrServices->status.data();
     connect(m_ptrServices->enumeration.data(), &ICameraEnumerationService::enumerationChanged, this, &CFirmwareDialog::refreshCameras);
+    connect(m_ptrServices->enumeration.data(), &ICameraEnumerationService::enumerationChanged, this,
+            &CFirmwareDialog::readVersionOnceBack);
     connect(status, &ICameraStatusService::deviceConnected, this, &CFirmwareDialog::refreshCameras);
     connect(status, &ICameraStatusService::deviceDisconnected, this, &CFirmwareDialog::refreshCameras);
     refreshCameras();
@@ -174,7 +172,7 @@ void CFirmwareDialog::refreshCameras()
             if (seen.contains(camera->getFullName()))
                 continue;
             seen << camera->getFullName();
-            m_pCamera->addItem(cameraName(camera), camera->getFullName());
+            m_pCamera->addItem(cameraName(*camera), camera->getFullName());
             m_pCamera->setItemData(m_pCamera->count() - 1, camera->getSerialNumber(), Qt::UserRole + 1);
         }
     }
@@ -243,7 +241,7 @@ void CFirmwareDialog::listUpdates()
     m_updates.clear();
     m_pProgress->setValue(0);
     m_pStep->clear();
-    showResult(tr("Reading the update file and asking the camera..."), false);
+    showResult(tr("Reading the update file and testing its updates against the camera..."), false);
     m_pJobs->list(camera, m_pFile->text().trimmed(), [this](const CFirmwareListing& listing) { showListing(listing); });
     updateButtons();
 }
@@ -269,6 +267,8 @@ void CFirmwareDialog::showListing(const CFirmwareListing& listing)
     if (!m_updates.isEmpty())
         m_pUpdates->setCurrentItem(m_pUpdates->topLevelItem(0));
     QString text = tr("%1 of the file's %n update(s) fit the camera.", nullptr, listing.fileUpdates).arg(m_updates.size());
+    if (listing.matchedInUse)
+        text += QLatin1Char(' ') + tr("The camera stayed as it was in use; only applying an update takes it.");
     if (!listing.sorted && !m_updates.isEmpty())
         text += QLatin1Char(' ') + tr("Versions that can't be ordered are listed last.");
     if (!listing.warning.isEmpty())
@@ -284,7 +284,10 @@ void CFirmwareDialog::applyUpdate()
     if (!camera || row < 0 || row >= m_updates.size() || m_pJobs->isBusy())
         return;
     const FirmwareUpdateInfoPtr update = m_updates.at(row);
-    const QString name = cameraName(camera);
+    if (!confirmApply(camera, update))
+        return;
+    const QString name = cameraName(*camera);
+    m_awaitedSerial.clear();
     m_pProgress->setValue(0);
     m_pStep->clear();
     showResult(tr("Updating %1 to %2...").arg(name, update->getVersion()), false);
@@ -293,6 +296,63 @@ void CFirmwareDialog::applyUpdate()
         showOutcome(name, outcome);
     });
     updateButtons();
+}
+
+bool CFirmwareDialog::confirmApply(const CameraInfoPtr& camera, const FirmwareUpdateInfoPtr& update)
+{
+    const QString name = cameraName(*camera);
+    if (m_ptrServices->heldCameras && m_ptrServices->heldCameras->isHeld(camera)) {
+        showResult(tr("This viewer holds %1 in exclusive use: release it in the device tree first, so that the update "
+                      "can take it.").arg(name),
+                   true);
+        return false;
+    }
+    const bool grabbing = m_ptrServices->status->isCameraGrabbing(camera);
+    const bool open = m_ptrServices->status->isDeviceOpen(camera);
+    QString inUse;
+    if (grabbing)
+        inUse = tr("It is grabbing now: the grab stops, and the camera closes.") + QLatin1Char(' ');
+    else if (open)
+        inUse = tr("It is open now: it closes.") + QLatin1Char(' ');
+    const auto answer = QMessageBox::question(
+        this, tr("Apply Update"),
+        tr("Update %1 to firmware %2?\n\nThe update takes the camera into exclusive use. %3Then it writes the firmware and "
+           "restarts the camera, which comes back closed. Don't switch the camera off meanwhile.")
+            .arg(name, update->getVersion(), inUse),
+        QMessageBox::Apply | QMessageBox::Cancel, QMessageBox::Cancel);
+    // The question's event loop may have let the camera go: it is looked up again.
+    return answer == QMessageBox::Apply && selectedCamera() == camera;
+}
+
+void CFirmwareDialog::readVersionOnceBack()
+{
+    if (m_awaitedSerial.isEmpty() || m_pJobs->isBusy())
+        return;
+    for (const auto& layer : m_ptrServices->enumeration->getTransportLayers()) {
+        for (const CameraInfoPtr& camera : layer->getCameraInfoList()) {
+            if (camera->getSerialNumber() != m_awaitedSerial)
+                continue;
+            const QString serial = m_awaitedSerial;
+            m_awaitedSerial.clear();
+            const QString name = cameraName(*camera);
+            m_pJobs->readVersion(camera, [this, name, serial](const QString& version, const QString& error) {
+                if (version.isEmpty()) {
+                    // Listed, but perhaps not ready yet: the next enumeration tries again.
+                    m_awaitedSerial = serial;
+                    showResult(tr("%1 is listed again, but its version can't be read yet (%2); it is read again with the "
+                                  "next enumeration.").arg(name, error),
+                               true);
+                    return;
+                }
+                m_pVersion->setText(version);
+                showResult(tr("%1 is back and reports firmware %2.").arg(name, version), false);
+                emit logged(tr("%1: back after the update; it reports firmware %2").arg(name, version));
+                updateButtons();
+            });
+            updateButtons();
+            return;
+        }
+    }
 }
 
 void CFirmwareDialog::showStep(EFirmwareUpdateStep step, const QString& description)
@@ -315,13 +375,27 @@ void CFirmwareDialog::showOutcome(const QString& name, const CFirmwareOutcome& o
     // The camera comes back as a new device: a pass brings it into the tree and this list.
     m_pRebootPasses->stop();
     m_ptrServices->enumeration->requestEnumeration();
-    m_pVersion->setText(outcome.versionAfter);
     if (outcome.applied) {
+        m_pVersion->setText(outcome.versionAfter);
         m_pProgress->setValue(100);
         m_pStep->setText(tr("Done"));
         showResult(tr("Updated. The camera now reports firmware %1.").arg(outcome.versionAfter), false);
         emit logged(tr("%1: updated; it now reports firmware %2").arg(name, outcome.versionAfter));
+    } else if (outcome.outcome == AppliedNotRediscovered) {
+        // Not a failure to try again: the camera most likely runs the new firmware already.
+        m_awaitedSerial = m_chosenSerial;
+        m_pVersion->setText(tr("not known: the camera wasn't found after its restart"));
+        m_pStep->setText(tr("Written; the camera wasn't found after its restart"));
+        showResult(tr("The firmware was written and verified, and the camera restarted with it, but it wasn't found again "
+                      "afterwards (%1). It most likely runs the new firmware: once it is found again (on a subnet this "
+                      "computer can't reach, announce it by its address), this dialog reads the version it reports.")
+                       .arg(outcome.error),
+                   true);
+        emit logged(tr("%1: firmware written and verified; the camera wasn't found after its restart: %2").arg(name, outcome.error));
+        // The enumeration may list it already, by a way the update's search doesn't take.
+        QTimer::singleShot(0, this, &CFirmwareDialog::readVersionOnceBack);
     } else {
+        m_pVersion->setText(outcome.versionAfter);
         m_pStep->setText(tr("Failed"));
         showResult(tr("The update failed: %1").arg(outcome.error), true);
         emit logged(tr("%1: the update failed: %2").arg(name, outcome.error));

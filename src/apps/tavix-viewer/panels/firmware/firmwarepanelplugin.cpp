@@ -30,7 +30,7 @@ QPlainTextEdit* createLog(QWidget* parent)
     return log;
 }
 
-void showDialog(const QSharedPointer<const CClientServices>& services, const QSharedPointer<CFirmwareViews>& views, QWidget* window)
+void showDialog(const QSharedPointer<const CViewerServices>& services, const QSharedPointer<CFirmwareViews>& views, QWidget* window)
 {
     if (!views->dialog) {
         views->dialog = new CFirmwareDialog(services, window);
@@ -46,7 +46,7 @@ void showDialog(const QSharedPointer<const CClientServices>& services, const QSh
 
 } // namespace
 
-QSharedPointer<IViewerPanel> CFirmwarePanelPlugin::createPanel(QSharedPointer<const CClientServices> services)
+QSharedPointer<IViewerPanel> CFirmwarePanelPlugin::createPanel(QSharedPointer<const CViewerServices> services)
 {
     const auto views = QSharedPointer<CFirmwareViews>::create();
     return QSharedPointer<CWidgetPanel>::create(

@@ -13,7 +13,7 @@ public:
     using AViewerPanelPlugin::AViewerPanelPlugin;
 
 protected:
-    QSharedPointer<IViewerPanel> createPanel(QSharedPointer<const CClientServices> services) override;
+    QSharedPointer<IViewerPanel> createPanel(QSharedPointer<const CViewerServices> services) override;
 };
 
 } // namespace Viewer

@@ -1,5 +1,9 @@
 #include "convertedimage.h"
 
+#include "demosaic.h"
+
+#include <shownformats.h>
+
 #include <QCoreApplication>
 
 #include <algorithm>
@@ -9,36 +13,33 @@ namespace Viewer {
 
 namespace {
 
-// How far the values of a wide monochrome format are shifted to fit 8 bits.
-int monoShift(const QString& pixelFormat)
+// The QImage format that holds the camera's pixels as they are.
+QImage::Format rawFormatOf(Tavix::EPixelType pixelType)
 {
-    if (pixelFormat == QLatin1String("Mono10"))
-        return 2;
-    if (pixelFormat == QLatin1String("Mono12"))
-        return 4;
-    if (pixelFormat == QLatin1String("Mono16") || pixelFormat == QLatin1String("Coord3D_C16"))
-        return 8;
-    return -1;
-}
-
-QImage::Format sourceFormat(const QString& pixelFormat)
-{
-    if (pixelFormat == QLatin1String("Mono8"))
-        return QImage::Format_Grayscale8;
-    if (monoShift(pixelFormat) >= 0)
-        return QImage::Format_Grayscale16;
-    if (pixelFormat == QLatin1String("RGBA8") || pixelFormat == QLatin1String("RGBA8Packed"))
+    using namespace Tavix;
+    if (!canShowPixelType(pixelType))
+        return QImage::Format_Invalid;
+    switch (pixelType) {
+    case PixelType_RGB8:
+        return QImage::Format_RGB888;
+    case PixelType_BGR8:
+        return QImage::Format_BGR888;
+    case PixelType_RGBA8:
         return QImage::Format_RGBA8888;
-    // Blue, green, red, alpha in memory is a little-endian machine's 32-bit ARGB.
-    if (pixelFormat == QLatin1String("BGRA8") || pixelFormat == QLatin1String("BGRA8Packed"))
+    case PixelType_BGRA8:
+        // Blue, green, red, alpha in memory is a little-endian machine's 32-bit ARGB.
         return QImage::Format_ARGB32;
-    return CSnapshotWriter::imageFormatOf(pixelFormat);
+    default:
+        // Monochrome and mosaics: a sample a pixel, in one byte or two.
+        return GetBitsPerPixel(pixelType) == 8 ? QImage::Format_Grayscale8 : QImage::Format_Grayscale16;
+    }
 }
 
-// 16-bit values (little-endian, as the cameras send them) to 8 bits, clamped where a narrower
-// format's value overflows its range.
-QImage scaledToEightBits(const QImage& raw, int shift)
+// 16-bit samples (little-endian, as the cameras send them) to 8 bits by their real depth: the
+// top of a 12-bit range is white. A value beyond the depth's range is clamped.
+QImage scaledToEightBits(const QImage& raw, uint32_t depth)
 {
+    const int shift = int(std::clamp<uint32_t>(depth, 8, 16)) - 8;
     QImage eight(raw.size(), QImage::Format_Grayscale8);
     for (int y = 0; y < raw.height(); ++y) {
         const auto* in = reinterpret_cast<const quint16*>(raw.constScanLine(y));
@@ -49,35 +50,41 @@ QImage scaledToEightBits(const QImage& raw, int shift)
     return eight;
 }
 
-} // namespace
-
-int CConvertedImage::bytesPerPixel(const QString& pixelFormat)
+QString translated(const char* text)
 {
-    const QImage::Format format = sourceFormat(pixelFormat);
-    return format == QImage::Format_Invalid ? 0 : QImage::toPixelFormat(format).bitsPerPixel() / 8;
+    return QCoreApplication::translate("Viewer::CImagePanelWidget", text);
 }
 
-CConvertedImage CConvertedImage::convert(const uchar* pixels, size_t size, const Layout& layout, QString& error)
+} // namespace
+
+CConvertedImage CConvertedImage::convert(const uchar* pixels, size_t size, const Tavix::ImageShape& shape, QString& error)
 {
-    const QImage::Format format = sourceFormat(layout.pixelFormat);
-    const size_t lineBytes = size_t(std::max(0, layout.width)) * size_t(bytesPerPixel(layout.pixelFormat));
-    const size_t needed = lineBytes * size_t(std::max(0, layout.height));
     CConvertedImage image;
+    const QImage::Format format = rawFormatOf(shape.pixelType);
     if (format == QImage::Format_Invalid) {
-        error = QCoreApplication::translate("Viewer::CImagePanelWidget", "Images in %1 can't be shown.").arg(layout.pixelFormat);
+        error = translated("Images in %1 can't be shown: the viewer has no converter for that pixel format.")
+                    .arg(pixelTypeText(shape.pixelType));
         return image;
     }
-    if (needed == 0 || size < needed) {
-        error = QCoreApplication::translate("Viewer::CImagePanelWidget", "The image holds %1 bytes; %2 x %3 %4 needs %5.")
-                    .arg(size).arg(layout.width).arg(layout.height).arg(layout.pixelFormat).arg(needed);
+    const size_t needed = shape.imageSize();
+    if (shape.width == 0 || shape.height == 0 || size < needed || shape.width > INT_MAX || shape.height > INT_MAX) {
+        error = translated("The image holds %1 bytes; %2 x %3 %4 needs %5.")
+                    .arg(size).arg(shape.width).arg(shape.height).arg(pixelTypeText(shape.pixelType)).arg(needed);
         return image;
     }
-    // A copy: the camera's buffer goes back to the SDK once the image is converted.
-    image.m_raw = QImage(pixels, layout.width, layout.height, int(lineBytes), format).copy();
-    const int shift = monoShift(layout.pixelFormat);
-    const QImage eight = shift >= 0 ? scaledToEightBits(image.m_raw, shift) : image.m_raw;
+    // A copy in the image's own shape, row by row: the camera's buffer goes back to the SDK once
+    // the image is converted, and its last row may end without the padding the others have.
+    image.m_raw = QImage(int(shape.width), int(shape.height), format);
+    for (uint32_t y = 0; y < shape.height; ++y)
+        std::memcpy(image.m_raw.scanLine(int(y)), pixels + y * shape.rowStride(), shape.rowBytes());
+    image.m_shape = shape;
+    image.m_bayer = Tavix::GetBayerOrder(shape.pixelType);
+    const QImage eight = format == QImage::Format_Grayscale16
+                             ? scaledToEightBits(image.m_raw, Tavix::GetPixelColorDepth(shape.pixelType))
+                             : image.m_raw;
     // Converted here, off the GUI thread, to the format the screen paints fastest.
-    image.m_display = eight.convertToFormat(QImage::Format_RGB32);
+    image.m_display = image.m_bayer != Tavix::BayerOrder_None ? demosaicBilinear(eight, image.m_bayer)
+                                                              : eight.convertToFormat(QImage::Format_RGB32);
     return image;
 }
 
@@ -85,12 +92,17 @@ QString CConvertedImage::valueText(const QPoint& position) const
 {
     if (!m_raw.valid(position))
         return {};
+    QString value;
     if (m_raw.format() == QImage::Format_Grayscale16)
-        return QString::number(reinterpret_cast<const quint16*>(m_raw.constScanLine(position.y()))[position.x()]);
-    if (m_raw.format() == QImage::Format_Grayscale8)
-        return QString::number(m_raw.constScanLine(position.y())[position.x()]);
-    const QColor colour = m_raw.pixelColor(position);
-    return QStringLiteral("%1, %2, %3").arg(colour.red()).arg(colour.green()).arg(colour.blue());
+        value = QString::number(reinterpret_cast<const quint16*>(m_raw.constScanLine(position.y()))[position.x()]);
+    else if (m_raw.format() == QImage::Format_Grayscale8)
+        value = QString::number(m_raw.constScanLine(position.y())[position.x()]);
+    if (!value.isEmpty() && m_bayer == Tavix::BayerOrder_None)
+        return value;
+    const QColor colour = (m_bayer != Tavix::BayerOrder_None ? m_display : m_raw).pixelColor(position);
+    const QString rgb = QStringLiteral("%1, %2, %3").arg(colour.red()).arg(colour.green()).arg(colour.blue());
+    // A mosaic's pixel holds one colour; the other two are its neighbours'.
+    return value.isEmpty() ? rgb : translated("%1 (shown as %2)").arg(value, rgb);
 }
 
 QImage CConvertedImage::snapshot() const

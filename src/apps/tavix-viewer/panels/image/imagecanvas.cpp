@@ -28,6 +28,14 @@ void CImageCanvas::setPlaceholder(const QString& text)
     update();
 }
 
+void CImageCanvas::setMark(const QString& text)
+{
+    if (text == m_mark)
+        return;
+    m_mark = text;
+    update();
+}
+
 void CImageCanvas::setFitToWindow(bool fit)
 {
     m_fit = fit;
@@ -66,6 +74,20 @@ void CImageCanvas::paintEvent(QPaintEvent* event)
     for (const QRect& part : around)
         painter.fillRect(part, palette().dark());
     painter.drawImage(target, m_image);
+    if (!m_mark.isEmpty()) {
+        // A band across the top of the visible picture, readable on any image.
+        QFont font = painter.font();
+        font.setBold(true);
+        font.setPointSizeF(font.pointSizeF() * 1.3);
+        painter.setFont(font);
+        const QRect visible = target.intersected(visibleRegion().boundingRect());
+        const QRect band(visible.left(), visible.top(), visible.width(), painter.fontMetrics().height() * 2);
+        painter.fillRect(band, QColor(0, 0, 0, 170));
+        painter.setPen(Qt::white);
+        const QRect text = band.adjusted(8, 0, -8, 0);
+        painter.drawText(text, Qt::AlignCenter | Qt::TextSingleLine,
+                         painter.fontMetrics().elidedText(m_mark, Qt::ElideRight, text.width()));
+    }
 }
 
 void CImageCanvas::mouseMoveEvent(QMouseEvent* event)

@@ -6,16 +6,21 @@
 namespace Viewer {
 
 // Paints the picture, fitted to the widget with its aspect kept or at its own size, and a text
-// in its place while there is none. Tells which pixel of the picture the cursor is over.
+// in its place while there is none. A mark over the picture says that it is not live any more
+// ("Stopped", "Lost"). Tells which pixel of the picture the cursor is over.
 class CImageCanvas : public QWidget
 {
     Q_OBJECT
+    Q_PROPERTY(QString mark READ mark)
 public:
     explicit CImageCanvas(QWidget* parent = nullptr);
 
     void setImage(const QImage& image);
     const QImage& image() const { return m_image; }
     void setPlaceholder(const QString& text);
+    // A banner over the picture; empty for none.
+    void setMark(const QString& text);
+    const QString& mark() const { return m_mark; }
     void setFitToWindow(bool fit);
     bool fitsToWindow() const { return m_fit; }
     QSize sizeHint() const override;
@@ -34,6 +39,7 @@ private:
 
     QImage m_image;
     QString m_placeholder;
+    QString m_mark;
     bool m_fit = true;
 };
 

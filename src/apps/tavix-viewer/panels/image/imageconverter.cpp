@@ -1,8 +1,6 @@
 #include "imageconverter.h"
 
-#include <failureof.h>
-
-#include <core/exception/exceptions.h>
+#include <snapshotwriter.h>
 
 #include <QMutexLocker>
 
@@ -28,11 +26,6 @@ bool CImageConverter::offer(const CameraInfoPtr& camera, const Tavix::CGrabResul
     return true;
 }
 
-void CImageConverter::forgetLayout()
-{
-    m_layoutStale.store(true);
-}
-
 CConvertedImage CImageConverter::takeLatest()
 {
     m_posted.store(false);
@@ -43,19 +36,14 @@ CConvertedImage CImageConverter::takeLatest()
 void CImageConverter::convert(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result)
 {
     QString error;
-    if ((m_layoutStale.exchange(false) || m_ptrLayoutCamera != camera) && !readLayout(camera, error)) {
-        // Read again with the next image: the camera may have been busy.
-        m_layoutStale.store(true);
-        fail(error);
-        return;
-    }
     const uchar* pixels = nullptr;
     size_t size = 0;
-    if (!pixelsOf(camera, result, pixels, size, error)) {
+    Tavix::ImageShape shape;
+    if (!pixelsOf(camera, result, pixels, size, shape, error)) {
         fail(error);
         return;
     }
-    CConvertedImage image = CConvertedImage::convert(pixels, size, m_layout, error);
+    CConvertedImage image = CConvertedImage::convert(pixels, size, shape, error);
     if (image.isNull()) {
         fail(error);
         return;
@@ -64,42 +52,13 @@ void CImageConverter::convert(const CameraInfoPtr& camera, const Tavix::CGrabRes
     publish(std::move(image));
 }
 
-bool CImageConverter::readLayout(const CameraInfoPtr& camera, QString& error)
-{
-    m_ptrLayoutCamera = camera;
-    m_layout = {};
-    const QString failure = failureOf([&] {
-        const auto& parameters = m_ptrServices->parameters;
-        m_layout.width = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/Width")).toInt();
-        m_layout.height = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/Height")).toInt();
-        m_layout.pixelFormat = parameters->getParameterText(camera, QStringLiteral("@CameraDevice/PixelFormat"));
-    });
-    if (!failure.isEmpty()) {
-        error = tr("The image layout of %1 can't be read: %2").arg(camera->getDisplayName(), failure);
-        return false;
-    }
-    m_layout.compressionMode = readOptional(camera, QStringLiteral("@CameraDevice/ImageCompressionMode"));
-    return true;
-}
-
-QString CImageConverter::readOptional(const CameraInfoPtr& camera, const QString& path)
-{
-    // A camera that doesn't compress has no such parameter.
-    try {
-        return m_ptrServices->parameters->getParameterText(camera, path);
-    } catch (const Core::Exception::BaseException&) {
-        return {};
-    } catch (const GenICam::GenericException&) {
-        return {};
-    }
-}
-
 bool CImageConverter::pixelsOf(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result, const uchar*& pixels,
-                               size_t& size, QString& error)
+                               size_t& size, Tavix::ImageShape& shape, QString& error)
 {
     pixels = static_cast<const uchar*>(result->GetBuffer());
     size = std::min(result->GetPayloadSize(), result->GetBufferSize());
-    if (!CSnapshotWriter::isCompressed(m_layout))
+    shape = result->GetImageShape();
+    if (!CSnapshotWriter::isCompressed(result))
         return true;
     const auto decompressor = m_ptrServices->decompressor ? m_ptrServices->decompressor->getImageDecompressor(camera) : nullptr;
     if (!decompressor) {
@@ -108,7 +67,7 @@ bool CImageConverter::pixelsOf(const CameraInfoPtr& camera, const Tavix::CGrabRe
     }
     // One buffer for every image of the grab: no allocation per image.
     QString reason;
-    const qint64 written = CSnapshotWriter::decompressInto(*decompressor, result, m_decompressed, reason);
+    const qint64 written = CSnapshotWriter::decompressInto(*decompressor, result, m_decompressed, shape, reason);
     if (written < 0) {
         error = tr("An image of %1 could not be decompressed: %2").arg(camera->getDisplayName(), reason);
         return false;

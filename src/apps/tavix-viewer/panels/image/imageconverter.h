@@ -11,10 +11,10 @@
 
 namespace Viewer {
 
-// Turns camera images into pictures on a thread of its own: it reads the image layout of a grab
-// through the parameter service, decompresses through the decompressor service, and converts.
-// It takes one image at a time; the GUI is told of the newest picture by one signal, never more
-// than one waiting.
+// Turns camera images into pictures on a thread of its own: each image is read by the shape it
+// came with, decompressed through the decompressor service when it says it is compressed, and
+// converted. It takes one image at a time; the GUI is told of the newest picture by one signal,
+// never more than one waiting.
 class CImageConverter : public QObject
 {
     Q_OBJECT
@@ -26,8 +26,6 @@ public:
 
     // On the grab thread: queues the image unless one is under way. Never waits.
     bool offer(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result);
-    // Any thread: the layout is read again before the next image (a new grab may change it).
-    void forgetLayout();
     // On the GUI thread, after imageReady(): the newest picture, given up by the converter.
     CConvertedImage takeLatest();
 
@@ -38,21 +36,17 @@ signals:
 
 private:
     void convert(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result);
-    bool readLayout(const CameraInfoPtr& camera, QString& error);
-    QString readOptional(const CameraInfoPtr& camera, const QString& path);
-    // The pixels of the image, decompressed into m_decompressed when the camera compresses.
+    // The pixels of the image and their shape, decompressed into m_decompressed when the image
+    // is compressed.
     bool pixelsOf(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result, const uchar*& pixels,
-                  size_t& size, QString& error);
+                  size_t& size, Tavix::ImageShape& shape, QString& error);
     void publish(CConvertedImage image);
     void fail(const QString& reason);
 
     const QSharedPointer<const CClientServices> m_ptrServices;
     std::atomic<bool> m_busy{false};
-    std::atomic<bool> m_layoutStale{true};
     std::atomic<bool> m_posted{false};
     // Only the converter's thread touches these.
-    CConvertedImage::Layout m_layout;
-    CameraInfoPtr m_ptrLayoutCamera;
     QString m_reportedError;
     QByteArray m_decompressed;
     QMutex m_latestMutex;

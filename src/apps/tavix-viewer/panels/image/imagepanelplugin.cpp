@@ -11,7 +11,7 @@
 
 namespace Viewer {
 
-QSharedPointer<IViewerPanel> CImagePanelPlugin::createPanel(QSharedPointer<const CClientServices> services)
+QSharedPointer<IViewerPanel> CImagePanelPlugin::createPanel(QSharedPointer<const CViewerServices> services)
 {
     // The Camera menu's entry acts on whichever widget the window made; it may come first.
     auto widget = std::make_shared<QPointer<CImagePanelWidget>>();

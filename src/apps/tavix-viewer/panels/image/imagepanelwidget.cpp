@@ -4,8 +4,16 @@
 #include "imageconverter.h"
 #include "imageobserver.h"
 
+#include <cameraname.h>
+#include <shownformats.h>
+
 #include <QAction>
 #include <QActionGroup>
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStandardPaths>
 #include <QFileDialog>
 #include <QImageWriter>
 #include <QLabel>
@@ -19,7 +27,7 @@ namespace Viewer {
 
 using Plugin::OptiRoster::ICameraStatusService;
 
-CImagePanelWidget::CImagePanelWidget(QSharedPointer<const CClientServices> services, QWidget* parent)
+CImagePanelWidget::CImagePanelWidget(QSharedPointer<const CViewerServices> services, QWidget* parent)
     : QWidget(parent)
     , m_ptrServices(std::move(services))
     , m_pConverterThread(new QThread(this))
@@ -70,15 +78,34 @@ CImagePanelWidget::CImagePanelWidget(QSharedPointer<const CClientServices> servi
     connect(status, &ICameraStatusService::activeDeviceChanged, this, &CImagePanelWidget::setActiveDevice);
     connect(status, &ICameraStatusService::cameraGrabStart, this, &CImagePanelWidget::onGrabStarting);
     connect(status, &ICameraStatusService::cameraGrabStarted, this, &CImagePanelWidget::onGrabStarting);
-    connect(status, &ICameraStatusService::cameraGrabStopped, this, &CImagePanelWidget::updatePlaceholder);
+    connect(status, &ICameraStatusService::cameraGrabStopped, this, &CImagePanelWidget::onGrabStopped);
+    connect(status, &ICameraStatusService::cameraConnectionLost, this, &CImagePanelWidget::onConnectionLost);
     m_ptrServices->notifier->addObserver(m_pObserver.get());
+    connectHeldCameras();
     setActiveDevice(m_ptrServices->status->getActiveDevice());
+}
+
+void CImagePanelWidget::connectHeldCameras()
+{
+    CHeldCameras* held = m_ptrServices->heldCameras.data();
+    if (!held)
+        return;
+    connect(held, &CHeldCameras::cameraGrabStarted, this, &CImagePanelWidget::onGrabStarting);
+    connect(held, &CHeldCameras::cameraGrabStopped, this, &CImagePanelWidget::onGrabStopped);
+    connect(held, &CHeldCameras::cameraConnectionLost, this, &CImagePanelWidget::onConnectionLost);
+    connect(held, &CHeldCameras::heldChanged, this, [this](const CameraInfoPtr& camera) {
+        if (camera == m_ptrCamera)
+            updatePlaceholder();
+    });
+    held->addObserver(m_pObserver.get());
 }
 
 CImagePanelWidget::~CImagePanelWidget()
 {
     if (m_ptrServices->notifier)
         m_ptrServices->notifier->removeObserver(m_pObserver.get());
+    if (m_ptrServices->heldCameras)
+        m_ptrServices->heldCameras->removeObserver(m_pObserver.get());
     // The converter goes as its thread finishes, and with it an image still queued for it and
     // the SDK's buffer that image holds.
     m_pConverterThread->quit();
@@ -112,6 +139,11 @@ void CImagePanelWidget::createToolBar()
     m_pSnapshotAction->setObjectName(QStringLiteral("saveSnapshot"));
     m_pSnapshotAction->setToolTip(tr("Save the shown image as PNG"));
     m_pSnapshotAction->setEnabled(false);
+    m_pSnapshotSaved = new QLabel(toolBar);
+    m_pSnapshotSaved->setObjectName(QStringLiteral("snapshotSaved"));
+    m_pSnapshotSaved->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_pSnapshotSaved->setContentsMargins(8, 0, 8, 0);
+    toolBar->addWidget(m_pSnapshotSaved);
 }
 
 void CImagePanelWidget::setFitToWindow(bool fit)
@@ -127,7 +159,6 @@ void CImagePanelWidget::setActiveDevice(const DeviceBaseInfoPtr& device)
 {
     m_ptrCamera = device.dynamicCast<Core::OptiRosterComponents::ICameraInfo>();
     m_pObserver->setCamera(m_ptrCamera.data());
-    m_pConverter->forgetLayout();
     m_pMessage->hide();
     clearImage();
 }
@@ -136,9 +167,27 @@ void CImagePanelWidget::onGrabStarting(const CameraInfoPtr& camera)
 {
     if (camera != m_ptrCamera)
         return;
-    m_pConverter->forgetLayout();
     m_pMessage->hide();
+    m_pCanvas->setMark({});
     updatePlaceholder();
+}
+
+void CImagePanelWidget::onGrabStopped(const CameraInfoPtr& camera)
+{
+    if (camera != m_ptrCamera)
+        return;
+    // The picture stays for a look, marked as the grab's last.
+    if (m_pCanvas->mark().isEmpty())
+        m_pCanvas->setMark(tr("Stopped: the grab's last image"));
+    updatePlaceholder();
+}
+
+void CImagePanelWidget::onConnectionLost(const CameraInfoPtr& camera)
+{
+    if (camera != m_ptrCamera)
+        return;
+    m_pCanvas->setMark(tr("Lost: the last image before it stopped answering"));
+    m_pCanvas->setPlaceholder(tr("%1 was lost: it stopped answering.").arg(camera->getDisplayName()));
 }
 
 void CImagePanelWidget::showLatest()
@@ -187,11 +236,26 @@ void CImagePanelWidget::updatePlaceholder()
 void CImagePanelWidget::clearImage()
 {
     m_shown = CConvertedImage();
+    m_pCanvas->setMark({});
     m_pCanvas->setImage({});
     m_pPixelValue->clear();
     m_pSnapshotAction->setEnabled(false);
     setFitToWindow(m_pFitAction->isChecked());
     updatePlaceholder();
+}
+
+QString CImagePanelWidget::suggestedSnapshotName() const
+{
+    QString camera = m_ptrCamera ? cameraName(*m_ptrCamera) : tr("camera");
+    // A name every file system takes.
+    camera.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9.-]+")), QStringLiteral("_"));
+    camera.remove(QRegularExpression(QStringLiteral("^_+|_+$")));
+    const Tavix::ImageShape& shape = m_shown.shape();
+    return QStringLiteral("%1_%2x%3_%4_%5.png")
+        .arg(camera)
+        .arg(shape.width)
+        .arg(shape.height)
+        .arg(pixelTypeText(shape.pixelType), QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")));
 }
 
 void CImagePanelWidget::saveSnapshot()
@@ -202,14 +266,24 @@ void CImagePanelWidget::saveSnapshot()
     }
     // The picture as it is now: the live image goes on while the dialog is open.
     const QImage snapshot = m_shown.snapshot();
-    QString file = QFileDialog::getSaveFileName(this, tr("Save Snapshot"), QString(), tr("PNG images (*.png)"));
+    if (m_snapshotFolder.isEmpty()) {
+        m_snapshotFolder = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+        if (m_snapshotFolder.isEmpty() || !QFileInfo(m_snapshotFolder).isDir())
+            m_snapshotFolder = QDir::homePath();
+    }
+    QString file = QFileDialog::getSaveFileName(this, tr("Save Snapshot"), QDir(m_snapshotFolder).filePath(suggestedSnapshotName()),
+                                                tr("PNG images (*.png)"));
     if (file.isEmpty())
         return;
     if (!file.endsWith(QLatin1String(".png"), Qt::CaseInsensitive))
         file += QLatin1String(".png");
     QImageWriter writer(file, "png");
-    if (!writer.write(snapshot))
+    if (!writer.write(snapshot)) {
         QMessageBox::warning(this, tr("Save Snapshot"), tr("The snapshot can't be written to %1: %2").arg(file, writer.errorString()));
+        return;
+    }
+    m_snapshotFolder = QFileInfo(file).absolutePath();
+    m_pSnapshotSaved->setText(tr("Saved %1 (%2 x %3)").arg(QDir::toNativeSeparators(file)).arg(snapshot.width()).arg(snapshot.height()));
 }
 
 } // namespace Viewer

@@ -2,7 +2,7 @@
 
 #include "convertedimage.h"
 
-#include <clientservices.h>
+#include <viewerservices.h>
 
 #include <QWidget>
 
@@ -21,8 +21,11 @@ class CImageObserver;
 
 // The live image of the active camera: an observer on the grab thread picks at most the
 // screen's rate of images, a converter on a thread of its own turns them into pictures, and
-// the newest is shown. Zoom to fit or 1:1 with scrolling, the camera's value of the pixel under
-// the cursor, and a snapshot of the shown picture as PNG.
+// the newest is shown. Once the grab stops or the camera is lost, the last picture stays with a
+// mark that says so. Zoom to fit or 1:1 with scrolling, the camera's value of the pixel under
+// the cursor, and a snapshot of the shown picture as PNG. A camera this viewer holds in
+// exclusive use is shown from the viewer's own record of it, since the roster doesn't pass its
+// images on.
 class CImagePanelWidget : public QWidget
 {
     Q_OBJECT
@@ -33,7 +36,7 @@ public:
     using DeviceBaseInfoPtr = Core::OptiRosterComponents::DeviceBaseInfoPtr;
     using CameraInfoPtr = Core::OptiRosterComponents::CameraInfoPtr;
 
-    explicit CImagePanelWidget(QSharedPointer<const CClientServices> services, QWidget* parent = nullptr);
+    explicit CImagePanelWidget(QSharedPointer<const CViewerServices> services, QWidget* parent = nullptr);
     ~CImagePanelWidget() override;
 
     qulonglong displayedImages() const { return m_displayed; }
@@ -45,8 +48,13 @@ public slots:
 
 private:
     void createToolBar();
+    void connectHeldCameras();
     void setActiveDevice(const DeviceBaseInfoPtr& device);
     void onGrabStarting(const CameraInfoPtr& camera);
+    void onGrabStopped(const CameraInfoPtr& camera);
+    void onConnectionLost(const CameraInfoPtr& camera);
+    // The name a snapshot is offered under: camera, size, pixel format and time.
+    QString suggestedSnapshotName() const;
     void showLatest();
     void showPixel(const QPoint& pixel);
     void showMessage(const QString& text);
@@ -54,18 +62,20 @@ private:
     void updatePlaceholder();
     void clearImage();
 
-    const QSharedPointer<const CClientServices> m_ptrServices;
+    const QSharedPointer<const CViewerServices> m_ptrServices;
     CameraInfoPtr m_ptrCamera;
     QThread* m_pConverterThread;
     CImageConverter* m_pConverter;
     std::unique_ptr<CImageObserver> m_pObserver;
     CConvertedImage m_shown;
     QPoint m_hovered{-1, -1};
+    QString m_snapshotFolder;
     qulonglong m_displayed = 0;
     QScrollArea* m_pScrollArea;
     CImageCanvas* m_pCanvas;
     QLabel* m_pPixelValue;
     QLabel* m_pMessage;
+    QLabel* m_pSnapshotSaved = nullptr;
     QAction* m_pFitAction = nullptr;
     QAction* m_pActualSizeAction = nullptr;
     QAction* m_pSnapshotAction = nullptr;

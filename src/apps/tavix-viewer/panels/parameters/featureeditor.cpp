@@ -1,16 +1,19 @@
 #include "featureeditor.h"
 
-#include "int64validator.h"
+#include "numberbox.h"
 
+#include <shownformats.h>
+
+#include <QAbstractScrollArea>
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QComboBox>
-#include <QDoubleSpinBox>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalBlocker>
-#include <QSpinBox>
 
 #include <limits>
 
@@ -18,9 +21,22 @@ namespace Viewer {
 
 namespace {
 
-bool fitsInt(qint64 value)
+bool isInteger(const CFeatureSnapshot& feature)
 {
-    return value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max();
+    return feature.type == GenApi::intfIInteger;
+}
+
+// How far value lies past the last step from minimum (value >= minimum), without an overflow
+// for limits as far apart as 64 bits allow.
+qint64 stepRemainder(qint64 value, qint64 minimum, qint64 increment)
+{
+    return qint64((quint64(value) - quint64(minimum)) % quint64(increment));
+}
+
+// A float's limits in the shortest form that is still exact enough to read.
+QString number(double value)
+{
+    return QString::number(value, 'g', 12);
 }
 
 } // namespace
@@ -33,9 +49,27 @@ CFeatureEditor::CFeatureEditor(const CFeatureSnapshot& feature, QWidget* parent)
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     m_pEditor = createEditor();
-    m_pEditor->setToolTip(feature.path);
+    m_pEditor->setToolTip(toolTipText());
+    // The wheel over an editor scrolls the list, unless a person has clicked into the editor.
+    m_pEditor->setFocusPolicy(m_pEditor->focusPolicy() == Qt::NoFocus ? Qt::NoFocus : Qt::StrongFocus);
+    m_pEditor->installEventFilter(this);
     layout->addWidget(m_pEditor);
     showFeature(feature);
+}
+
+bool CFeatureEditor::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::Wheel && watched == m_pEditor && !m_pEditor->hasFocus()) {
+        // The list around scrolls instead.
+        for (QWidget* parent = parentWidget(); parent; parent = parent->parentWidget()) {
+            if (auto* list = qobject_cast<QAbstractScrollArea*>(parent)) {
+                QCoreApplication::sendEvent(list->viewport(), event);
+                break;
+            }
+        }
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 QWidget* CFeatureEditor::createEditor()
@@ -55,9 +89,8 @@ QWidget* CFeatureEditor::createEditor()
     }
     switch (m_feature.type) {
     case GenApi::intfIInteger:
-        return createIntegerEditor();
     case GenApi::intfIFloat:
-        return createFloatEditor();
+        return createNumberEditor();
     case GenApi::intfIEnumeration:
         return createEnumerationEditor();
     case GenApi::intfIBoolean: {
@@ -71,49 +104,86 @@ QWidget* CFeatureEditor::createEditor()
     }
 }
 
-QWidget* CFeatureEditor::createIntegerEditor()
+QWidget* CFeatureEditor::createNumberEditor()
 {
-    if (fitsInt(m_feature.intMin) && fitsInt(m_feature.intMax)) {
-        auto* box = new QSpinBox(this);
-        box->setRange(int(m_feature.intMin), int(m_feature.intMax));
-        box->setSingleStep(int(qMin<qint64>(m_feature.intInc, std::numeric_limits<int>::max())));
-        // One write when a person has finished typing, and one for each step of the arrows.
-        box->setKeyboardTracking(false);
-        connect(box, QOverload<int>::of(&QSpinBox::valueChanged), this, [this, box](int value) {
-            const qint64 snapped = snapToIncrement(value);
-            if (snapped != value) {
-                const QSignalBlocker blocker(box);
-                box->setValue(int(snapped));
-            }
-            requestWrite(QString::number(snapped));
-        });
-        return box;
-    }
-    auto* line = new QLineEdit(this);
-    line->setValidator(new CInt64Validator(m_feature.intMin, m_feature.intMax, line));
-    connect(line, &QLineEdit::editingFinished, this, [this, line] {
-        const qint64 snapped = snapToIncrement(line->text().toLongLong());
-        line->setText(QString::number(snapped));
-        requestWrite(line->text());
+    auto* box = isInteger(m_feature) ? new CNumberBox(m_feature.intMin, m_feature.intMax, m_feature.intInc, this)
+                                     : new CNumberBox(m_feature.floatMin, m_feature.floatMax, this);
+    connect(box, &CNumberBox::committed, this, [this, box](const QString& text) {
+        const QString refusal = refusalOf(text);
+        if (refusal.isEmpty()) {
+            requestWrite(text);
+            return;
+        }
+        // Nothing is written: the box shows the camera's value again, and the person why.
+        box->showValue(m_feature.value);
+        emit writeRefused(m_feature.path, refusal);
     });
-    return line;
+    return box;
 }
 
-QWidget* CFeatureEditor::createFloatEditor()
+QString CFeatureEditor::rangeText() const
 {
-    auto* box = new QDoubleSpinBox(this);
-    box->setDecimals(3);
-    box->setRange(m_feature.floatMin, m_feature.floatMax);
-    box->setKeyboardTracking(false);
-    connect(box, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
-            [this](double value) { requestWrite(QString::number(value, 'g', 12)); });
-    return box;
+    const QString unit = m_feature.unit.isEmpty() ? QString() : QLatin1Char(' ') + m_feature.unit;
+    if (isInteger(m_feature)) {
+        const bool bounded = m_feature.intMin != std::numeric_limits<qint64>::min()
+                             || m_feature.intMax != std::numeric_limits<qint64>::max();
+        const QString range = bounded ? tr("%1 to %2").arg(m_feature.intMin).arg(m_feature.intMax) : tr("any whole number");
+        return m_feature.intInc > 1 ? tr("%1 in steps of %2%3").arg(range).arg(m_feature.intInc).arg(unit) : range + unit;
+    }
+    if (m_feature.type == GenApi::intfIFloat)
+        return tr("%1 to %2%3").arg(number(m_feature.floatMin), number(m_feature.floatMax), unit);
+    return {};
+}
+
+QString CFeatureEditor::refusalOf(const QString& text) const
+{
+    const QString takes = tr("%1 takes %2.").arg(m_feature.name, rangeText());
+    if (isInteger(m_feature)) {
+        bool ok = false;
+        const qint64 value = text.toLongLong(&ok);
+        if (!ok)
+            return tr("%1 is not a whole number: %2").arg(text, takes);
+        if (value < m_feature.intMin || value > m_feature.intMax)
+            return tr("%1 is out of range: %2").arg(text, takes);
+        const qint64 offGrid = stepRemainder(value, m_feature.intMin, m_feature.intInc);
+        if (offGrid != 0)
+            return tr("%1 is off the increment: %2 The nearest are %3 and %4.")
+                .arg(text, takes)
+                .arg(value - offGrid)
+                .arg(value - offGrid + m_feature.intInc);
+        return {};
+    }
+    bool ok = false;
+    const double value = text.toDouble(&ok);
+    if (!ok)
+        return tr("%1 is not a number: %2").arg(text, takes);
+    if (value < m_feature.floatMin || value > m_feature.floatMax)
+        return tr("%1 is out of range: %2").arg(text, takes);
+    return {};
+}
+
+QString CFeatureEditor::toolTipText() const
+{
+    const QString range = rangeText();
+    return range.isEmpty() ? m_feature.path : tr("%1\nTakes %2").arg(m_feature.path, range);
 }
 
 QWidget* CFeatureEditor::createEnumerationEditor()
 {
     auto* box = new QComboBox(this);
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box->setMinimumContentsLength(6);
     box->addItems(m_feature.entries);
+    if (m_feature.name == QLatin1String("PixelFormat")) {
+        // A format the viewer can't show is there to be chosen, for other clients, but looks it.
+        for (int i = 0; i < box->count(); ++i) {
+            const QString reason = whyPixelFormatCantBeShown(box->itemText(i));
+            if (reason.isEmpty())
+                continue;
+            box->setItemData(i, palette().brush(QPalette::Disabled, QPalette::Text), Qt::ForegroundRole);
+            box->setItemData(i, reason, Qt::ToolTipRole);
+        }
+    }
     connect(box, QOverload<int>::of(&QComboBox::activated), this, [this, box](int index) { requestWrite(box->itemText(index)); });
     return box;
 }
@@ -123,16 +193,6 @@ QWidget* CFeatureEditor::createTextEditor()
     auto* line = new QLineEdit(this);
     connect(line, &QLineEdit::editingFinished, this, [this, line] { requestWrite(line->text()); });
     return line;
-}
-
-qint64 CFeatureEditor::snapToIncrement(qint64 value) const
-{
-    const qint64 inc = m_feature.intInc;
-    if (inc <= 1 || value < m_feature.intMin)
-        return value;
-    const qint64 steps = (value - m_feature.intMin + inc / 2) / inc;
-    const qint64 snapped = m_feature.intMin + steps * inc;
-    return snapped > m_feature.intMax ? snapped - inc : snapped;
 }
 
 void CFeatureEditor::requestWrite(const QString& value)
@@ -155,14 +215,12 @@ void CFeatureEditor::showValue(const QString& value)
     const QSignalBlocker blocker(m_pEditor);
     if (auto* label = qobject_cast<QLabel*>(m_pEditor))
         label->setText(m_feature.access == GenApi::NA ? tr("(not available)") : value);
-    else if (auto* spin = qobject_cast<QSpinBox*>(m_pEditor))
-        spin->setValue(value.toInt());
-    else if (auto* spin = qobject_cast<QDoubleSpinBox*>(m_pEditor))
-        spin->setValue(value.toDouble());
+    else if (auto* box = qobject_cast<CNumberBox*>(m_pEditor))
+        box->showValue(value);
     else if (auto* combo = qobject_cast<QComboBox*>(m_pEditor))
         combo->setCurrentText(value);
-    else if (auto* box = qobject_cast<QCheckBox*>(m_pEditor))
-        box->setChecked(value == QLatin1String("true") || value == QLatin1String("1"));
+    else if (auto* check = qobject_cast<QCheckBox*>(m_pEditor))
+        check->setChecked(value == QLatin1String("true") || value == QLatin1String("1"));
     else if (auto* line = qobject_cast<QLineEdit*>(m_pEditor))
         line->setText(value);
 }

@@ -6,10 +6,13 @@
 
 namespace Viewer {
 
-// The editor of one feature, its kind chosen by the feature's type: a spin box or a checked line
-// for integers, a double spin box for floats, a combo box for enumerations, a check box for
-// booleans, a line for strings, a button for commands, and plain text when the feature can't
-// be written. It asks for a write when a person changes the value, and shows what it is told.
+// The editor of one feature, its kind chosen by the feature's type: a number box for integers
+// and floats, a combo box for enumerations, a check box for booleans, a line for strings, a
+// button for commands, and plain text when the feature can't be written. It asks for a write when
+// a person changes the value, and shows what it is told. A typed number out of the feature's range
+// or off its increment is refused with the range and increment named, and never written; the
+// tooltip gives the range, increment and unit. The mouse wheel over an editor without focus
+// scrolls the list instead of changing the value.
 class CFeatureEditor : public QWidget
 {
     Q_OBJECT
@@ -21,19 +24,27 @@ public:
     void showFeature(const CFeatureSnapshot& feature);
     // Shows a value read back after a write.
     void showValue(const QString& value);
+    // What the feature takes: "16 to 1920 in steps of 4 px", "any value".
+    QString rangeText() const;
 
 signals:
     void writeRequested(const QString& path, const QString& value);
     void executeRequested(const QString& path);
+    // A value the editor refused before asking the camera, and why.
+    void writeRefused(const QString& path, const QString& reason);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     QWidget* createEditor();
-    QWidget* createIntegerEditor();
-    QWidget* createFloatEditor();
+    QWidget* createNumberEditor();
     QWidget* createEnumerationEditor();
     QWidget* createTextEditor();
     void requestWrite(const QString& value);
-    qint64 snapToIncrement(qint64 value) const;
+    // Empty when the typed number is one the feature takes, the reason otherwise.
+    QString refusalOf(const QString& text) const;
+    QString toolTipText() const;
 
     CFeatureSnapshot m_feature;
     QWidget* m_pEditor = nullptr;

@@ -17,9 +17,11 @@ void readLimits(CFeatureSnapshot& feature, const GenApi::INode& node)
         feature.intMin = integer->GetMin();
         feature.intMax = integer->GetMax();
         feature.intInc = qMax<qint64>(1, integer->GetInc());
+        feature.unit = text(integer->GetUnit());
     } else if (const auto* floating = dynamic_cast<const GenApi::IFloat*>(&node)) {
         feature.floatMin = floating->GetMin();
         feature.floatMax = floating->GetMax();
+        feature.unit = text(floating->GetUnit());
     } else if (const auto* enumeration = dynamic_cast<const GenApi::IEnumeration*>(&node)) {
         GenApi::gcstring_vector symbolics;
         enumeration->GetSymbolics(symbolics);
@@ -70,7 +72,7 @@ bool CFeatureSnapshot::sameKind(const CFeatureSnapshot& other) const
 {
     return path == other.path && type == other.type && access == other.access && entries == other.entries
            && intMin == other.intMin && intMax == other.intMax && intInc == other.intInc && floatMin == other.floatMin
-           && floatMax == other.floatMax;
+           && floatMax == other.floatMax && unit == other.unit;
 }
 
 } // namespace Viewer

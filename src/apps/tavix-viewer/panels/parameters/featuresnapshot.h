@@ -40,6 +40,7 @@ public:
     qint64 intInc = 1;
     double floatMin = 0.0;
     double floatMax = 0.0;
+    QString unit; // of an integer or a float; may be empty
     QStringList entries;
 };
 

@@ -25,7 +25,7 @@ struct CReadResult
 
 } // namespace
 
-CParameterAccess::CParameterAccess(QSharedPointer<const CClientServices> services, QObject* parent)
+CParameterAccess::CParameterAccess(QSharedPointer<const CViewerServices> services, QObject* parent)
     : QObject(parent)
     , m_ptrServices(std::move(services))
 {
@@ -33,15 +33,28 @@ CParameterAccess::CParameterAccess(QSharedPointer<const CClientServices> service
 
 CParameterAccess::~CParameterAccess() = default;
 
+std::function<CParameterAccess::CollectionPtr()> CParameterAccess::collectionOf(const DeviceBaseInfoPtr& device) const
+{
+    if (const auto held = m_ptrServices->heldCameras ? m_ptrServices->heldCameras->camera(device) : nullptr)
+        return [held] { return held->getParameterCollection(); };
+    const auto services = m_ptrServices;
+    return [services, device]() -> CollectionPtr {
+        const auto collection = services->parameters ? services->parameters->findParameterCollection(device) : nullptr;
+        if (!collection)
+            throw Core::Exception::ArgumentException(tr("No parameters are known for %1.").arg(device->getDisplayName()));
+        return collection;
+    };
+}
+
 int CParameterAccess::read(const DeviceBaseInfoPtr& device)
 {
     const int ticket = ++m_lastTicket;
-    const auto services = m_ptrServices;
+    const auto find = collectionOf(device);
     m_worker.run<CReadResult>(
         [=] {
             CReadResult result;
             result.error = failureOf([&] {
-                const auto collection = services->parameters ? services->parameters->findParameterCollection(device) : nullptr;
+                const CollectionPtr collection = find();
                 if (!collection)
                     throw Core::Exception::ArgumentException(tr("No parameters are known for %1.").arg(device->getDisplayName()));
                 // The device may close on another thread meanwhile; its state counts us as inside.
@@ -54,15 +67,28 @@ int CParameterAccess::read(const DeviceBaseInfoPtr& device)
     return ticket;
 }
 
-void CParameterAccess::runWrite(const DeviceBaseInfoPtr& device, const QString& path, std::function<QString()> work)
+void CParameterAccess::runWrite(const DeviceBaseInfoPtr& device, const QString& path,
+                                std::function<void(ParameterCollection::CParameterCollection&)> work)
 {
-    const auto services = m_ptrServices;
+    const auto find = collectionOf(device);
     m_worker.run<CWriteResult>(
         [=] {
             CWriteResult result;
-            result.error = work();
+            CollectionPtr collection;
+            result.error = failureOf([&] {
+                collection = find();
+                if (!collection)
+                    throw Core::Exception::ArgumentException(tr("No parameters are known for %1.").arg(device->getDisplayName()));
+                work(*collection);
+            });
             // What the camera holds now, whether it took the value or not.
-            failureOf([&] { result.readBack = services->parameters->getParameterText(device, path); });
+            if (collection) {
+                failureOf([&] {
+                    const auto parameter = collection->getParameter(path);
+                    if (parameter && parameter->isReadable())
+                        result.readBack = parameter->toString();
+                });
+            }
             return result;
         },
         [=](const CWriteResult& result) { emit written(device, path, result.error, result.readBack); });
@@ -70,21 +96,21 @@ void CParameterAccess::runWrite(const DeviceBaseInfoPtr& device, const QString& 
 
 void CParameterAccess::write(const DeviceBaseInfoPtr& device, const QString& path, const QString& value)
 {
-    const auto services = m_ptrServices;
-    runWrite(device, path, [=] { return failureOf([&] { services->parameters->setParameterText(device, path, value); }); });
+    runWrite(device, path, [=](ParameterCollection::CParameterCollection& collection) {
+        const auto parameter = collection.getParameter(path);
+        if (!parameter)
+            throw Core::Exception::ArgumentException(tr("The parameter '%1' is not available.").arg(path));
+        parameter->fromString(value);
+    });
 }
 
 void CParameterAccess::execute(const DeviceBaseInfoPtr& device, const QString& path)
 {
-    const auto services = m_ptrServices;
-    runWrite(device, path, [=] {
-        return failureOf([&] {
-            const auto collection = services->parameters->findParameterCollection(device);
-            const auto command = collection ? collection->getCommandParameter(path) : nullptr;
-            if (!command)
-                throw Core::Exception::ArgumentException(tr("The command '%1' is not available.").arg(path));
-            command->execute();
-        });
+    runWrite(device, path, [=](ParameterCollection::CParameterCollection& collection) {
+        const auto command = collection.getCommandParameter(path);
+        if (!command)
+            throw Core::Exception::ArgumentException(tr("The command '%1' is not available.").arg(path));
+        command->execute();
     });
 }
 

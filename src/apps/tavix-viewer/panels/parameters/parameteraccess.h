@@ -2,8 +2,8 @@
 
 #include "featuresnapshot.h"
 
-#include <clientservices.h>
 #include <serialworker.h>
+#include <viewerservices.h>
 
 #include <QObject>
 
@@ -13,14 +13,16 @@ namespace Viewer {
 
 // Reads the features of a device, writes features and runs commands, on a worker thread of its
 // own, one after the other in the order asked: each is camera access, and the GUI thread never
-// waits on a camera. Results come back on the GUI thread, by signals.
+// waits on a camera. Results come back on the GUI thread, by signals. A camera the viewer holds in
+// exclusive use is reached through the camera itself, since the roster's parameter service
+// doesn't lend it out.
 class CParameterAccess : public QObject
 {
     Q_OBJECT
 public:
     using DeviceBaseInfoPtr = Core::OptiRosterComponents::DeviceBaseInfoPtr;
 
-    explicit CParameterAccess(QSharedPointer<const CClientServices> services, QObject* parent = nullptr);
+    explicit CParameterAccess(QSharedPointer<const CViewerServices> services, QObject* parent = nullptr);
     // Waits for the work under way.
     ~CParameterAccess() override;
 
@@ -41,10 +43,15 @@ signals:
                  const QString& readBack);
 
 private:
-    // Runs a write's work, which returns the reason of a refusal or nothing, then reads back.
-    void runWrite(const DeviceBaseInfoPtr& device, const QString& path, std::function<QString()> work);
+    using CollectionPtr = QSharedPointer<ParameterCollection::CParameterCollection>;
+    // On the GUI thread: how the worker finds the device's parameters.
+    std::function<CollectionPtr()> collectionOf(const DeviceBaseInfoPtr& device) const;
+    // Runs a write's work on the collection, which returns the reason of a refusal or nothing,
+    // then reads back.
+    void runWrite(const DeviceBaseInfoPtr& device, const QString& path,
+                  std::function<void(ParameterCollection::CParameterCollection&)> work);
 
-    QSharedPointer<const CClientServices> m_ptrServices;
+    QSharedPointer<const CViewerServices> m_ptrServices;
     int m_lastTicket = 0;
     CSerialWorker m_worker; // last: it waits for the work under way before the rest goes
 };

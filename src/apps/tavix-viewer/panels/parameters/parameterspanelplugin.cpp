@@ -6,7 +6,7 @@
 
 namespace Viewer {
 
-QSharedPointer<IViewerPanel> CParametersPanelPlugin::createPanel(QSharedPointer<const CClientServices> services)
+QSharedPointer<IViewerPanel> CParametersPanelPlugin::createPanel(QSharedPointer<const CViewerServices> services)
 {
     return QSharedPointer<CWidgetPanel>::create(tr("Parameters"), EPanelPlace::Right, 10, [services](QWidget* parent) {
         return new CParametersWidget(services, parent);

@@ -6,6 +6,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStyle>
 #include <QTreeWidget>
@@ -20,9 +21,14 @@ constexpr int MaxFeatureWidth = 200;
 // The reason column shows the start of a reason; its tooltip and the message below show it whole.
 constexpr int ShownReasonLength = 40;
 
+bool isReset(const QString& path)
+{
+    return path.endsWith(QLatin1String("/DeviceReset"));
+}
+
 } // namespace
 
-CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> services, QWidget* parent)
+CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> services, QWidget* parent)
     : QWidget(parent)
     , m_ptrServices(std::move(services))
     , m_pAccess(new CParameterAccess(m_ptrServices, this))
@@ -38,10 +44,16 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> servi
     m_pRefresh->setToolTip(tr("Read every value from the device again"));
     m_pTree->setObjectName(QStringLiteral("parametersTree"));
     m_pTree->setHeaderLabels({tr("Feature"), tr("Value"), tr("Message")});
+    // The editors keep their room whatever a message says: the message column has a width of its
+    // own and shows the start of a message, its tooltip and the line below the whole of it.
     m_pTree->header()->setSectionResizeMode(FeatureColumn, QHeaderView::Interactive);
     m_pTree->header()->setSectionResizeMode(ValueColumn, QHeaderView::Stretch);
-    m_pTree->header()->setSectionResizeMode(ReasonColumn, QHeaderView::ResizeToContents);
+    m_pTree->header()->setSectionResizeMode(ReasonColumn, QHeaderView::Interactive);
     m_pTree->header()->setStretchLastSection(false);
+    m_pTree->header()->setMinimumSectionSize(fontMetrics().averageCharWidth() * 4);
+    m_pTree->setColumnWidth(ReasonColumn, fontMetrics().averageCharWidth() * 8 + style()->pixelMetric(QStyle::PM_SmallIconSize));
+    m_pTree->setTextElideMode(Qt::ElideRight);
+    m_pTree->viewport()->installEventFilter(this);
     m_pTree->setSelectionMode(QAbstractItemView::NoSelection);
     m_pMessage->setObjectName(QStringLiteral("parametersMessage"));
     m_pMessage->setWordWrap(true);
@@ -61,6 +73,16 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CClientServices> servi
     connect(status, &IDeviceStatusService::activeDeviceChanged, this, &CParametersWidget::follow);
     connect(status, &IDeviceStatusService::deviceOpened, this, &CParametersWidget::onDeviceOpened);
     connect(status, &IDeviceStatusService::deviceClosed, this, &CParametersWidget::onDeviceClosed);
+    connect(m_ptrServices->status.data(), &Plugin::OptiRoster::ICameraStatusService::cameraConnectionLost, this,
+            &CParametersWidget::onConnectionLost);
+    if (const CHeldCameras* held = m_ptrServices->heldCameras.data()) {
+        connect(held, &CHeldCameras::cameraConnectionLost, this, &CParametersWidget::onConnectionLost);
+        // Taken or given back, the camera is read anew: through itself or through the roster.
+        connect(held, &CHeldCameras::heldChanged, this, [this](const Core::OptiRosterComponents::CameraInfoPtr& camera) {
+            if (camera && camera == m_ptrServices->status->getActiveDevice())
+                follow(camera);
+        });
+    }
     connect(m_pRefresh, &QPushButton::clicked, this, &CParametersWidget::refresh);
     connect(m_pAccess, &CParameterAccess::featuresRead, this, &CParametersWidget::onFeaturesRead);
     connect(m_pAccess, &CParameterAccess::written, this, &CParametersWidget::onWritten);
@@ -74,6 +96,9 @@ void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
     m_ptrDevice.reset();
     if (!device)
         return clear(tr("No active device."));
+    if (device == m_ptrLostDevice)
+        return clear(tr("%1 was lost: it stopped answering. Its parameters show again once it is back and open.")
+                         .arg(device->getDisplayName()));
     if (!m_ptrServices->status->isDeviceOpen(device))
         return clear(tr("%1 is closed; open it to see its parameters.").arg(device->getDisplayName()));
     m_ptrDevice = device;
@@ -84,6 +109,8 @@ void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
 
 void CParametersWidget::onDeviceOpened(const DeviceBaseInfoPtr& device)
 {
+    if (device == m_ptrLostDevice)
+        m_ptrLostDevice.reset(); // back, and open again
     if (device && device == m_ptrServices->status->getActiveDevice())
         follow(device);
 }
@@ -92,6 +119,15 @@ void CParametersWidget::onDeviceClosed(const DeviceBaseInfoPtr& device)
 {
     if (device && device == m_ptrServices->status->getActiveDevice())
         follow(device);
+}
+
+void CParametersWidget::onConnectionLost(const Core::OptiRosterComponents::CameraInfoPtr& camera)
+{
+    if (!camera || camera != m_ptrServices->status->getActiveDevice())
+        return;
+    // The roster may tell of the close that follows a loss before the loss itself.
+    m_ptrLostDevice = camera;
+    follow(camera);
 }
 
 void CParametersWidget::clear(const QString& reason)
@@ -168,9 +204,27 @@ void CParametersWidget::rebuild(const QVector<CFeatureSnapshot>& features)
         addFeature(mapItem, feature);
     }
     m_pRefresh->setEnabled(!m_ptrDevice.isNull());
-    // Long feature names must not squeeze the editors out of a narrow dock.
     m_pTree->resizeColumnToContents(FeatureColumn);
-    m_pTree->setColumnWidth(FeatureColumn, qMin(m_pTree->columnWidth(FeatureColumn), MaxFeatureWidth));
+    m_featureWidth = qMin(m_pTree->columnWidth(FeatureColumn), MaxFeatureWidth);
+    fitColumns();
+}
+
+void CParametersWidget::fitColumns()
+{
+    // Long feature names must not squeeze the editors out of a narrow dock: the names give way
+    // first, down to a few characters, and the editors keep what they need to show a value.
+    // Room for a value of a dozen characters, and the arrows of a box.
+    const int editorWidth = fontMetrics().averageCharWidth() * 12 + style()->pixelMetric(QStyle::PM_ScrollBarExtent) * 2;
+    const int room = m_pTree->viewport()->width() - m_pTree->columnWidth(ReasonColumn) - editorWidth;
+    const int fewCharacters = fontMetrics().averageCharWidth() * 8;
+    m_pTree->setColumnWidth(FeatureColumn, qBound(fewCharacters, room, qMax(fewCharacters, m_featureWidth)));
+}
+
+bool CParametersWidget::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_pTree->viewport() && event->type() == QEvent::Resize)
+        fitColumns();
+    return QWidget::eventFilter(watched, event);
 }
 
 void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature)
@@ -186,10 +240,29 @@ void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnaps
         if (m_ptrDevice)
             m_pAccess->write(m_ptrDevice, path, value);
     });
-    connect(editor, &CFeatureEditor::executeRequested, this, [this](const QString& path) {
-        if (m_ptrDevice)
-            m_pAccess->execute(m_ptrDevice, path);
+    connect(editor, &CFeatureEditor::executeRequested, this, &CParametersWidget::execute);
+    connect(editor, &CFeatureEditor::writeRefused, this, [this](const QString& path, const QString& reason) {
+        setReason(path, reason);
+        m_pMessage->setText(tr("%1 refused: %2").arg(path, reason));
     });
+}
+
+void CParametersWidget::execute(const QString& path)
+{
+    if (!m_ptrDevice)
+        return;
+    if (isReset(path)) {
+        const DeviceBaseInfoPtr device = m_ptrDevice;
+        const auto answer = QMessageBox::question(
+            this, tr("Reset the Device"),
+            tr("Reset %1? It restarts: a running grab ends, the device vanishes for a while and comes back closed.")
+                .arg(device->getDisplayName()),
+            QMessageBox::Reset | QMessageBox::Cancel, QMessageBox::Cancel);
+        // The dialog's loop may have brought other news: the device may be gone already.
+        if (answer != QMessageBox::Reset || device != m_ptrDevice)
+            return;
+    }
+    m_pAccess->execute(m_ptrDevice, path);
 }
 
 void CParametersWidget::setReason(const QString& path, const QString& reason)
@@ -215,7 +288,8 @@ void CParametersWidget::onWritten(const DeviceBaseInfoPtr& device, const QString
         return;
     }
     // A write may change other features too (a width changes the payload size and offsets' limits).
-    if (!m_pAccess->isBusy())
+    // A reset takes the device away: there is nothing to read until it is back.
+    if (!m_pAccess->isBusy() && !isReset(path))
         read(true);
     m_pMessage->setText(readBack.isEmpty() ? tr("%1 done.").arg(path) : tr("%1 = %2").arg(path, readBack));
 }

@@ -2,7 +2,7 @@
 
 #include "featuresnapshot.h"
 
-#include <clientservices.h>
+#include <viewerservices.h>
 
 #include <QHash>
 #include <QWidget>
@@ -26,15 +26,21 @@ class CParametersWidget : public QWidget
 public:
     using DeviceBaseInfoPtr = Core::OptiRosterComponents::DeviceBaseInfoPtr;
 
-    explicit CParametersWidget(QSharedPointer<const CClientServices> services, QWidget* parent = nullptr);
+    explicit CParametersWidget(QSharedPointer<const CViewerServices> services, QWidget* parent = nullptr);
     ~CParametersWidget() override;
 
     QSize sizeHint() const override { return {400, 480}; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void follow(const DeviceBaseInfoPtr& device);
     void onDeviceOpened(const DeviceBaseInfoPtr& device);
     void onDeviceClosed(const DeviceBaseInfoPtr& device);
+    void onConnectionLost(const Core::OptiRosterComponents::CameraInfoPtr& camera);
+    // Runs a command, after asking a person first for one that restarts the device.
+    void execute(const QString& path);
     // Asks for every feature again; the answer comes to onFeaturesRead(). A quiet read leaves
     // the message below the tree alone unless it fails (after a write, which tells its own).
     void refresh();
@@ -48,9 +54,11 @@ private:
     void addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature);
     void onWritten(const DeviceBaseInfoPtr& device, const QString& path, const QString& error, const QString& readBack);
     void setReason(const QString& path, const QString& reason);
+    void fitColumns();
 
-    QSharedPointer<const CClientServices> m_ptrServices;
+    QSharedPointer<const CViewerServices> m_ptrServices;
     DeviceBaseInfoPtr m_ptrDevice; // the device shown, empty while none is open
+    DeviceBaseInfoPtr m_ptrLostDevice; // the last device lost, until it opens again
     CParameterAccess* m_pAccess;
     int m_awaitedRead = 0; // the ticket of the newest read asked for; older answers are stale
     bool m_quietRead = false;
@@ -58,6 +66,7 @@ private:
     QPushButton* m_pRefresh;
     QTreeWidget* m_pTree;
     QLabel* m_pMessage;
+    int m_featureWidth = 0; // what the longest feature name needs, within reason
     QHash<QString, CFeatureEditor*> m_editors;
     QHash<QString, QTreeWidgetItem*> m_items;
 };

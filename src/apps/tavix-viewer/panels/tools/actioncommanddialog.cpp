@@ -202,7 +202,14 @@ void CActionCommandDialog::showAnswers(const CActionAnswers& answers)
         const bool ok = result.status == 0;
         acknowledged += ok ? 1 : 0;
         m_pAnswers->setItem(row, 0, new QTableWidgetItem(QString::fromLatin1(result.deviceAddress)));
-        m_pAnswers->setItem(row, 1, new QTableWidgetItem(ok ? tr("acknowledged") : tr("refused")));
+        auto* answer = new QTableWidgetItem(ok ? tr("acknowledged (status 0)") : tr("refused (status %1)").arg(result.status));
+        // The roster passes on success or not; the camera's own code of a refusal stays in its log.
+        answer->setToolTip(ok ? tr("The camera carried the command out.")
+                              : tr("The camera answered with a status other than success (the roster reports every such "
+                                   "status as %1). Check the camera's device key, group key and group mask, and for a "
+                                   "scheduled command that its clock is synchronised.")
+                                    .arg(result.status));
+        m_pAnswers->setItem(row, 1, answer);
     }
     const QString text = answers.sent
                              ? tr("Sent; %n camera(s) answered, %1 acknowledged.", nullptr, answers.results.size()).arg(acknowledged)

@@ -1,5 +1,7 @@
 #include "defectpixeldialog.h"
 
+#include <cameraname.h>
+
 #include <failureof.h>
 #include <serialworker.h>
 
@@ -134,13 +136,6 @@ QTableWidget* createTable(const QString& name, QWidget* parent)
     return table;
 }
 
-// The display name, with the serial number when the name doesn't already hold it.
-QString cameraName(const CameraInfoPtr& camera)
-{
-    const QString name = camera->getDisplayName();
-    return name.contains(camera->getSerialNumber()) ? name : QStringLiteral("%1 (%2)").arg(name, camera->getSerialNumber());
-}
-
 } // namespace
 
 CDefectPixelDialog::CDefectPixelDialog(QSharedPointer<const CClientServices> services, QWidget* parent)
@@ -212,13 +207,16 @@ void CDefectPixelDialog::createWidgets()
 void CDefectPixelDialog::followActiveDevice()
 {
     m_ptrCamera = m_ptrServices->status->getActiveDevice().objectCast<Core::OptiRosterComponents::ICameraInfo>();
-    m_pCamera->setText(m_ptrCamera ? tr("Camera: %1").arg(cameraName(m_ptrCamera))
+    m_pCamera->setText(m_ptrCamera ? tr("Camera: %1").arg(cameraName(*m_ptrCamera))
                                    : tr("No active camera: set one in the device tree."));
     // The lists shown were another camera's.
     m_pFactory->setRowCount(0);
     m_pUser->setRowCount(0);
     showStatus(QString(), false);
     updateButtons();
+    // What the camera holds is shown at once, as a person opening the dialog expects to see it.
+    if (m_ptrCamera)
+        readLists();
 }
 
 void CDefectPixelDialog::readLists()
@@ -228,7 +226,7 @@ void CDefectPixelDialog::readLists()
     showStatus(tr("Reading..."), false);
     const auto services = m_ptrServices;
     const CameraInfoPtr camera = m_ptrCamera;
-    const QString name = cameraName(camera);
+    const QString name = cameraName(*camera);
     m_pWorker->run<CDefectLists>([services, camera] { return work(*services, camera, nullptr); },
                                  [this, name](const CDefectLists& lists) { showLists(name, lists); });
 }
@@ -252,7 +250,7 @@ void CDefectPixelDialog::writeUserList()
     showStatus(tr("Writing..."), false);
     const auto services = m_ptrServices;
     const CameraInfoPtr camera = m_ptrCamera;
-    const QString name = cameraName(camera);
+    const QString name = cameraName(*camera);
     emit logged(tr("%1: writing a user list of %n pixel(s)", nullptr, int(list.size())).arg(name));
     m_pWorker->run<CDefectLists>([services, camera, list] { return work(*services, camera, &list); },
                                  [this, name](const CDefectLists& lists) { showLists(name, lists); });

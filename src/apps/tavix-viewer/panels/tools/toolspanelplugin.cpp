@@ -59,7 +59,7 @@ QAction* createAction(const QString& text, const QString& name, QWidget* window,
 
 } // namespace
 
-QSharedPointer<IViewerPanel> CToolsPanelPlugin::createPanel(QSharedPointer<const CClientServices> services)
+QSharedPointer<IViewerPanel> CToolsPanelPlugin::createPanel(QSharedPointer<const CViewerServices> services)
 {
     const auto views = QSharedPointer<CToolViews>::create();
     return QSharedPointer<CWidgetPanel>::create(

@@ -41,6 +41,7 @@ CDeviceFirmwareUpdate::CDeviceFirmwareUpdate(QPointer<COptiRoster> pool, const Q
     qRegisterMetaType<QSharedPointer<IFirmwareUpdateInfo>>("QSharedPointer<IFirmwareUpdateInfo>");
     qRegisterMetaType<EFirmwareUpdateStep>("Plugin::OptiRoster::EFirmwareUpdateStep");
     qRegisterMetaType<EFirmwareUpdateDirection>("Plugin::OptiRoster::EFirmwareUpdateDirection");
+    qRegisterMetaType<EFirmwareUpdateOutcome>("Plugin::OptiRoster::EFirmwareUpdateOutcome");
 }
 
 CDeviceFirmwareUpdate::~CDeviceFirmwareUpdate()
@@ -77,15 +78,24 @@ QString CDeviceFirmwareUpdate::getDeviceVersionRaw() const
     return m_deviceVersionRaw;
 }
 
+EFirmwareUpdateOutcome CDeviceFirmwareUpdate::getOutcome() const
+{
+    return m_outcome;
+}
+
 bool CDeviceFirmwareUpdate::apply()
 {
     bool applied = false;
+    m_restartBegun = false;
     try {
         if (auto* updatable = dynamic_cast<IFirmwareUpdatable*>(m_camera.data()))
             applied = updatable->updateFirmware(m_genApiInfo, this, QString());
     } catch (...) {
         // The camera has reported what it could; the client learns of the failure by the result.
     }
+    // A failure after the restart began is one of finding the device again: its firmware was
+    // written and verified by then, and a client must not be told that nothing changed.
+    m_outcome = applied ? Applied : m_restartBegun ? AppliedNotRediscovered : NotApplied;
     updateFirmwareVersionAndFirmwareUpdateDirection();
     return applied;
 }
@@ -133,6 +143,8 @@ void CDeviceFirmwareUpdate::OnFirmwareUpdateBegin(const GenApi::CFirmwareUpdateI
 void CDeviceFirmwareUpdate::OnFirmwareUpdateProgressStepBegin(GenApi::EFirmwareUpdateProgressStepType step,
                                                               unsigned int estimatedUpdateTime, const char* description)
 {
+    if (stepOf(step) == DeviceReset)
+        m_restartBegun = true;
     emit firmwareUpdateProgressStepBegin(stepOf(step), estimatedUpdateTime, QString::fromUtf8(description));
 }
 

@@ -28,6 +28,7 @@ public:
     EFirmwareUpdateDirection getFirmwareUpdateDirection() const override;
     QString getDeviceVersion() const override;
     QString getDeviceVersionRaw() const override;
+    EFirmwareUpdateOutcome getOutcome() const override;
 
 public slots:
     bool apply() override;
@@ -52,6 +53,9 @@ private:
     EFirmwareUpdateDirection m_direction = Unknown;
     QString m_deviceVersion;
     QString m_deviceVersionRaw;
+    EFirmwareUpdateOutcome m_outcome = NotRun;
+    // The updater reaches the device's restart only with the firmware written and verified.
+    bool m_restartBegun = false;
 };
 
 } // namespace Plugin::OptiRoster::Internal
