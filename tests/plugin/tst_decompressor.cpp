@@ -10,8 +10,8 @@
 #include <plugins/optiroster/internal/imagegrabbednotifierservice.h>
 #include <plugins/optiroster/internal/optiroster.h>
 
-#include <tavix/sim/testpattern.h>
 #include <tavix/imagedecompressor.h>
+#include <tavix/sim/testpattern.h>
 
 #include <atomic>
 #include <mutex>
