@@ -42,7 +42,10 @@ bool CHost::load(const QString& pluginPath)
         m_errorString = QStringLiteral("plug-ins are loaded before the host starts");
         return false;
     }
-    auto loader = std::make_unique<QPluginLoader>(pluginPath);
+    // A relative path names a file from the working folder; QPluginLoader would look for it in
+    // Qt's plug-in folders instead.
+    const QFileInfo file(pluginPath);
+    auto loader = std::make_unique<QPluginLoader>(file.exists() ? file.absoluteFilePath() : pluginPath);
     if (loader->metaData().value(QStringLiteral("IID")).toString() != QLatin1String(TAVIX_CORE_PLUGIN_IID)) {
         m_errorString = QStringLiteral("'%1' is not a plug-in of this host").arg(pluginPath);
         return false;
