@@ -66,9 +66,12 @@ CMqttMessage fromPaho(const mqtt::const_message_ptr& paho)
 
 QString describeFailure(const mqtt::token& token)
 {
-    const int reasonCode = token.get_reason_code();
-    if (reasonCode > 0)
-        return QString::fromStdString(mqtt::exception::reason_code_str(reasonCode));
+    // The broker's refusal of an MQTT 5 connect comes as its reason code (0x80 and up), in
+    // either field; the client library's own failures are small negative numbers.
+    for (const int code : {int(token.get_reason_code()), token.get_return_code()}) {
+        if (code >= 0x80)
+            return QString::fromStdString(mqtt::exception::reason_code_str(code));
+    }
     return QString::fromStdString(mqtt::exception::error_str(token.get_return_code()));
 }
 
