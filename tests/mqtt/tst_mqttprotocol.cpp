@@ -46,6 +46,7 @@ void TestMqttProtocol::commands_data()
 
     QTest::newRow("no JSON") << QByteArray("{\"command\":") << "malformed" << QString();
     QTest::newRow("binary") << QByteArray("\x00\xff\xfe", 3) << "malformed" << QString();
+    QTest::newRow("a key twice") << QByteArray(R"({"command":"open","command":"close"})") << "malformed" << QString();
     QTest::newRow("an array") << QByteArray(R"(["open"])") << "malformed" << QString();
     QTest::newRow("no command") << QByteArray(R"({"feature":"x"})") << "malformed" << QString();
     QTest::newRow("command not a text") << QByteArray(R"({"command":7})") << "malformed" << QString();

@@ -3,6 +3,8 @@
 #include "bridgesettings.h"
 #include "messages.h"
 
+#include <tavix/sim/strictjson.h>
+
 #include <QJsonDocument>
 #include <QJsonValue>
 #include <QRegularExpression>
@@ -148,10 +150,13 @@ CParsedCommand parseCommand(const QByteArray& payload)
 {
     if (payload.size() > MaxCommandSize)
         return refused(QStringLiteral("tooLarge"), QStringLiteral("A command may have at most %1 bytes.").arg(MaxCommandSize));
-    QJsonParseError parseError{};
-    const QJsonDocument document = QJsonDocument::fromJson(payload, &parseError);
-    if (parseError.error != QJsonParseError::NoError)
-        return refused(QStringLiteral("malformed"), QStringLiteral("The command is no JSON: %1.").arg(parseError.errorString()));
+    // Strictly: Qt 5.15 loses the memory of a value that a repeated key replaces, which a sender
+    // could repeat without end.
+    QString parseError;
+    int offset = 0;
+    const QJsonDocument document = TavixSim::parseJsonStrictly(payload, parseError, offset);
+    if (document.isNull())
+        return refused(QStringLiteral("malformed"), QStringLiteral("The command is no JSON: %1 at byte %2.").arg(parseError).arg(offset));
     if (!document.isObject())
         return refused(QStringLiteral("malformed"), QStringLiteral("The command must be a JSON object."));
     const QJsonObject object = document.object();
