@@ -13,7 +13,7 @@ build="${TAVIX_BUILD_DIR:-$root/build}"
 
 packages=(cmake g++ make pkg-config qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev
           libaravis-dev libusb-1.0-0-dev aravis-tools aravis-tools-cli iproute2 python3 doxygen dpkg-dev file binutils
-          mosquitto libpaho-mqttpp-dev libpaho-mqtt-dev openssl nodejs chromium)
+          mosquitto mosquitto-clients libpaho-mqttpp-dev libpaho-mqtt-dev openssl nodejs chromium)
 
 install_missing() {
     local missing=()
