@@ -46,7 +46,7 @@ struct CTestStation
             return false;
         bridge = std::make_unique<MqttBridge::CStationBridge>(settings);
         bridge->connection().setRetryDelays(200, 1000);
-        watcher = std::make_unique<MqttBridge::CRosterWatcher>(MqttBridge::CRosterServices::find(host.registry), bridge.get(),
+        watcher = std::make_unique<MqttBridge::CRosterWatcher>(CClientServices::find(host.registry), bridge.get(),
                                                                settings.statisticsIntervalMs, settings.enumerationIntervalMs);
         watcher->start();
         bridge->start();

@@ -78,6 +78,15 @@ QByteArray json(const QJsonObject& object)
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
+// Starts the station with a dashboard that listens to all its topics, and waits until the
+// broker holds the state of its first camera.
+bool startWatched(CTestStation& station, CMqttProbe& dashboard, const CBridgeSettings& settings)
+{
+    if (!dashboard.connectAndSubscribe({CStationTopics(settings.station).prefix() + "#"}) || !station.start(settings))
+        return false;
+    return !dashboard.waitFor(station.topics().cameraState("71000001"), fieldIs("open", false)).isEmpty();
+}
+
 } // namespace
 
 class TestMqttBridge : public QObject
@@ -167,10 +176,8 @@ void TestMqttBridge::grabFiguresAndFailedImages()
     CTestStation station;
     const CBridgeSettings settings = CTestStation::settingsFor(*m_broker, "grab");
     CMqttProbe dashboard(m_broker->port());
-    QVERIFY(dashboard.connectAndSubscribe({CStationTopics(settings.station).prefix() + "#"}));
-    QVERIFY(station.start(settings));
+    QVERIFY(startWatched(station, dashboard, settings));
     const CStationTopics topics = station.topics();
-    QVERIFY(!dashboard.waitFor(topics.cameraState("71000001"), fieldIs("open", false)).isEmpty());
 
     // Another client of the station grabs; the bridge tells what the roster says.
     const auto camera = station.camera("71000001");
@@ -217,10 +224,8 @@ void TestMqttBridge::lostCamera()
     CTestStation station;
     const CBridgeSettings settings = CTestStation::settingsFor(*m_broker, "lost");
     CMqttProbe dashboard(m_broker->port());
-    QVERIFY(dashboard.connectAndSubscribe({CStationTopics(settings.station).prefix() + "#"}));
-    QVERIFY(station.start(settings));
+    QVERIFY(startWatched(station, dashboard, settings));
     const CStationTopics topics = station.topics();
-    QVERIFY(!dashboard.waitFor(topics.cameraState("71000001"), fieldIs("open", false)).isEmpty());
     const auto camera = station.camera("71000001");
     QVERIFY(station.host.control->open(camera, false));
     station.host.stream->startGrabbing(camera);
@@ -238,10 +243,8 @@ void TestMqttBridge::republishesAfterTheBrokerReturns()
     CTestStation station;
     const CBridgeSettings settings = CTestStation::settingsFor(*m_broker, "return");
     CMqttProbe dashboard(m_broker->port());
-    QVERIFY(dashboard.connectAndSubscribe({CStationTopics(settings.station).prefix() + "#"}));
-    QVERIFY(station.start(settings));
+    QVERIFY(startWatched(station, dashboard, settings));
     const CStationTopics topics = station.topics();
-    QVERIFY(!dashboard.waitFor(topics.cameraState("71000001"), fieldIs("open", false)).isEmpty());
     QSignalSpy connection(station.bridge.get(), &CStationBridge::connectionChanged);
 
     // The broker goes, with everything it retained; the station notices and carries on.
@@ -280,8 +283,7 @@ void TestMqttBridge::commands()
     settings.allowedCommands = QStringList{"open", "close", "grab", "stop", "set", "action"};
     settings.allowedFeatures = QStringList{"@CameraDevice/Width"};
     CMqttProbe operatorClient(m_broker->port());
-    QVERIFY(operatorClient.connectAndSubscribe({CStationTopics(settings.station).prefix() + "#"}));
-    QVERIFY(station.start(settings));
+    QVERIFY(startWatched(station, operatorClient, settings));
     const CStationTopics topics = station.topics();
     const QJsonObject online = operatorClient.waitFor(topics.status(), fieldIs("state", "online"));
     QCOMPARE(online.value("commands").toArray().size(), settings.allowedCommands.size());
@@ -360,8 +362,7 @@ void TestMqttBridge::commandsAreOffUnlessEnabled()
     CTestStation station;
     const CBridgeSettings settings = CTestStation::settingsFor(*m_broker, "nocommands");
     CMqttProbe operatorClient(m_broker->port());
-    QVERIFY(operatorClient.connectAndSubscribe({CStationTopics(settings.station).prefix() + "#"}));
-    QVERIFY(station.start(settings));
+    QVERIFY(startWatched(station, operatorClient, settings));
     const CStationTopics topics = station.topics();
     QCOMPARE(operatorClient.waitFor(topics.status(), fieldIs("state", "online")).value("commands").toArray().size(), 0);
     QVERIFY(!operatorClient.waitFor(topics.cameraState("71000001"), fieldIs("open", false)).isEmpty());

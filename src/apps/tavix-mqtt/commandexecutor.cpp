@@ -1,7 +1,6 @@
 #include "commandexecutor.h"
 
 #include <core/exception/exceptions.h>
-#include <core/plugin/servicelookup.h>
 #include <tavix/genicam.h>
 
 #include <QJsonArray>
@@ -15,37 +14,7 @@ namespace {
 constexpr int MaxActionAnswers = 64;
 } // namespace
 
-CRosterServices CRosterServices::find(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry)
-{
-    using Core::Plugin::findService;
-    CRosterServices services;
-    services.enumeration = findService<Plugin::OptiRoster::ICameraEnumerationService>(registry);
-    services.status = findService<Plugin::OptiRoster::ICameraStatusService>(registry);
-    services.control = findService<Plugin::OptiRoster::ICameraControlService>(registry);
-    services.stream = findService<Plugin::OptiRoster::ICameraStreamControlService>(registry);
-    services.notifier = findService<Plugin::OptiRoster::IImageGrabbedNotifierService>(registry);
-    services.parameters = findService<Plugin::ParameterCollectionPool::IParameterService>(registry);
-    services.actions = findService<Plugin::OptiRoster::ICameraActionCommandsService>(registry);
-    return services;
-}
-
-QStringList CRosterServices::missing() const
-{
-    QStringList names;
-    if (!enumeration)
-        names << QStringLiteral("ICameraEnumerationService");
-    if (!status)
-        names << QStringLiteral("ICameraStatusService");
-    if (!control)
-        names << QStringLiteral("ICameraControlService");
-    if (!stream)
-        names << QStringLiteral("ICameraStreamControlService");
-    if (!notifier)
-        names << QStringLiteral("IImageGrabbedNotifierService");
-    return names;
-}
-
-CCommandExecutor::CCommandExecutor(const CRosterServices& services)
+CCommandExecutor::CCommandExecutor(const CClientServices& services)
     : m_services(services)
 {
 }
@@ -140,8 +109,6 @@ CCommandAnswer CCommandExecutor::singleShot(const CameraInfoPtr& camera, const C
 
 CCommandAnswer CCommandExecutor::set(const CameraInfoPtr& camera, const CCommandRequest& request)
 {
-    if (!m_services.parameters)
-        return CCommandAnswer::failure({}, QStringLiteral("failed"), QStringLiteral("The host has no parameter service."));
     if (!m_services.status->isDeviceOpen(camera))
         return CCommandAnswer::failure({}, QStringLiteral("failed"), QStringLiteral("The camera is not open."));
     try {
@@ -156,8 +123,6 @@ CCommandAnswer CCommandExecutor::set(const CameraInfoPtr& camera, const CCommand
 
 CCommandAnswer CCommandExecutor::action(const CCommandRequest& request)
 {
-    if (!m_services.actions)
-        return CCommandAnswer::failure({}, QStringLiteral("failed"), QStringLiteral("The roster has no action commands service."));
     QVector<Plugin::OptiRoster::CActionCommandResult> results(MaxActionAnswers);
     uint32_t count = 0;
     bool sent = false;

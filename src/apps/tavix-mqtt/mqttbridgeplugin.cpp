@@ -41,7 +41,7 @@ bool CMqttBridgePlugin::postInitialize()
         fail(problem);
         return true;
     }
-    m_services = CRosterServices::find(m_registry.toStrongRef());
+    m_services = CClientServices::find(m_registry.toStrongRef());
     const QStringList missing = m_services.missing();
     if (!missing.isEmpty()) {
         fail(QStringLiteral("the roster registered no %1.").arg(missing.join(QStringLiteral(", "))));
@@ -85,7 +85,7 @@ void CMqttBridgePlugin::shutDown()
 bool CMqttBridgePlugin::uninitialize(QWeakPointer<Core::Plugin::IPluginInitializer>)
 {
     shutDown();
-    m_services = CRosterServices{};
+    m_services = CClientServices{};
     return true;
 }
 

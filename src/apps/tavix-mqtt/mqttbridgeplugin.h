@@ -40,7 +40,7 @@ private:
     void shutDown();
 
     QWeakPointer<Core::Plugin::IPluginInitializer> m_registry;
-    CRosterServices m_services;
+    CClientServices m_services;
     std::unique_ptr<CStationBridge> m_pBridge;
     std::unique_ptr<CRosterWatcher> m_pWatcher;
 };

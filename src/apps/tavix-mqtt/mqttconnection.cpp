@@ -1,6 +1,6 @@
 #include "mqttconnection.h"
 
-#include <core/logging/logging.h>
+#include "bridgelog.h"
 
 #include <mqtt/async_client.h>
 
@@ -15,15 +15,9 @@ namespace MqttBridge {
 
 namespace {
 
-quint64 logCategory()
-{
-    static const quint64 id = Core::Logging::getCatId("tavix.mqtt.connection");
-    return id;
-}
-
 void log(const QString& message)
 {
-    Core::Logging::createLogEntry(Core::Logging::LogLevelInfo, logCategory(), message);
+    logEntry("tavix.mqtt.connection", message);
 }
 
 std::string toStd(const QString& text)

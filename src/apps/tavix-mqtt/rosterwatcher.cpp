@@ -26,7 +26,7 @@ QString ipAddress(const CameraInfoPtr& camera)
 
 } // namespace
 
-CRosterWatcher::CRosterWatcher(const CRosterServices& services, CStationBridge* bridge, int statisticsIntervalMs,
+CRosterWatcher::CRosterWatcher(const CClientServices& services, CStationBridge* bridge, int statisticsIntervalMs,
                                int enumerationIntervalMs, QObject* parent)
     : QObject(parent)
     , m_services(services)

@@ -30,7 +30,7 @@ class CRosterWatcher : public QObject
 public:
     // Figures go out every statisticsIntervalMs; every enumerationIntervalMs (unless 0) the
     // roster is asked to look for cameras that came or went.
-    CRosterWatcher(const CRosterServices& services, CStationBridge* bridge, int statisticsIntervalMs, int enumerationIntervalMs,
+    CRosterWatcher(const CClientServices& services, CStationBridge* bridge, int statisticsIntervalMs, int enumerationIntervalMs,
                    QObject* parent = nullptr);
     ~CRosterWatcher() override;
 
@@ -86,7 +86,7 @@ private:
     void tellHeldFailures(CCamera& camera);
     void onCommand(const QString& key, const MqttBridge::CCommandRequest& request, const MqttBridge::CReplyAddress& replyTo);
 
-    CRosterServices m_services;
+    CClientServices m_services;
     CStationBridge* m_pBridge;
     CCommandExecutor m_executor;
     CSkippedImageCounter m_skipped;

@@ -1,6 +1,6 @@
 #include "stationbridge.h"
 
-#include <core/logging/logging.h>
+#include "bridgelog.h"
 
 #include <QJsonObject>
 
@@ -8,15 +8,9 @@ namespace MqttBridge {
 
 namespace {
 
-quint64 logCategory()
-{
-    static const quint64 id = Core::Logging::getCatId("tavix.mqtt.bridge");
-    return id;
-}
-
 void log(const QString& message)
 {
-    Core::Logging::createLogEntry(Core::Logging::LogLevelInfo, logCategory(), message);
+    logEntry("tavix.mqtt.bridge", message);
 }
 
 CMqttMessage retainedMessage(const QString& topic, const QByteArray& payload)
