@@ -42,6 +42,12 @@ run_tests_in() {
 
 # The fleet dashboard's MQTT client library and its browser test's driver, as the lock file says.
 install_web_packages() {
+    if ! command -v npm >/dev/null; then
+        # Debian's own Node.js comes without npm.
+        local sudo=""
+        [ "$(id -u)" -ne 0 ] && sudo="sudo"
+        DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends npm
+    fi
     (cd "$root/web/fleet" && npm ci --no-audit --no-fund --loglevel=error)
 }
 
