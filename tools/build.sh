@@ -12,7 +12,8 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${TAVIX_BUILD_DIR:-$root/build}"
 
 packages=(cmake g++ make pkg-config qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev
-          libaravis-dev libusb-1.0-0-dev aravis-tools aravis-tools-cli iproute2 python3 doxygen dpkg-dev file binutils)
+          libaravis-dev libusb-1.0-0-dev aravis-tools aravis-tools-cli iproute2 python3 doxygen dpkg-dev file binutils
+          mosquitto mosquitto-clients libpaho-mqttpp-dev libpaho-mqtt-dev openssl nodejs chromium)
 
 install_missing() {
     local missing=()
@@ -39,6 +40,17 @@ run_tests_in() {
     (cd "$1" && ctest --output-on-failure -j"$(nproc)")
 }
 
+# The fleet dashboard's MQTT client library and its browser test's driver, as the lock file says.
+install_web_packages() {
+    if ! command -v npm >/dev/null; then
+        # Debian's own Node.js comes without npm.
+        local sudo=""
+        [ "$(id -u)" -ne 0 ] && sudo="sudo"
+        DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends npm
+    fi
+    (cd "$root/web/fleet" && npm ci --no-audit --no-fund --loglevel=error)
+}
+
 install_missing
 case "$mode" in
     run)   build_in "$build" && "$build/bin/tavix-host" "$@" ;;
@@ -47,7 +59,7 @@ case "$mode" in
         cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE="${TAVIX_BUILD_TYPE:-RelWithDebInfo}" ${TAVIX_CMAKE_ARGS:-} >/dev/null
         cmake --build "$build" --target tavix-viewer -j"$(nproc)"
         "$build/bin/tavix-viewer" "$@" ;;
-    test)  build_in "$build" && run_tests_in "$build" ;;
+    test)  install_web_packages && build_in "$build" && run_tests_in "$build" ;;
     bench) build_in "$build" && for b in "$build"/bin/bench_*; do "$b"; done ;;
     asan)
         build_in "$build-asan" -DTAVIX_SANITIZE=ON -DTAVIX_BUILD_BENCHMARKS=OFF

@@ -61,9 +61,12 @@ struct CViewerOptions
     QCommandLineOption screenshotAfter{QStringLiteral("screenshot-after"),
                                        QStringLiteral("The wait before the screenshot (3000 ms)."), QStringLiteral("ms"),
                                        QStringLiteral("3000")};
+    QCommandLineOption client{QStringLiteral("client"),
+                              QStringLiteral("A client plug-in to load after the panels (repeatable), such as the MQTT bridge."),
+                              QStringLiteral("file")};
     QList<QCommandLineOption> all() const
     {
-        return {scenario, backends, pluginDir, verbose, camera, screenshot, screenshotAfter};
+        return {scenario, backends, pluginDir, client, verbose, camera, screenshot, screenshotAfter};
     }
 };
 
@@ -123,8 +126,9 @@ void describe(QCommandLineParser& parser, const CViewerOptions& options)
     parser.addOptions(options.all());
 }
 
-// The roster first, then every panel plug-in of the viewer's folder, in the order of their names.
-bool loadPlugins(CHost& host, const QString& pluginDir, QTextStream& err)
+// The roster first, then every panel plug-in of the viewer's folder, in the order of their names,
+// then the client plug-ins asked for.
+bool loadPlugins(CHost& host, const QString& pluginDir, const QStringList& clients, QTextStream& err)
 {
     const QString roster = CHost::findPlugin(pluginDir);
     if (roster.isEmpty() || !host.load(roster)) {
@@ -136,6 +140,12 @@ bool loadPlugins(CHost& host, const QString& pluginDir, QTextStream& err)
     for (const QFileInfo& file : panels.entryInfoList(QDir::Files, QDir::Name)) {
         if (QLibrary::isLibrary(file.fileName()) && !host.load(file.absoluteFilePath())) {
             err << "The panel plug-in " << file.fileName() << " could not be loaded: " << host.errorString() << '\n';
+            return false;
+        }
+    }
+    for (const QString& client : clients) {
+        if (!host.load(client)) {
+            err << "The client plug-in could not be loaded: " << host.errorString() << '\n';
             return false;
         }
     }
@@ -180,7 +190,7 @@ int main(int argc, char* argv[])
     const QString pluginDir = parser.isSet(options.pluginDir) ? parser.value(options.pluginDir)
                                                                : defaultPluginDir(QApplication::applicationDirPath());
     CHost host;
-    if (!loadPlugins(host, pluginDir, err))
+    if (!loadPlugins(host, pluginDir, parser.values(options.client), err))
         return 1;
     if (!host.start()) {
         err << "The plug-ins could not be started.\n";
