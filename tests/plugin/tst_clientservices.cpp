@@ -85,7 +85,6 @@ private slots:
     void oneMergedSignalSequenceTellsAGrabAndALossThatLeavesTheListAtOnce();
     void clientsOpeningWhileThePassesRunDontDeadlock();
     void clientSlotsAskingTheStatusServiceDontDeadlock();
-    void closingWithSlotsAskingTheStatusServiceDoesntDeadlock();
     void aParameterViewAskingTheServicesDoesntDeadlock_data();
     void aParameterViewAskingTheServicesDoesntDeadlock();
     void aCameraFoundWhileTheLastResultWaitsIsAnnounced();
@@ -496,44 +495,26 @@ void TestClientServices::clientSlotsAskingTheStatusServiceDontDeadlock()
             m_host.stream->stopGrabbing(camera);
         }
     }
-    done.store(true);
-    opener.join();
-    other.join();
-    m_host.control->close(camera);
     QCOMPARE(asked, 50);
-}
 
-void TestClientServices::closingWithSlotsAskingTheStatusServiceDoesntDeadlock()
-{
-    // A window's slots on the closing and the grab's stop ask the status service while the main
-    // thread closes a grabbing camera, and a client's thread opens the same camera meanwhile.
-    const auto camera = enumeratedCamera(QStringLiteral("810"));
-    QObject window;
-    int asked = 0;
-    auto ask = [&] {
-        m_host.status->isExclusive(camera);
-        m_host.status->isDeviceOpen(camera);
-        ++asked;
-    };
+    // This thread closes a grabbing camera, and tells of the closing and the grab's stop, while
+    // the opener's thread opens the same camera.
     connect(m_host.status.data(), &ICameraStatusService::deviceClosing, &window, ask);
     connect(m_host.status.data(), &ICameraStatusService::cameraGrabStopped, &window, ask);
-    std::atomic<bool> done{false};
-    std::thread opener([&] {
-        while (!done.load())
-            m_host.control->open(camera, false);
-    });
+    asked = 0;
     {
         CDeadlockWatchdog watchdog("closes of a grabbing camera with a client asking from its slots", std::chrono::seconds(60));
         for (int round = 0; round < 100; ++round) {
-            QVERIFY(m_host.control->open(camera, false));
+            m_host.control->open(camera, false);
             m_host.stream->startGrabbing(camera);
             m_host.control->close(camera);
         }
     }
     done.store(true);
     opener.join();
+    other.join();
     m_host.control->close(camera);
-    QTRY_VERIFY_WITH_TIMEOUT(asked >= 2 * 100, 10000); // a close may also come from the opener's open
+    QVERIFY(asked >= 100 * 2); // closing and stopped at least, and the opener's openings
 }
 
 void TestClientServices::aParameterViewAskingTheServicesDoesntDeadlock_data()
