@@ -533,20 +533,26 @@ public:
     ~CWindow() override
     {
         m_notifier->removeObserver(this);
-        for (auto it = m_views.cbegin(); it != m_views.cend(); ++it)
-            it.key()->removeNodeMapListener(it.value());
+        for (const CView& view : qAsConst(m_views)) {
+            if (const auto collection = view.collection.toStrongRef())
+                collection->removeNodeMapListener(view.listener);
+        }
     }
 
-    // Looks at the parameters of every camera enumeration found, as a parameter panel would.
+    // Looks at the parameters of every camera enumeration found, as a parameter panel would, and
+    // lets go of those of cameras that have ended.
     void viewParameters()
     {
+        m_views.erase(std::remove_if(m_views.begin(), m_views.end(), [](const CView& view) { return view.collection.isNull(); }),
+                      m_views.end());
         for (const auto& camera : m_snapshot.cameras()) {
             const auto collection = m_parameters->findParameterCollection(camera);
-            if (!collection || m_views.contains(collection))
+            const auto viewed = [&](const CView& view) { return view.collection == collection; };
+            if (!collection || std::any_of(m_views.cbegin(), m_views.cend(), viewed))
                 continue;
-            m_views.insert(collection, collection->addNodeMapListener([this, camera](const QString&, GenApi::INodeMap*) {
-                askAbout(camera, false); // on whichever thread opens or closes: no dialog there
-            }));
+            m_views.append({collection, collection->addNodeMapListener([this, camera](const QString&, GenApi::INodeMap*) {
+                                askAbout(camera, false); // on whichever thread opens or closes: no dialog there
+                            })});
             connect(collection->getObjectState().data(), &ParameterCollection::CObjectState::stateChanged, this,
                     [this, camera] { askAbout(camera); });
         }
@@ -591,7 +597,12 @@ private:
     CFigures& m_figures;
     std::mt19937 m_random;
     bool m_inDialog = false;
-    QHash<QSharedPointer<ParameterCollection::CParameterCollection>, int> m_views;
+    struct CView
+    {
+        QWeakPointer<ParameterCollection::CParameterCollection> collection;
+        int listener;
+    };
+    QVector<CView> m_views;
 };
 
 // Runs the world's events on the main thread: passes, plugging, losses, faults.
