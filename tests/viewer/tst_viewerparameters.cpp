@@ -185,7 +185,7 @@ private slots:
         QTest::addColumn<QString>("feature");
         QTest::addColumn<QString>("takes");
         QTest::newRow("integer with a unit") << "Width" << "Takes 16 to 1024 in steps of 16 px";
-        QTest::newRow("integer") << "Height" << "Takes 1 to 512";
+        QTest::newRow("integer of a standard name") << "Height" << "Takes 1 to 512 px";
         QTest::newRow("unbounded integer") << "FrameCounter" << "Takes any whole number";
         QTest::newRow("float") << "Gain" << "Takes 0 to 24 dB";
     }
