@@ -574,15 +574,15 @@ void CSimStreamGrabber::settingsChanged()
 
 void CSimStreamGrabber::followSettings()
 {
+    {
+        // A change from here on wakes the next wait again, and is taken up then.
+        std::lock_guard<std::mutex> lock(m_waitMutex);
+        m_settingsChanged = false;
+    }
     const uint64_t changes = m_device.cameraNodeMap().changeCount();
     if (changes == m_seenChanges)
         return;
     m_seenChanges = changes;
-    {
-        // A change from here on wakes the next wait again.
-        std::lock_guard<std::mutex> lock(m_waitMutex);
-        m_settingsChanged = false;
-    }
     const CAcquisitionControls& controls = m_device.controls();
     m_pattern.setResponse(controls.response());
     const double rate = controls.frameRate();
