@@ -151,12 +151,8 @@ public:
     {
         Lock lock(m_pMap->mutex());
         checkWritable();
-        if (std::isnan(value) || value < m_desc.floatMin || value > m_desc.floatMax) {
-            std::ostringstream text;
-            text << "Value " << value << " of '" << m_desc.name << "' is out of range (" << m_desc.floatMin << " to "
-                 << m_desc.floatMax << ").";
-            fail("OutOfRangeException", text.str());
-        }
+        if (std::isnan(value) || value < m_desc.floatMin || value > m_desc.floatMax)
+            fail("OutOfRangeException", "Value of '" + m_desc.name + "' is out of range.");
         if (m_desc.floatInc > 0) {
             const double steps = (value - m_desc.floatMin) / m_desc.floatInc;
             if (std::abs(steps - std::round(steps)) > 1e-6)
