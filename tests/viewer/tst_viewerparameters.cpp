@@ -13,6 +13,7 @@
 #include <QScrollBar>
 #include <QTimer>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
 #include <QWheelEvent>
 
 using Core::OptiRosterComponents::CameraInfoPtr;
@@ -66,11 +67,20 @@ private:
     {
         return m_viewer.services.parameters->getParameterText(m_ptrCamera, "@CameraDevice/" + feature);
     }
-    QString reasonOf(const QString& feature) const
+    // A feature's row, found by its path since the row shows the feature's display name.
+    QTreeWidgetItem* itemOf(const QString& feature) const
     {
         auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
-        const auto items = tree->findItems(feature, Qt::MatchExactly | Qt::MatchRecursive);
-        return items.isEmpty() ? QStringLiteral("<not shown>") : items.first()->toolTip(2);
+        for (QTreeWidgetItemIterator it(tree); *it; ++it) {
+            if ((*it)->data(0, Qt::UserRole).toString() == "@CameraDevice/" + feature)
+                return *it;
+        }
+        return nullptr;
+    }
+    QString reasonOf(const QString& feature) const
+    {
+        QTreeWidgetItem* item = itemOf(feature);
+        return item ? item->toolTip(2) : QStringLiteral("<not shown>");
     }
     QAbstractSpinBox* numberBoxOf(const QString& feature) const
     {
