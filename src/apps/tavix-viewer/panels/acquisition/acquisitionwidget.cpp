@@ -120,6 +120,14 @@ CAcquisitionWidget::CAcquisitionWidget(QSharedPointer<const CViewerServices> ser
     connect(status, &IDeviceStatusService::activeDeviceChanged, this, &CAcquisitionWidget::follow);
     connect(status, &IDeviceStatusService::deviceOpened, this, &CAcquisitionWidget::onDeviceOpened);
     connect(status, &IDeviceStatusService::deviceClosed, this, &CAcquisitionWidget::onDeviceClosed);
+    // What a grab locks, and what it frees again, shows at once.
+    using Plugin::OptiRoster::ICameraStatusService;
+    const auto onGrabChange = [this](const Core::OptiRosterComponents::CameraInfoPtr& camera) {
+        if (camera && camera == m_ptrDevice)
+            refresh();
+    };
+    connect(status, &ICameraStatusService::cameraGrabStarted, this, onGrabChange);
+    connect(status, &ICameraStatusService::cameraGrabStopped, this, onGrabChange);
     if (const CHeldCameras* held = m_ptrServices->heldCameras.data()) {
         connect(held, &CHeldCameras::heldChanged, this, [this](const Core::OptiRosterComponents::CameraInfoPtr& camera) {
             if (camera && camera == m_ptrServices->status->getActiveDevice())
@@ -302,9 +310,11 @@ void CAcquisitionWidget::send(const QString& path, const QString& value, bool wh
 {
     m_writing.insert(path);
     // Only what the camera refuses while it streams needs the grab stopped: it says so by
-    // reading as read-only meanwhile.
+    // reading as read-only meanwhile, or it grabs now and hasn't been read since it started.
     const CFeatureControl* control = controlOf(path);
-    const bool stop = whileStopped && control && control->feature().access == GenApi::RO;
+    const auto camera = cameraOf(m_ptrDevice);
+    const bool stop = whileStopped
+                      && ((control && control->feature().access == GenApi::RO) || (camera && m_ptrServices->status->isCameraGrabbing(camera)));
     if (stop)
         m_pAccess->writeStopped(m_ptrDevice, path, value);
     else
@@ -347,9 +357,10 @@ void CAcquisitionWidget::onWritten(const DeviceBaseInfoPtr& device, const QStrin
     if (control)
         control->showValue(readBack);
     const QString name = nameOf(path);
+    const bool isCommand = control && control->feature().type == GenApi::intfICommand;
     const QString unit = control && !control->feature().unit.isEmpty() ? QLatin1Char(' ') + control->feature().unit : QString();
     QString text = !error.isEmpty() ? tr("%1 refused: %2").arg(name, error)
-                   : readBack.isEmpty() ? tr("%1 done.").arg(name)
+                   : readBack.isEmpty() || isCommand ? tr("%1 done.").arg(name)
                                         : tr("%1 = %2%3").arg(name, readBack, unit);
     if (restarted)
         text += QLatin1Char(' ') + tr("The grab was stopped for the change and started again.");

@@ -107,7 +107,8 @@ void CFeatureControl::rebuild()
         if (m_feature.isNumber() && m_feature.access != GenApi::NA) {
             // A number the camera sets itself still shows where it stands.
             m_pEditor = createNumber();
-            m_pSlider->setEnabled(false);
+            if (m_pSlider)
+                m_pSlider->setEnabled(false);
             m_pBox->setReadOnly(true);
             delete m_pText;
             m_pText = nullptr;
@@ -149,8 +150,8 @@ QWidget* CFeatureControl::createNumber()
     if (std::isfinite(maximum() - minimum()) && maximum() - minimum() < WidestSliderRange && maximum() > minimum()) {
         m_pSlider = new QSlider(Qt::Horizontal, holder);
         m_pSlider->setObjectName(QStringLiteral("slider"));
-        const bool integerSteps = m_feature.type == GenApi::intfIInteger && (maximum() - minimum()) / m_feature.intInc <= Positions;
-        m_pSlider->setRange(0, integerSteps ? int((m_feature.intMax - m_feature.intMin) / m_feature.intInc) : Positions);
+        const bool integerSteps = m_feature.type == GenApi::intfIInteger && (maximum() - minimum()) / increment() <= Positions;
+        m_pSlider->setRange(0, integerSteps ? int((m_feature.intMax - m_feature.intMin) / increment()) : Positions);
         // What stops the grab is written once the slider is let go, not at each step on the way.
         m_pSlider->setTracking(!m_whileStopped);
         connect(m_pSlider, &QSlider::valueChanged, this, [this](int position) {
@@ -227,6 +228,11 @@ double CFeatureControl::maximum() const
     return m_feature.type == GenApi::intfIInteger ? double(m_feature.intMax) : m_feature.floatMax;
 }
 
+qint64 CFeatureControl::increment() const
+{
+    return qMax<qint64>(1, m_feature.intInc);
+}
+
 bool CFeatureControl::isLogarithmic() const
 {
     if (minimum() <= 0)
@@ -239,8 +245,8 @@ double CFeatureControl::valueAt(int position) const
     const double share = m_pSlider ? double(position) / qMax(1, m_pSlider->maximum()) : 0.0;
     double value = isLogarithmic() ? minimum() * std::pow(maximum() / minimum(), share) : minimum() + share * (maximum() - minimum());
     if (m_feature.type == GenApi::intfIInteger) {
-        const double steps = std::round((value - minimum()) / double(m_feature.intInc));
-        value = minimum() + steps * double(m_feature.intInc);
+        const double steps = std::round((value - minimum()) / double(increment()));
+        value = minimum() + steps * double(increment());
     } else if (m_feature.floatInc > 0) {
         value = minimum() + std::round((value - minimum()) / m_feature.floatInc) * m_feature.floatInc;
     }

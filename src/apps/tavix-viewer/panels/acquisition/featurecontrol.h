@@ -63,6 +63,8 @@ private:
     bool isLogarithmic() const;
     double minimum() const;
     double maximum() const;
+    // An integer's increment, at least 1.
+    qint64 increment() const;
     QString textOf(double value) const;
     QString whyNotWritable() const;
 
