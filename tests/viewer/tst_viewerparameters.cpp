@@ -46,6 +46,14 @@ QString loadWorld()
         feature("SensorWidth", "integer", 2048, {{"access", "RO"}}),
         feature("TestPattern", "enumeration", "Off", {{"access", "NA"}, {"entries", QJsonArray{"Off", "Bars"}}}),
     };
+    // A category of the camera's own, with a feature for experts that depends on another.
+    features.append(QJsonObject{{"name", "Optics"}, {"type", "category"}, {"displayName", "Lens and Optics"}, {"description", "The motorised lens."}});
+    features.append(feature("ZoomPosition", "integer", 0, {{"min", 0}, {"max", 100}, {"category", "Optics"}}));
+    features.append(feature("FocusPosition", "integer", 50, {{"category", "Optics"}, {"displayName", "Focus"}, {"visibility", "Guru"},
+                                                             {"unit", "mm"}, {"description", "Where the lens focuses."},
+                                                             {"dependsOn", QJsonArray{"ZoomPosition"}}}));
+    features.append(feature("ExposureTime", "float", 5000.0, {{"min", 20.0}, {"max", 100000.0}}));
+    features.append(feature("ExposureAuto", "enumeration", "Off", {{"entries", QJsonArray{"Off", "Continuous"}}}));
     // Enough features that the list scrolls.
     for (int i = 0; i < 40; ++i)
         features.append(feature(QStringLiteral("UserValue%1").arg(i), "integer", i));
@@ -66,6 +74,24 @@ private:
     QString cameraText(const QString& feature) const
     {
         return m_viewer.services.parameters->getParameterText(m_ptrCamera, "@CameraDevice/" + feature);
+    }
+    // The titles of the groups above a feature's row, from the top.
+    QString groupsOf(const QString& feature) const
+    {
+        QStringList titles;
+        for (QTreeWidgetItem* item = itemOf(feature); item && item->parent(); item = item->parent())
+            titles.prepend(item->parent()->text(0));
+        return titles.join(" / ");
+    }
+    // Whether a person sees the row: neither it nor a group above it is hidden.
+    bool isShown(const QString& feature) const
+    {
+        QTreeWidgetItem* item = itemOf(feature);
+        for (QTreeWidgetItem* up = item; up; up = up->parent()) {
+            if (up->isHidden())
+                return false;
+        }
+        return item != nullptr;
     }
     // A feature's row, found by its path since the row shows the feature's display name.
     QTreeWidgetItem* itemOf(const QString& feature) const
@@ -158,6 +184,88 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(cameraText(feature).toDouble() == expected.toDouble() ? expected : cameraText(feature), expected, 10000);
         QTRY_VERIFY_WITH_TIMEOUT(message().contains(feature), 10000);
         QCOMPARE(reasonOf(feature), QString());
+    }
+
+    // The features stand in the camera's categories, standard or its own, under the names they
+    // give; the tooltip tells the description and the unit.
+    void featuresStandInTheirCategories_data()
+    {
+        QTest::addColumn<QString>("feature");
+        QTest::addColumn<QString>("groups");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("toolTipHas");
+        QTest::newRow("standard") << "Width" << "Image Format Control" << "Width" << "The width of the image";
+        QTest::newRow("standard, another") << "Gain" << "Analog Control" << "Gain" << "dB";
+        QTest::newRow("the camera's own") << "FocusPosition" << "Lens and Optics" << "Focus" << "Where the lens focuses.";
+        QTest::newRow("of no category") << "UserValue3" << "@CameraDevice" << "UserValue3" << "UserValue3";
+    }
+    void featuresStandInTheirCategories()
+    {
+        QFETCH(QString, feature);
+        QFETCH(QString, groups);
+        QFETCH(QString, title);
+        QFETCH(QString, toolTipHas);
+        QCOMPARE(groupsOf(feature), groups);
+        QCOMPARE(itemOf(feature)->text(0), title);
+        QVERIFY2(itemOf(feature)->toolTip(0).contains(toolTipHas), qPrintable(itemOf(feature)->toolTip(0)));
+    }
+
+    // The visibility chosen and the text searched for decide which features show, and which
+    // categories with them.
+    void theVisibilityAndTheSearchChooseWhatShows_data()
+    {
+        QTest::addColumn<QString>("visibility");
+        QTest::addColumn<QString>("search");
+        QTest::addColumn<QStringList>("shown");
+        QTest::addColumn<QStringList>("hidden");
+        QTest::newRow("beginner") << "Beginner" << "" << QStringList{"Width", "ZoomPosition"} << QStringList{"FocusPosition", "DeviceReset"};
+        QTest::newRow("guru") << "Guru" << "" << QStringList{"Width", "ZoomPosition", "FocusPosition", "DeviceReset"} << QStringList{};
+        QTest::newRow("search by display name") << "Guru" << "focus" << QStringList{"FocusPosition"} << QStringList{"ZoomPosition", "Width"};
+        QTest::newRow("search by name, any case") << "Beginner" << "userVALUE1" << QStringList{"UserValue1", "UserValue12"}
+                                                  << QStringList{"UserValue2", "Width"};
+        QTest::newRow("search above the visibility") << "Beginner" << "focus" << QStringList{} << QStringList{"FocusPosition", "ZoomPosition"};
+    }
+    void theVisibilityAndTheSearchChooseWhatShows()
+    {
+        QFETCH(QString, visibility);
+        QFETCH(QString, search);
+        QFETCH(QStringList, shown);
+        QFETCH(QStringList, hidden);
+        auto* level = m_viewer.find<QComboBox>(QStringLiteral("parametersVisibility"));
+        level->setCurrentText(visibility);
+        QCOMPARE(level->currentText(), visibility);
+        auto* searchBox = m_viewer.find<QLineEdit>(QStringLiteral("parametersSearch"));
+        searchBox->clear();
+        QTest::keyClicks(searchBox, search);
+        for (const QString& feature : shown)
+            QTRY_VERIFY2_WITH_TIMEOUT(isShown(feature), qPrintable(feature), 10000);
+        for (const QString& feature : hidden)
+            QVERIFY2(!isShown(feature), qPrintable(feature));
+        // A category shows while it holds a feature shown.
+        auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
+        for (QTreeWidgetItemIterator it(tree); *it; ++it) {
+            if ((*it)->childCount() == 0 || (*it)->isHidden())
+                continue;
+            bool holdsShown = false;
+            for (QTreeWidgetItemIterator below(*it); *below && !holdsShown; ++below)
+                holdsShown = *below != *it && (*below)->childCount() == 0 && !(*below)->isHidden();
+            QVERIFY2(holdsShown, qPrintable((*it)->text(0)));
+        }
+    }
+
+    // A write reads the features that depend on it again: the exposure turns read-only while
+    // the camera sets it itself.
+    void aDependentFollowsTheFeatureItDependsOn()
+    {
+        QVERIFY(numberBoxOf("ExposureTime"));
+        auto* automatic = editorOf("ExposureAuto")->findChild<QComboBox*>();
+        automatic->setCurrentText("Continuous");
+        emit automatic->activated(automatic->currentIndex());
+        QTRY_VERIFY_WITH_TIMEOUT(!numberBoxOf("ExposureTime") || numberBoxOf("ExposureTime")->isReadOnly(), 10000);
+        automatic = editorOf("ExposureAuto")->findChild<QComboBox*>();
+        automatic->setCurrentText("Off");
+        emit automatic->activated(automatic->currentIndex());
+        QTRY_VERIFY_WITH_TIMEOUT(numberBoxOf("ExposureTime") && !numberBoxOf("ExposureTime")->isReadOnly(), 10000);
     }
 
     // A typed value is taken as it stands or refused with the feature's range and increment, never
