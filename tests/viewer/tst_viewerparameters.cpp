@@ -2,6 +2,9 @@
 
 #include <simscenario.h>
 
+#include <core/parametercollection/parameter.h>
+#include <featuresnapshot.h>
+
 #include <QAbstractSpinBox>
 #include <QCheckBox>
 #include <QComboBox>
@@ -15,6 +18,9 @@
 #include <QTreeWidget>
 #include <QTreeWidgetItemIterator>
 #include <QWheelEvent>
+#include <QtConcurrent>
+
+#include <atomic>
 
 using Core::OptiRosterComponents::CameraInfoPtr;
 
@@ -266,6 +272,42 @@ private slots:
         automatic->setCurrentText("Off");
         emit automatic->activated(automatic->currentIndex());
         QTRY_VERIFY_WITH_TIMEOUT(numberBoxOf("ExposureTime") && !numberBoxOf("ExposureTime")->isReadOnly(), 10000);
+    }
+
+    // Workers that read the camera's features, as the panels' workers do, while the camera is
+    // lost and the roster drops it, never touch its freed maps (the AddressSanitizer build
+    // watches this); once it is dropped a read finds no map.
+    void readsOnWorkersSurviveACameraLostAndDropped()
+    {
+        const auto collection = m_viewer.services.parameters->findParameterCollection(m_ptrCamera);
+        QVERIFY(collection);
+        std::atomic<bool> done{false};
+        std::atomic<int> fullReads{0};
+        const auto read = [&] {
+            ParameterCollection::CIntegerParameter width(collection, QStringLiteral("@CameraDevice"), QStringLiteral("Width"));
+            while (!done) {
+                if (Viewer::CFeatureSnapshot::readAll(*collection).size() > 40)
+                    ++fullReads;
+                try {
+                    width.getValue();
+                } catch (const GenICam::GenericException&) {
+                    // Gone meanwhile, as it says.
+                }
+            }
+        };
+        QFuture<void> first = QtConcurrent::run(read);
+        QFuture<void> second = QtConcurrent::run(read);
+        QTRY_VERIFY_WITH_TIMEOUT(fullReads > 0, 10000);
+        QSignalSpy lost(m_viewer.services.status.data(), &Plugin::OptiRoster::ICameraStatusService::cameraConnectionLost);
+        TavixSim::loseDevice(("SimGigE#" + Serial).toStdString());
+        QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 10000);
+        m_viewer.services.enumeration->requestEnumeration();
+        const auto hasMap = [&] { return collection->readNodeMap(QStringLiteral("@CameraDevice"), [](GenApi::INodeMap&) {}); };
+        QTRY_VERIFY_WITH_TIMEOUT(!hasMap(), 10000);
+        done = true;
+        first.waitForFinished();
+        second.waitForFinished();
+        QVERIFY(Viewer::CFeatureSnapshot::readAll(*collection).size() < 40);
     }
 
     // A typed value is taken as it stands or refused with the feature's range and increment, never
