@@ -109,6 +109,7 @@ CAcquisitionWidget::CAcquisitionWidget(QSharedPointer<const CViewerServices> ser
     scroll->setWidget(content);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_pDevice);
@@ -157,6 +158,8 @@ CAcquisitionWidget::Group CAcquisitionWidget::addGroup(const QString& title, con
     box->setObjectName(objectName);
     auto* form = new QFormLayout(box);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    // A long name ("Acquisition Frame Rate Enable") puts its control below it in a narrow dock.
+    form->setRowWrapPolicy(QFormLayout::WrapLongRows);
     box->hide();
     return {box, form};
 }

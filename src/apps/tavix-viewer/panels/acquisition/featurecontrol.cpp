@@ -110,6 +110,7 @@ void CFeatureControl::rebuild()
             if (m_pSlider)
                 m_pSlider->setEnabled(false);
             m_pBox->setReadOnly(true);
+            m_pBox->setButtonSymbols(QAbstractSpinBox::NoButtons);
             delete m_pText;
             m_pText = nullptr;
         }
@@ -150,6 +151,8 @@ QWidget* CFeatureControl::createNumber()
     if (std::isfinite(maximum() - minimum()) && maximum() - minimum() < WidestSliderRange && maximum() > minimum()) {
         m_pSlider = new QSlider(Qt::Horizontal, holder);
         m_pSlider->setObjectName(QStringLiteral("slider"));
+        // Room to move by hand, even beside a long name.
+        m_pSlider->setMinimumWidth(fontMetrics().averageCharWidth() * 10);
         const bool integerSteps = m_feature.type == GenApi::intfIInteger && (maximum() - minimum()) / increment() <= Positions;
         m_pSlider->setRange(0, integerSteps ? int((m_feature.intMax - m_feature.intMin) / increment()) : Positions);
         // What stops the grab is written once the slider is let go, not at each step on the way.
