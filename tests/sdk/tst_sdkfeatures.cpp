@@ -19,15 +19,7 @@ namespace {
 
 const QString Serial = QStringLiteral("70000081");
 
-QJsonObject feature(const QString& name, const QString& type, const QJsonValue& value, const QJsonObject& more = {})
-{
-    QJsonObject object = more;
-    object.insert("name", name);
-    object.insert("type", type);
-    if (!value.isNull())
-        object.insert("value", value);
-    return object;
-}
+using TestScenario::feature;
 
 // A camera as the built-in world describes its cameras: the standard features with nothing but
 // their values and limits, and a few of its own with their own texts.

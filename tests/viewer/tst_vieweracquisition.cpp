@@ -22,14 +22,7 @@ namespace {
 const QString First = QStringLiteral("70000081");
 const QString Second = QStringLiteral("70000082");
 
-QJsonObject feature(const QString& name, const QString& type, const QJsonValue& value, const QJsonObject& more = {})
-{
-    QJsonObject object = more;
-    object.insert("name", name);
-    object.insert("type", type);
-    object.insert("value", value);
-    return object;
-}
+using TestScenario::feature;
 
 // Two cameras of one model with the acquisition features; the simulator describes them by their
 // standard names and gives them their effects.
@@ -106,15 +99,6 @@ private:
         QVERIFY(m_viewer.services.control->open(camera, false));
         QTRY_VERIFY_WITH_TIMEOUT(partOf<QAbstractSpinBox>("ExposureTime", "box"), 10000);
         QTRY_COMPARE_WITH_TIMEOUT(shownIn("Width"), cameraText(camera, "Width"), 10000);
-    }
-    // What a person does: clicks into the box, types a value and presses Enter.
-    static void type(QAbstractSpinBox* box, const QString& text)
-    {
-        QVERIFY(box);
-        box->setFocus();
-        box->findChild<QLineEdit*>()->selectAll();
-        QTest::keyClicks(box, text);
-        QTest::keyClick(box, Qt::Key_Return);
     }
     // Answers the next file dialog with the file, as a person picks it.
     static void answerFileDialog(const QString& fileName)
@@ -195,7 +179,7 @@ private slots:
             QCOMPARE(check->isChecked() ? "true" : "false", set == "true" ? "false" : "true");
             check->click();
         } else {
-            type(partOf<QAbstractSpinBox>(feature, "box"), set);
+            CViewerFixture::type(partOf<QAbstractSpinBox>(feature, "box"), set);
         }
         QTRY_VERIFY_WITH_TIMEOUT(sameValue(cameraText(m_ptrFirst, feature), expected), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(sameValue(shownIn(feature), expected), 10000);
@@ -210,7 +194,7 @@ private slots:
     // A number the feature can't take is refused with its range and never written.
     void aNumberOutOfRangeIsRefused()
     {
-        type(partOf<QAbstractSpinBox>("ExposureTime", "box"), "5");
+        CViewerFixture::type(partOf<QAbstractSpinBox>("ExposureTime", "box"), "5");
         QTRY_VERIFY_WITH_TIMEOUT(message().contains("out of range"), 10000);
         QCOMPARE(cameraText(m_ptrFirst, "ExposureTime").toDouble(), 5000.0);
         QTRY_VERIFY_WITH_TIMEOUT(sameValue(shownIn("ExposureTime"), "5000"), 10000);
@@ -226,7 +210,7 @@ private slots:
         QSignalSpy stopped(status, &Plugin::OptiRoster::ICameraStatusService::cameraGrabStopped);
         QSignalSpy started(status, &Plugin::OptiRoster::ICameraStatusService::cameraGrabStarted);
         QTRY_VERIFY_WITH_TIMEOUT(partOf<QAbstractSpinBox>("Width", "box")->isEnabled(), 10000);
-        type(partOf<QAbstractSpinBox>("Width", "box"), "128");
+        CViewerFixture::type(partOf<QAbstractSpinBox>("Width", "box"), "128");
         QTRY_VERIFY2_WITH_TIMEOUT(started.count() == 1, qPrintable(message()), 10000);
         QCOMPARE(stopped.count(), 1);
         QTRY_VERIFY_WITH_TIMEOUT(message().contains("stopped for the change and started again"), 10000);

@@ -28,14 +28,7 @@ namespace {
 
 const QString Serial = QStringLiteral("70000071");
 
-QJsonObject feature(const QString& name, const QString& type, const QJsonValue& value, const QJsonObject& more = {})
-{
-    QJsonObject object = more;
-    object.insert("name", name);
-    object.insert("type", type);
-    object.insert("value", value);
-    return object;
-}
+using TestScenario::feature;
 
 // One camera with a feature of each type, limits, and features that can't be written.
 QString loadWorld()
@@ -124,15 +117,6 @@ private:
         const QAbstractSpinBox* box = numberBoxOf(feature);
         return box ? box->text() : QStringLiteral("<no box>");
     }
-    // What a person does: clicks into the box, types a value and presses Enter.
-    static void type(QAbstractSpinBox* box, const QString& text)
-    {
-        QVERIFY(box);
-        box->setFocus();
-        box->findChild<QLineEdit*>()->selectAll();
-        QTest::keyClicks(box, text);
-        QTest::keyClick(box, Qt::Key_Return);
-    }
     QString message() const { return m_viewer.find<QLabel>(QStringLiteral("parametersMessage"))->text(); }
 
 private slots:
@@ -175,7 +159,7 @@ private slots:
         QWidget* editor = editorOf(feature);
         QVERIFY(editor);
         if (auto* box = editor->findChild<QAbstractSpinBox*>()) {
-            type(box, entered);
+            CViewerFixture::type(box, entered);
         } else if (auto* combo = editor->findChild<QComboBox*>()) {
             combo->setCurrentText(entered);
             emit combo->activated(combo->currentIndex());
@@ -329,13 +313,13 @@ private slots:
         QFETCH(QString, typed);
         QFETCH(QString, reason);
         const QString before = cameraText(feature);
-        type(numberBoxOf(feature), typed);
+        CViewerFixture::type(numberBoxOf(feature), typed);
         QTRY_COMPARE_WITH_TIMEOUT(reasonOf(feature), reason, 10000);
         QVERIFY2(message().contains(reason), qPrintable(message()));
         QCOMPARE(shownIn(feature), before);
         QCOMPARE(cameraText(feature), before);
         // A value it takes clears the reason.
-        type(numberBoxOf(feature), feature == QLatin1String("Width") ? QStringLiteral("1008") : QStringLiteral("12"));
+        CViewerFixture::type(numberBoxOf(feature), feature == QLatin1String("Width") ? QStringLiteral("1008") : QStringLiteral("12"));
         QTRY_COMPARE_WITH_TIMEOUT(reasonOf(feature), QString(), 10000);
     }
 
@@ -397,7 +381,7 @@ private slots:
         auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
         const int valueWidth = tree->columnWidth(1);
         TavixSim::injectFault({("SimGigE#" + Serial).toStdString(), "Write:Width", "AccessException", longReason.toStdString(), 1});
-        type(numberBoxOf("Width"), "256");
+        CViewerFixture::type(numberBoxOf("Width"), "256");
         QTRY_VERIFY_WITH_TIMEOUT(reasonOf("Width").contains("locked by the sequencer"), 10000);
         QVERIFY2(message().contains(longReason), qPrintable(message()));
         QCOMPARE(shownIn("Width"), QStringLiteral("64"));
@@ -407,7 +391,7 @@ private slots:
         QVERIFY2(box->width() >= box->minimumSizeHint().width(), qPrintable(QString::number(box->width())));
 
         // The next write goes through and clears the reason.
-        type(numberBoxOf("Width"), "96");
+        CViewerFixture::type(numberBoxOf("Width"), "96");
         QTRY_COMPARE_WITH_TIMEOUT(cameraText("Width"), QStringLiteral("96"), 10000);
         QTRY_COMPARE_WITH_TIMEOUT(reasonOf("Width"), QString(), 10000);
     }
@@ -418,7 +402,7 @@ private slots:
     {
         m_viewer.services.stream->startGrabbing(m_ptrCamera);
         QVERIFY(m_viewer.services.status->isCameraGrabbing(m_ptrCamera));
-        type(numberBoxOf("Width"), "128");
+        CViewerFixture::type(numberBoxOf("Width"), "128");
         QTRY_VERIFY_WITH_TIMEOUT(reasonOf("Width").contains("locked while the camera streams images"), 10000);
         QCOMPARE(shownIn("Width"), QStringLiteral("64"));
         m_viewer.services.stream->stopGrabbing(m_ptrCamera);

@@ -45,14 +45,7 @@ QString CFeatureControl::label() const
 void CFeatureControl::showMissing()
 {
     m_feature = CFeatureSnapshot();
-    delete m_pEditor;
-    m_pEditor = nullptr;
-    m_pSlider = nullptr;
-    m_pBox = nullptr;
-    m_pChoice = nullptr;
-    m_pCheck = nullptr;
-    m_pButton = nullptr;
-    m_pText = nullptr;
+    dropEditor();
     hide();
 }
 
@@ -81,15 +74,21 @@ QString CFeatureControl::whyNotWritable() const
     return tr("%1 can't be written now: the camera sets it itself or keeps it as it is.").arg(label());
 }
 
-void CFeatureControl::rebuild()
+void CFeatureControl::dropEditor()
 {
     delete m_pEditor;
+    m_pEditor = nullptr;
     m_pSlider = nullptr;
     m_pBox = nullptr;
     m_pChoice = nullptr;
     m_pCheck = nullptr;
     m_pButton = nullptr;
     m_pText = nullptr;
+}
+
+void CFeatureControl::rebuild()
+{
+    dropEditor();
     // While the camera grabs, what it takes only while stopped reads as read-only: the control
     // stays in use, and a change stops the grab for the write.
     const bool writable = m_feature.isWritable() || (m_whileStopped && m_feature.access == GenApi::RO);

@@ -57,6 +57,7 @@ signals:
 
 private:
     void rebuild();
+    void dropEditor();
     QWidget* createNumber();
     void commitNumber(const QString& text);
     void showCurrent();
