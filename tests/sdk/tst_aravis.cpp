@@ -137,6 +137,7 @@ private slots:
     void featureTextsAreTakenOnlyWhole();
     void aravisFailuresBecomeGenICamExceptions();
     void layersAndInterfacesOfAravis();
+    void featuresAreDescribedAndGroupedAsTheCameraDescribesThem();
 
 private:
     std::unique_ptr<CInstantCamera> openFakeCamera();
@@ -385,3 +386,61 @@ void TestAravis::layersAndInterfacesOfAravis()
 
 TAVIX_TEST_MAIN(TestAravis)
 #include "tst_aravis.moc"
+
+namespace {
+
+// Every feature below the category, with the path of categories that leads to it.
+void walk(GenApi::INode* category, const QString& path, QMap<QString, QString>& found, int depth = 0)
+{
+    QVERIFY(depth < 16);
+    GenApi::NodeList_t listed;
+    dynamic_cast<GenApi::ICategory*>(category)->GetFeatures(listed);
+    for (GenApi::INode* node : listed) {
+        const QString name = QString::fromUtf8(node->GetName().c_str());
+        if (node->GetPrincipalInterfaceType() == GenApi::intfICategory)
+            walk(node, path + QLatin1Char('/') + name, found, depth + 1);
+        else
+            found.insert(name, path);
+    }
+}
+
+QSet<QString> dependentsOf(GenApi::INodeMap& nodeMap, const char* feature)
+{
+    GenApi::NodeList_t dependents;
+    nodeMap.GetNode(feature)->GetDependents(dependents);
+    QSet<QString> names;
+    for (GenApi::INode* node : dependents)
+        names.insert(QString::fromUtf8(node->GetName().c_str()));
+    return names;
+}
+
+} // namespace
+
+// The camera's XML gives the categories, texts, visibility and the features that depend on one
+// another; the node map passes them on as they stand.
+void TestAravis::featuresAreDescribedAndGroupedAsTheCameraDescribesThem()
+{
+    const std::unique_ptr<CInstantCamera> camera = openFakeCamera();
+    QVERIFY(camera);
+    GenApi::INodeMap& nodeMap = camera->GetNodeMap();
+    GenApi::INode* root = nodeMap.GetNode("Root");
+    QVERIFY(root);
+    QCOMPARE(root->GetPrincipalInterfaceType(), GenApi::intfICategory);
+    QMap<QString, QString> found;
+    walk(root, QString(), found);
+    GenApi::NodeList_t all;
+    nodeMap.GetNodes(all);
+    QCOMPARE(found.size(), int(all.size())); // every feature in a category, once
+    QCOMPARE(found.value("Width"), QStringLiteral("/ImageFormatControl"));
+    QCOMPARE(found.value("ExposureTimeAbs"), QStringLiteral("/AcquisitionControl"));
+    QCOMPARE(nodeMap.GetNode("PixelFormat")->GetDisplayName(), GenICam::gcstring("Pixel format"));
+    QCOMPARE(nodeMap.GetNode("OffsetX")->GetDisplayName(), GenICam::gcstring("OffsetX")); // none in the XML: the name
+    QCOMPARE(nodeMap.GetNode("Width")->GetVisibility(), GenApi::Beginner);
+    // The payload size is computed from the width's register; the selector selects its features.
+    QVERIFY(dependentsOf(nodeMap, "Width").contains("PayloadSize"));
+    QVERIFY(dependentsOf(nodeMap, "PixelFormat").contains("PayloadSize"));
+    QVERIFY(dependentsOf(nodeMap, "TriggerSelector").contains("TriggerMode"));
+    QVERIFY(dependentsOf(nodeMap, "TriggerSelector").contains("TriggerSource"));
+    QVERIFY(dependentsOf(nodeMap, "SensorWidth").contains("Width"));
+    QVERIFY(dependentsOf(nodeMap, "PayloadSize").isEmpty());
+}

@@ -248,6 +248,19 @@ void TestSdkWorld::badScenariosNameFilePathAndProblem_data()
         "transportLayers": [{"deviceClass": "X", "tlType": "T", "friendlyName": "F",
         "devices": [{"fullName": "D", "model": "M", "features": [{"name": "Height", "type": "integer", "value": 65536}]}]}]})")
                                                  << "$.transportLayers[0].devices[0]: an image of 4294967296 pixels";
+    QTest::newRow("category in itself") << camera(R"({"fullName": "D", "features": [{"name": "A", "type": "category", "category": "B"},
+        {"name": "B", "type": "category", "category": "A"}]})")
+                                        << "$.transportLayers[0].devices[0].features: the category 'A' is in itself";
+    QTest::newRow("a category with a value") << camera(R"({"fullName": "D", "features": [{"name": "A", "type": "category", "value": 1}]})")
+                                             << "features[0].value: is not a known key";
+    QTest::newRow("visibility") << camera(R"({"fullName": "D", "features": [{"name": "G", "type": "float", "visibility": "Novice"}]})")
+                                << "features[0].visibility: 'Novice' is no visibility (Beginner, Expert, Guru, Invisible)";
+    QTest::newRow("unit of a boolean") << camera(R"({"fullName": "D", "features": [{"name": "B", "type": "boolean", "unit": "s"}]})")
+                                       << "features[0]: only an integer or a float has a unit and a representation";
+    QTest::newRow("a feature named Root") << camera(R"({"fullName": "D", "features": [{"name": "Root", "type": "integer"}]})")
+                                          << "features[0].name: 'Root' is the name of the root category";
+    QTest::newRow("dependency") << camera(R"({"fullName": "D", "features": [{"name": "P", "type": "integer", "dependsOn": ["W", 3]}]})")
+                                << "features[0].dependsOn[1]: a feature's name is expected";
     QTest::newRow("timeline device") << camera(R"({"fullName": "D"})", R"(, "timeline": [{"at": 5, "action": "lose", "device": "E"}])")
                                      << "$.timeline[0].device: 'E' is no device of the scenario";
     QTest::newRow("timeline action") << camera(R"({"fullName": "D"})", R"(, "timeline": [{"at": 5, "action": "break", "device": "D"}])")

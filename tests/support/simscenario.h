@@ -10,6 +10,17 @@
 // Small scenarios for tests, built as JSON the way a scenario file is written.
 namespace TestScenario {
 
+// One feature of a camera: its name, type and value, and more keys (limits, texts, category).
+inline QJsonObject feature(const QString& name, const QString& type, const QJsonValue& value, const QJsonObject& more = {})
+{
+    QJsonObject object = more;
+    object.insert("name", name);
+    object.insert("type", type);
+    if (!value.isNull()) // a command has none
+        object.insert("value", value);
+    return object;
+}
+
 inline QJsonObject camera(const QString& serial, const QJsonObject& stream = {}, const QJsonArray& features = {})
 {
     QJsonObject device{

@@ -2,6 +2,9 @@
 
 #include <simscenario.h>
 
+#include <core/parametercollection/parameter.h>
+#include <featuresnapshot.h>
+
 #include <QAbstractSpinBox>
 #include <QCheckBox>
 #include <QComboBox>
@@ -13,7 +16,11 @@
 #include <QScrollBar>
 #include <QTimer>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
 #include <QWheelEvent>
+#include <QtConcurrent>
+
+#include <atomic>
 
 using Core::OptiRosterComponents::CameraInfoPtr;
 
@@ -21,14 +28,7 @@ namespace {
 
 const QString Serial = QStringLiteral("70000071");
 
-QJsonObject feature(const QString& name, const QString& type, const QJsonValue& value, const QJsonObject& more = {})
-{
-    QJsonObject object = more;
-    object.insert("name", name);
-    object.insert("type", type);
-    object.insert("value", value);
-    return object;
-}
+using TestScenario::feature;
 
 // One camera with a feature of each type, limits, and features that can't be written.
 QString loadWorld()
@@ -45,6 +45,14 @@ QString loadWorld()
         feature("SensorWidth", "integer", 2048, {{"access", "RO"}}),
         feature("TestPattern", "enumeration", "Off", {{"access", "NA"}, {"entries", QJsonArray{"Off", "Bars"}}}),
     };
+    // A category of the camera's own, with a feature for experts that depends on another.
+    features.append(QJsonObject{{"name", "Optics"}, {"type", "category"}, {"displayName", "Lens and Optics"}, {"description", "The motorised lens."}});
+    features.append(feature("ZoomPosition", "integer", 0, {{"min", 0}, {"max", 100}, {"category", "Optics"}}));
+    features.append(feature("FocusPosition", "integer", 50, {{"category", "Optics"}, {"displayName", "Focus"}, {"visibility", "Guru"},
+                                                             {"unit", "mm"}, {"description", "Where the lens focuses."},
+                                                             {"dependsOn", QJsonArray{"ZoomPosition"}}}));
+    features.append(feature("ExposureTime", "float", 5000.0, {{"min", 20.0}, {"max", 100000.0}}));
+    features.append(feature("ExposureAuto", "enumeration", "Off", {{"entries", QJsonArray{"Off", "Continuous"}}}));
     // Enough features that the list scrolls.
     for (int i = 0; i < 40; ++i)
         features.append(feature(QStringLiteral("UserValue%1").arg(i), "integer", i));
@@ -66,11 +74,38 @@ private:
     {
         return m_viewer.services.parameters->getParameterText(m_ptrCamera, "@CameraDevice/" + feature);
     }
-    QString reasonOf(const QString& feature) const
+    // The titles of the groups above a feature's row, from the top.
+    QString groupsOf(const QString& feature) const
+    {
+        QStringList titles;
+        for (QTreeWidgetItem* item = itemOf(feature); item && item->parent(); item = item->parent())
+            titles.prepend(item->parent()->text(0));
+        return titles.join(" / ");
+    }
+    // Whether a person sees the row: neither it nor a group above it is hidden.
+    bool isShown(const QString& feature) const
+    {
+        QTreeWidgetItem* item = itemOf(feature);
+        for (QTreeWidgetItem* up = item; up; up = up->parent()) {
+            if (up->isHidden())
+                return false;
+        }
+        return item != nullptr;
+    }
+    // A feature's row, found by its path since the row shows the feature's display name.
+    QTreeWidgetItem* itemOf(const QString& feature) const
     {
         auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
-        const auto items = tree->findItems(feature, Qt::MatchExactly | Qt::MatchRecursive);
-        return items.isEmpty() ? QStringLiteral("<not shown>") : items.first()->toolTip(2);
+        for (QTreeWidgetItemIterator it(tree); *it; ++it) {
+            if ((*it)->data(0, Qt::UserRole).toString() == "@CameraDevice/" + feature)
+                return *it;
+        }
+        return nullptr;
+    }
+    QString reasonOf(const QString& feature) const
+    {
+        QTreeWidgetItem* item = itemOf(feature);
+        return item ? item->toolTip(2) : QStringLiteral("<not shown>");
     }
     QAbstractSpinBox* numberBoxOf(const QString& feature) const
     {
@@ -81,15 +116,6 @@ private:
     {
         const QAbstractSpinBox* box = numberBoxOf(feature);
         return box ? box->text() : QStringLiteral("<no box>");
-    }
-    // What a person does: clicks into the box, types a value and presses Enter.
-    static void type(QAbstractSpinBox* box, const QString& text)
-    {
-        QVERIFY(box);
-        box->setFocus();
-        box->findChild<QLineEdit*>()->selectAll();
-        QTest::keyClicks(box, text);
-        QTest::keyClick(box, Qt::Key_Return);
     }
     QString message() const { return m_viewer.find<QLabel>(QStringLiteral("parametersMessage"))->text(); }
 
@@ -133,7 +159,7 @@ private slots:
         QWidget* editor = editorOf(feature);
         QVERIFY(editor);
         if (auto* box = editor->findChild<QAbstractSpinBox*>()) {
-            type(box, entered);
+            CViewerFixture::type(box, entered);
         } else if (auto* combo = editor->findChild<QComboBox*>()) {
             combo->setCurrentText(entered);
             emit combo->activated(combo->currentIndex());
@@ -148,6 +174,124 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(cameraText(feature).toDouble() == expected.toDouble() ? expected : cameraText(feature), expected, 10000);
         QTRY_VERIFY_WITH_TIMEOUT(message().contains(feature), 10000);
         QCOMPARE(reasonOf(feature), QString());
+    }
+
+    // The features stand in the camera's categories, standard or its own, under the names they
+    // give; the tooltip tells the description and the unit.
+    void featuresStandInTheirCategories_data()
+    {
+        QTest::addColumn<QString>("feature");
+        QTest::addColumn<QString>("groups");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("toolTipHas");
+        QTest::newRow("standard") << "Width" << "Image Format Control" << "Width" << "The width of the image";
+        QTest::newRow("standard, another") << "Gain" << "Analog Control" << "Gain" << "dB";
+        QTest::newRow("the camera's own") << "FocusPosition" << "Lens and Optics" << "Focus" << "Where the lens focuses.";
+        QTest::newRow("of no category") << "UserValue3" << "@CameraDevice" << "UserValue3" << "UserValue3";
+    }
+    void featuresStandInTheirCategories()
+    {
+        QFETCH(QString, feature);
+        QFETCH(QString, groups);
+        QFETCH(QString, title);
+        QFETCH(QString, toolTipHas);
+        QCOMPARE(groupsOf(feature), groups);
+        QCOMPARE(itemOf(feature)->text(0), title);
+        QVERIFY2(itemOf(feature)->toolTip(0).contains(toolTipHas), qPrintable(itemOf(feature)->toolTip(0)));
+    }
+
+    // The visibility chosen and the text searched for decide which features show, and which
+    // categories with them.
+    void theVisibilityAndTheSearchChooseWhatShows_data()
+    {
+        QTest::addColumn<QString>("visibility");
+        QTest::addColumn<QString>("search");
+        QTest::addColumn<QStringList>("shown");
+        QTest::addColumn<QStringList>("hidden");
+        QTest::newRow("beginner") << "Beginner" << "" << QStringList{"Width", "ZoomPosition"} << QStringList{"FocusPosition", "DeviceReset"};
+        QTest::newRow("guru") << "Guru" << "" << QStringList{"Width", "ZoomPosition", "FocusPosition", "DeviceReset"} << QStringList{};
+        QTest::newRow("search by display name") << "Guru" << "focus" << QStringList{"FocusPosition"} << QStringList{"ZoomPosition", "Width"};
+        QTest::newRow("search by name, any case") << "Beginner" << "userVALUE1" << QStringList{"UserValue1", "UserValue12"}
+                                                  << QStringList{"UserValue2", "Width"};
+        QTest::newRow("search above the visibility") << "Beginner" << "focus" << QStringList{} << QStringList{"FocusPosition", "ZoomPosition"};
+    }
+    void theVisibilityAndTheSearchChooseWhatShows()
+    {
+        QFETCH(QString, visibility);
+        QFETCH(QString, search);
+        QFETCH(QStringList, shown);
+        QFETCH(QStringList, hidden);
+        auto* level = m_viewer.find<QComboBox>(QStringLiteral("parametersVisibility"));
+        level->setCurrentText(visibility);
+        QCOMPARE(level->currentText(), visibility);
+        auto* searchBox = m_viewer.find<QLineEdit>(QStringLiteral("parametersSearch"));
+        searchBox->clear();
+        QTest::keyClicks(searchBox, search);
+        for (const QString& feature : shown)
+            QTRY_VERIFY2_WITH_TIMEOUT(isShown(feature), qPrintable(feature), 10000);
+        for (const QString& feature : hidden)
+            QVERIFY2(!isShown(feature), qPrintable(feature));
+        // A category shows while it holds a feature shown.
+        auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
+        for (QTreeWidgetItemIterator it(tree); *it; ++it) {
+            if ((*it)->childCount() == 0 || (*it)->isHidden())
+                continue;
+            bool holdsShown = false;
+            for (QTreeWidgetItemIterator below(*it); *below && !holdsShown; ++below)
+                holdsShown = *below != *it && (*below)->childCount() == 0 && !(*below)->isHidden();
+            QVERIFY2(holdsShown, qPrintable((*it)->text(0)));
+        }
+    }
+
+    // A write reads the features that depend on it again: the exposure turns read-only while
+    // the camera sets it itself.
+    void aDependentFollowsTheFeatureItDependsOn()
+    {
+        QVERIFY(numberBoxOf("ExposureTime"));
+        auto* automatic = editorOf("ExposureAuto")->findChild<QComboBox*>();
+        automatic->setCurrentText("Continuous");
+        emit automatic->activated(automatic->currentIndex());
+        QTRY_VERIFY_WITH_TIMEOUT(!numberBoxOf("ExposureTime") || numberBoxOf("ExposureTime")->isReadOnly(), 10000);
+        automatic = editorOf("ExposureAuto")->findChild<QComboBox*>();
+        automatic->setCurrentText("Off");
+        emit automatic->activated(automatic->currentIndex());
+        QTRY_VERIFY_WITH_TIMEOUT(numberBoxOf("ExposureTime") && !numberBoxOf("ExposureTime")->isReadOnly(), 10000);
+    }
+
+    // Workers that read the camera's features, as the panels' workers do, while the camera is
+    // lost and the roster drops it, never touch its freed maps (the AddressSanitizer build
+    // watches this); once it is dropped a read finds no map.
+    void readsOnWorkersSurviveACameraLostAndDropped()
+    {
+        const auto collection = m_viewer.services.parameters->findParameterCollection(m_ptrCamera);
+        QVERIFY(collection);
+        std::atomic<bool> done{false};
+        std::atomic<int> fullReads{0};
+        const auto read = [&] {
+            ParameterCollection::CIntegerParameter width(collection, QStringLiteral("@CameraDevice"), QStringLiteral("Width"));
+            while (!done) {
+                if (Viewer::CFeatureSnapshot::readAll(*collection).size() > 40)
+                    ++fullReads;
+                try {
+                    width.getValue();
+                } catch (const GenICam::GenericException&) {
+                    // Gone meanwhile, as it says.
+                }
+            }
+        };
+        QFuture<void> first = QtConcurrent::run(read);
+        QFuture<void> second = QtConcurrent::run(read);
+        QTRY_VERIFY_WITH_TIMEOUT(fullReads > 0, 10000);
+        QSignalSpy lost(m_viewer.services.status.data(), &Plugin::OptiRoster::ICameraStatusService::cameraConnectionLost);
+        TavixSim::loseDevice(("SimGigE#" + Serial).toStdString());
+        QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 10000);
+        m_viewer.services.enumeration->requestEnumeration();
+        const auto hasMap = [&] { return collection->readNodeMap(QStringLiteral("@CameraDevice"), [](GenApi::INodeMap&) {}); };
+        QTRY_VERIFY_WITH_TIMEOUT(!hasMap(), 10000);
+        done = true;
+        first.waitForFinished();
+        second.waitForFinished();
+        QVERIFY(Viewer::CFeatureSnapshot::readAll(*collection).size() < 40);
     }
 
     // A typed value is taken as it stands or refused with the feature's range and increment, never
@@ -169,13 +313,13 @@ private slots:
         QFETCH(QString, typed);
         QFETCH(QString, reason);
         const QString before = cameraText(feature);
-        type(numberBoxOf(feature), typed);
+        CViewerFixture::type(numberBoxOf(feature), typed);
         QTRY_COMPARE_WITH_TIMEOUT(reasonOf(feature), reason, 10000);
         QVERIFY2(message().contains(reason), qPrintable(message()));
         QCOMPARE(shownIn(feature), before);
         QCOMPARE(cameraText(feature), before);
         // A value it takes clears the reason.
-        type(numberBoxOf(feature), feature == QLatin1String("Width") ? QStringLiteral("1008") : QStringLiteral("12"));
+        CViewerFixture::type(numberBoxOf(feature), feature == QLatin1String("Width") ? QStringLiteral("1008") : QStringLiteral("12"));
         QTRY_COMPARE_WITH_TIMEOUT(reasonOf(feature), QString(), 10000);
     }
 
@@ -185,7 +329,7 @@ private slots:
         QTest::addColumn<QString>("feature");
         QTest::addColumn<QString>("takes");
         QTest::newRow("integer with a unit") << "Width" << "Takes 16 to 1024 in steps of 16 px";
-        QTest::newRow("integer") << "Height" << "Takes 1 to 512";
+        QTest::newRow("integer of a standard name") << "Height" << "Takes 1 to 512 px";
         QTest::newRow("unbounded integer") << "FrameCounter" << "Takes any whole number";
         QTest::newRow("float") << "Gain" << "Takes 0 to 24 dB";
     }
@@ -237,7 +381,7 @@ private slots:
         auto* tree = m_viewer.find<QTreeWidget>(QStringLiteral("parametersTree"));
         const int valueWidth = tree->columnWidth(1);
         TavixSim::injectFault({("SimGigE#" + Serial).toStdString(), "Write:Width", "AccessException", longReason.toStdString(), 1});
-        type(numberBoxOf("Width"), "256");
+        CViewerFixture::type(numberBoxOf("Width"), "256");
         QTRY_VERIFY_WITH_TIMEOUT(reasonOf("Width").contains("locked by the sequencer"), 10000);
         QVERIFY2(message().contains(longReason), qPrintable(message()));
         QCOMPARE(shownIn("Width"), QStringLiteral("64"));
@@ -247,7 +391,7 @@ private slots:
         QVERIFY2(box->width() >= box->minimumSizeHint().width(), qPrintable(QString::number(box->width())));
 
         // The next write goes through and clears the reason.
-        type(numberBoxOf("Width"), "96");
+        CViewerFixture::type(numberBoxOf("Width"), "96");
         QTRY_COMPARE_WITH_TIMEOUT(cameraText("Width"), QStringLiteral("96"), 10000);
         QTRY_COMPARE_WITH_TIMEOUT(reasonOf("Width"), QString(), 10000);
     }
@@ -258,7 +402,7 @@ private slots:
     {
         m_viewer.services.stream->startGrabbing(m_ptrCamera);
         QVERIFY(m_viewer.services.status->isCameraGrabbing(m_ptrCamera));
-        type(numberBoxOf("Width"), "128");
+        CViewerFixture::type(numberBoxOf("Width"), "128");
         QTRY_VERIFY_WITH_TIMEOUT(reasonOf("Width").contains("locked while the camera streams images"), 10000);
         QCOMPARE(shownIn("Width"), QStringLiteral("64"));
         m_viewer.services.stream->stopGrabbing(m_ptrCamera);

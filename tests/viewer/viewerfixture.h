@@ -4,7 +4,9 @@
 #include <host.h>
 #include <viewerwindow.h>
 
+#include <QAbstractSpinBox>
 #include <QApplication>
+#include <QLineEdit>
 #include <QDir>
 #include <QLoggingCategory>
 #include <QSignalSpy>
@@ -74,6 +76,16 @@ public:
             }
         }
         return {};
+    }
+
+    // What a person does: clicks into the box, types a value and presses Enter.
+    static void type(QAbstractSpinBox* box, const QString& text)
+    {
+        QVERIFY(box);
+        box->setFocus();
+        box->findChild<QLineEdit*>()->selectAll();
+        QTest::keyClicks(box, text);
+        QTest::keyClick(box, Qt::Key_Return);
     }
 
     template <typename Widget>

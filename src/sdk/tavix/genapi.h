@@ -22,7 +22,20 @@ enum EInterfaceType {
     intfIFloat,
     intfIString,
     intfIEnumeration,
+    intfICategory,
 };
+
+/// Who a feature is meant for: a graphical client shows the features of a level and those below
+/// it; invisible features are for programs alone.
+enum EVisibility { Beginner, Expert, Guru, Invisible };
+
+/// How a number is best shown and entered.
+enum ERepresentation { Linear, Logarithmic, Boolean, PureNumber, HexNumber, IPV4Address, MACAddress, _UndefinedRepresentation };
+
+class INode;
+
+/// A list of nodes.
+using NodeList_t = std::vector<INode*>;
 
 /// One feature of a node map. The typed interfaces below derive from it; a node is of the
 /// type it can be cast to.
@@ -40,6 +53,28 @@ public:
     virtual gcstring ToString() const = 0;
     /// Writes the value from text; throws when it can't.
     virtual void FromString(const gcstring& value) = 0;
+
+    /// The name a person reads ("Exposure Time"); the feature's name when the description gives
+    /// none.
+    virtual gcstring GetDisplayName() const { return GetName(); }
+    /// One line about the feature, for a tooltip; may be empty.
+    virtual gcstring GetToolTip() const { return {}; }
+    /// What the feature does, at length; may be empty.
+    virtual gcstring GetDescription() const { return {}; }
+    /// Who the feature is meant for.
+    virtual EVisibility GetVisibility() const { return Beginner; }
+    /// The features whose value, limits or access may change when this one changes: those it
+    /// selects and those computed from it. Empty when the description tells of none.
+    virtual void GetDependents(NodeList_t& dependents) const { dependents.clear(); }
+};
+
+/// A category: a named group of features and further categories, as a client shows them as a
+/// tree. A node map whose description has categories has the root category "Root".
+class ICategory : virtual public INode
+{
+public:
+    /// The features and categories the category lists, in the description's order.
+    virtual void GetFeatures(NodeList_t& features) const = 0;
 };
 
 /// An integer node.
@@ -58,6 +93,8 @@ public:
     virtual int64_t GetInc() const = 0;
     /// The unit of the value ("us"), empty when the feature names none.
     virtual gcstring GetUnit() const { return {}; }
+    /// How the value is best shown.
+    virtual ERepresentation GetRepresentation() const { return _UndefinedRepresentation; }
 };
 
 /// A floating-point node.
@@ -72,8 +109,14 @@ public:
     virtual double GetMin() const = 0;
     /// The highest value.
     virtual double GetMax() const = 0;
+    /// Whether the value goes in steps.
+    virtual bool HasInc() const { return false; }
+    /// The step between values, when it has one.
+    virtual double GetInc() const { return 0.0; }
     /// The unit of the value ("us"), empty when the feature names none.
     virtual gcstring GetUnit() const { return {}; }
+    /// How the value is best shown.
+    virtual ERepresentation GetRepresentation() const { return _UndefinedRepresentation; }
 };
 
 /// A boolean node.
@@ -120,9 +163,6 @@ public:
     virtual bool GetEntryValue(const gcstring& symbolic, int64_t& value) const = 0;
 };
 
-/// A list of nodes.
-using NodeList_t = std::vector<INode*>;
-
 /// The features of one module of a device, by name.
 class INodeMap
 {
@@ -130,7 +170,8 @@ public:
     virtual ~INodeMap() = default;
     /// The node of the name; null when the map has none.
     virtual INode* GetNode(const gcstring& name) const = 0;
-    /// Every node of the map.
+    /// Every feature of the map, in the description's order; categories are reached from the
+    /// root category ("Root") alone.
     virtual void GetNodes(NodeList_t& nodes) const = 0;
     /// The name of the device the map belongs to.
     virtual gcstring GetDeviceName() const = 0;

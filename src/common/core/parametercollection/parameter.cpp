@@ -1,9 +1,36 @@
 #include "parameter.h"
 #include "parametercollection.h"
 
-#include <tavix/genapi.h>
+#include <set>
 
 namespace ParameterCollection {
+
+namespace {
+
+QString text(const GenICam::gcstring& value)
+{
+    return QString::fromUtf8(value.c_str());
+}
+
+// The category below root that lists the feature, found depth first; empty for none.
+QString categoryListing(GenApi::INode* category, const GenICam::gcstring& feature, std::set<GenApi::INode*>& seen)
+{
+    auto* listing = dynamic_cast<GenApi::ICategory*>(category);
+    if (!listing || !seen.insert(category).second)
+        return {};
+    GenApi::NodeList_t listed;
+    listing->GetFeatures(listed);
+    for (GenApi::INode* node : listed) {
+        if (node->GetName() == feature)
+            return text(category->GetName());
+        const QString deeper = categoryListing(node, feature, seen);
+        if (!deeper.isNull())
+            return deeper;
+    }
+    return QString(); // null: not found below here
+}
+
+} // namespace
 
 CParameter::CParameter(QWeakPointer<CParameterCollection> collection, QString nodeMapName, QString featureName)
     : m_collection(std::move(collection))
@@ -14,37 +41,45 @@ CParameter::CParameter(QWeakPointer<CParameterCollection> collection, QString no
 
 CParameter::~CParameter() = default;
 
-GenApi::INode* CParameter::node() const
+void CParameter::inspect(const std::function<void(GenApi::INode*)>& use) const
 {
     const auto collection = m_collection.toStrongRef();
-    GenApi::INodeMap* map = collection ? collection->getNodeMap(m_nodeMapName) : nullptr;
-    return map ? map->GetNode(m_featureName.toUtf8().constData()) : nullptr;
+    const QByteArray feature = m_featureName.toUtf8();
+    const bool attached = collection && collection->readNodeMap(m_nodeMapName, [&](GenApi::INodeMap& map) {
+        use(map.GetNode(feature.constData()));
+    });
+    if (!attached)
+        use(nullptr);
 }
 
-GenApi::INode* CParameter::existingNode() const
+template <typename Interface, typename Use>
+void CParameter::use(Use&& use) const
 {
-    GenApi::INode* found = node();
-    if (!found) {
-        const QByteArray text = QStringLiteral("The parameter '%1/%2' is not available.").arg(m_nodeMapName, m_featureName).toUtf8();
-        throw GenICam::AccessException(text.constData(), __FILE__, __LINE__);
-    }
-    return found;
+    inspect([&](GenApi::INode* node) {
+        if (!node) {
+            const QByteArray text = QStringLiteral("The parameter '%1' is not available.").arg(getPath()).toUtf8();
+            throw GenICam::AccessException(text.constData(), __FILE__, __LINE__);
+        }
+        auto* typed = dynamic_cast<Interface*>(node);
+        if (!typed) {
+            const QByteArray text = QStringLiteral("The parameter '%1' has another type.").arg(getPath()).toUtf8();
+            throw GenICam::LogicalErrorException(text.constData(), __FILE__, __LINE__);
+        }
+        use(*typed);
+    });
 }
 
-template <typename Interface>
-Interface* CParameter::typedNode() const
+void CParameter::tellWritten() const
 {
-    auto typed = dynamic_cast<Interface*>(existingNode());
-    if (!typed) {
-        const QByteArray text = QStringLiteral("The parameter '%1/%2' has another type.").arg(m_nodeMapName, m_featureName).toUtf8();
-        throw GenICam::LogicalErrorException(text.constData(), __FILE__, __LINE__);
-    }
-    return typed;
+    if (const auto collection = m_collection.toStrongRef())
+        collection->tellParameterWritten(getPath());
 }
 
 bool CParameter::isAvailable() const
 {
-    return GenApi::IsAvailable(node());
+    bool available = false;
+    inspect([&](GenApi::INode* node) { available = GenApi::IsAvailable(node); });
+    return available;
 }
 
 bool CParameter::isBlocked() const
@@ -58,45 +93,249 @@ bool CParameter::isBlocked() const
 
 bool CParameter::isReadable() const
 {
-    return GenApi::IsReadable(node());
+    bool readable = false;
+    inspect([&](GenApi::INode* node) { readable = GenApi::IsReadable(node); });
+    return readable;
 }
 
 bool CParameter::isWritable() const
 {
-    return GenApi::IsWritable(node());
+    bool writable = false;
+    inspect([&](GenApi::INode* node) { writable = GenApi::IsWritable(node); });
+    return writable;
 }
 
 QString CParameter::toString() const
 {
-    return QString::fromUtf8(existingNode()->ToString().c_str());
+    QString value;
+    use([&](GenApi::INode& node) { value = text(node.ToString()); });
+    return value;
 }
 
 void CParameter::fromString(const QString& value)
 {
-    existingNode()->FromString(value.toUtf8().constData());
+    use([&](GenApi::INode& node) { node.FromString(value.toUtf8().constData()); });
+    tellWritten();
 }
 
-qint64 CIntegerParameter::getValue() const { return typedNode<GenApi::IInteger>()->GetValue(); }
-void CIntegerParameter::setValue(qint64 value) { typedNode<GenApi::IInteger>()->SetValue(value); }
-qint64 CIntegerParameter::getMin() const { return typedNode<GenApi::IInteger>()->GetMin(); }
-qint64 CIntegerParameter::getMax() const { return typedNode<GenApi::IInteger>()->GetMax(); }
+QString CParameter::getDisplayName() const
+{
+    QString name = m_featureName;
+    inspect([&](GenApi::INode* node) {
+        if (node)
+            name = text(node->GetDisplayName());
+    });
+    return name;
+}
 
-QString CEnumParameter::getValue() const { return QString::fromUtf8(typedNode<GenApi::IEnumeration>()->ToString().c_str()); }
-void CEnumParameter::setValue(const QString& value) { typedNode<GenApi::IEnumeration>()->FromString(value.toUtf8().constData()); }
+QString CParameter::getToolTip() const
+{
+    QString tip;
+    inspect([&](GenApi::INode* node) {
+        if (node)
+            tip = text(node->GetToolTip());
+    });
+    return tip;
+}
+
+QString CParameter::getDescription() const
+{
+    QString description;
+    inspect([&](GenApi::INode* node) {
+        if (node)
+            description = text(node->GetDescription());
+    });
+    return description;
+}
+
+GenApi::EVisibility CParameter::getVisibility() const
+{
+    GenApi::EVisibility visibility = GenApi::Beginner;
+    inspect([&](GenApi::INode* node) {
+        if (node)
+            visibility = node->GetVisibility();
+    });
+    return visibility;
+}
+
+QString CParameter::getCategory() const
+{
+    QString category;
+    const auto collection = m_collection.toStrongRef();
+    if (!collection)
+        return category;
+    collection->readNodeMap(m_nodeMapName, [&](GenApi::INodeMap& map) {
+        std::set<GenApi::INode*> seen;
+        category = categoryListing(map.GetNode("Root"), m_featureName.toUtf8().constData(), seen);
+    });
+    return category == QLatin1String("Root") ? QString() : category;
+}
+
+QStringList CParameter::getDependents() const
+{
+    QStringList names;
+    inspect([&](GenApi::INode* node) {
+        if (!node)
+            return;
+        GenApi::NodeList_t dependents;
+        node->GetDependents(dependents);
+        for (const GenApi::INode* dependent : dependents)
+            names << text(dependent->GetName());
+    });
+    return names;
+}
+
+qint64 CIntegerParameter::getValue() const
+{
+    qint64 value = 0;
+    use<GenApi::IInteger>([&](GenApi::IInteger& node) { value = node.GetValue(); });
+    return value;
+}
+
+void CIntegerParameter::setValue(qint64 value)
+{
+    use<GenApi::IInteger>([&](GenApi::IInteger& node) { node.SetValue(value); });
+    tellWritten();
+}
+
+qint64 CIntegerParameter::getMin() const
+{
+    qint64 value = 0;
+    use<GenApi::IInteger>([&](GenApi::IInteger& node) { value = node.GetMin(); });
+    return value;
+}
+
+qint64 CIntegerParameter::getMax() const
+{
+    qint64 value = 0;
+    use<GenApi::IInteger>([&](GenApi::IInteger& node) { value = node.GetMax(); });
+    return value;
+}
+
+qint64 CIntegerParameter::getInc() const
+{
+    qint64 value = 1;
+    use<GenApi::IInteger>([&](GenApi::IInteger& node) { value = node.GetInc(); });
+    return value;
+}
+
+QString CIntegerParameter::getUnit() const
+{
+    QString unit;
+    use<GenApi::IInteger>([&](GenApi::IInteger& node) { unit = text(node.GetUnit()); });
+    return unit;
+}
+
+double CFloatParameter::getValue() const
+{
+    double value = 0.0;
+    use<GenApi::IFloat>([&](GenApi::IFloat& node) { value = node.GetValue(); });
+    return value;
+}
+
+void CFloatParameter::setValue(double value)
+{
+    use<GenApi::IFloat>([&](GenApi::IFloat& node) { node.SetValue(value); });
+    tellWritten();
+}
+
+double CFloatParameter::getMin() const
+{
+    double value = 0.0;
+    use<GenApi::IFloat>([&](GenApi::IFloat& node) { value = node.GetMin(); });
+    return value;
+}
+
+double CFloatParameter::getMax() const
+{
+    double value = 0.0;
+    use<GenApi::IFloat>([&](GenApi::IFloat& node) { value = node.GetMax(); });
+    return value;
+}
+
+double CFloatParameter::getInc() const
+{
+    double value = 0.0;
+    use<GenApi::IFloat>([&](GenApi::IFloat& node) { value = node.HasInc() ? node.GetInc() : 0.0; });
+    return value;
+}
+
+QString CFloatParameter::getUnit() const
+{
+    QString unit;
+    use<GenApi::IFloat>([&](GenApi::IFloat& node) { unit = text(node.GetUnit()); });
+    return unit;
+}
+
+bool CFloatParameter::isLogarithmic() const
+{
+    bool logarithmic = false;
+    use<GenApi::IFloat>([&](GenApi::IFloat& node) { logarithmic = node.GetRepresentation() == GenApi::Logarithmic; });
+    return logarithmic;
+}
+
+QString CEnumParameter::getValue() const
+{
+    QString value;
+    use<GenApi::IEnumeration>([&](GenApi::IEnumeration& node) { value = text(node.ToString()); });
+    return value;
+}
+
+void CEnumParameter::setValue(const QString& value)
+{
+    use<GenApi::IEnumeration>([&](GenApi::IEnumeration& node) { node.FromString(value.toUtf8().constData()); });
+    tellWritten();
+}
+
 QStringList CEnumParameter::getEntries() const
 {
-    GenApi::gcstring_vector symbolics;
-    typedNode<GenApi::IEnumeration>()->GetSymbolics(symbolics);
     QStringList entries;
-    for (const auto& symbolic : symbolics)
-        entries << QString::fromUtf8(symbolic.c_str());
+    use<GenApi::IEnumeration>([&](GenApi::IEnumeration& node) {
+        GenApi::gcstring_vector symbolics;
+        node.GetSymbolics(symbolics);
+        for (const auto& symbolic : symbolics)
+            entries << text(symbolic);
+    });
     return entries;
 }
 
-bool CBooleanParameter::getValue() const { return typedNode<GenApi::IBoolean>()->GetValue(); }
-void CBooleanParameter::setValue(bool value) { typedNode<GenApi::IBoolean>()->SetValue(value); }
+bool CBooleanParameter::getValue() const
+{
+    bool value = false;
+    use<GenApi::IBoolean>([&](GenApi::IBoolean& node) { value = node.GetValue(); });
+    return value;
+}
 
-void CCommandParameter::execute() { typedNode<GenApi::ICommand>()->Execute(); }
-bool CCommandParameter::isDone() const { return typedNode<GenApi::ICommand>()->IsDone(); }
+void CBooleanParameter::setValue(bool value)
+{
+    use<GenApi::IBoolean>([&](GenApi::IBoolean& node) { node.SetValue(value); });
+    tellWritten();
+}
+
+void CCommandParameter::execute()
+{
+    use<GenApi::ICommand>([&](GenApi::ICommand& node) { node.Execute(); });
+    tellWritten();
+}
+
+bool CCommandParameter::isDone() const
+{
+    bool done = true;
+    use<GenApi::ICommand>([&](GenApi::ICommand& node) { done = node.IsDone(); });
+    return done;
+}
+
+QString CStringParameter::getValue() const
+{
+    QString value;
+    use<GenApi::IString>([&](GenApi::IString& node) { value = text(node.GetValue()); });
+    return value;
+}
+
+void CStringParameter::setValue(const QString& value)
+{
+    use<GenApi::IString>([&](GenApi::IString& node) { node.SetValue(value.toUtf8().constData()); });
+    tellWritten();
+}
 
 } // namespace ParameterCollection

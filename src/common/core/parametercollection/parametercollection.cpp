@@ -96,6 +96,16 @@ GenApi::INodeMap* CParameterCollection::getNodeMap(const QString& name) const
     return m_nodeMaps.value(name);
 }
 
+bool CParameterCollection::readNodeMap(const QString& name, const std::function<void(GenApi::INodeMap&)>& read) const
+{
+    QReadLocker locker(&m_lock);
+    GenApi::INodeMap* map = m_nodeMaps.value(name);
+    if (!map)
+        return false;
+    read(*map);
+    return true;
+}
+
 bool CParameterCollection::resolve(const QString& path, QString& nodeMapName, QString& featureName, GenApi::INode*& node) const
 {
     const int alternative = path.indexOf(QLatin1Char('|'));
@@ -158,6 +168,16 @@ QSharedPointer<CCommandParameter> CParameterCollection::getCommandParameter(cons
     return lookup<CCommandParameter, GenApi::ICommand>(path);
 }
 
+QSharedPointer<CFloatParameter> CParameterCollection::getFloatParameter(const QString& path)
+{
+    return lookup<CFloatParameter, GenApi::IFloat>(path);
+}
+
+QSharedPointer<CStringParameter> CParameterCollection::getStringParameter(const QString& path)
+{
+    return lookup<CStringParameter, GenApi::IString>(path);
+}
+
 bool CParameterCollection::isParameterAvailable(const QString& name) const
 {
     QString nodeMapName;
@@ -178,6 +198,40 @@ void CParameterCollection::removeNodeMapListener(int id)
 {
     QWriteLocker locker(&m_lock);
     m_listeners.remove(id);
+}
+
+int CParameterCollection::addParameterListener(ParameterListener listener)
+{
+    QMutexLocker locker(&m_parameterListenersMutex);
+    const int id = m_nextParameterListenerId++;
+    m_parameterListeners.insert(id, std::move(listener));
+    return id;
+}
+
+void CParameterCollection::removeParameterListener(int id)
+{
+    QMutexLocker locker(&m_parameterListenersMutex);
+    m_parameterListeners.remove(id);
+}
+
+void CParameterCollection::tellParameterWritten(const QString& path)
+{
+    if (Core::CCallbackHold::isHolding()) {
+        // The writer holds its locks: the listeners hear of the write once it lets them go.
+        Core::CCallbackHold::call([weak = sharedFromThis().toWeakRef(), path] {
+            if (const auto self = weak.toStrongRef())
+                self->callParameterListeners(path);
+        });
+        return;
+    }
+    callParameterListeners(path);
+}
+
+void CParameterCollection::callParameterListeners(const QString& path)
+{
+    QMutexLocker locker(&m_parameterListenersMutex);
+    for (const auto& listener : qAsConst(m_parameterListeners))
+        listener(path);
 }
 
 void CParameterCollection::notify(const QString& name, GenApi::INodeMap* nodeMap)

@@ -3,6 +3,7 @@
 #include <tavix/featurevalue.h>
 
 #include <cfloat>
+#include <functional>
 
 namespace TavixAravis {
 namespace {
@@ -23,7 +24,34 @@ public:
     GenApi::EAccessMode GetAccessMode() const override { return accessMode(); }
     GenICam::gcstring ToString() const override { return toString(); }
     void FromString(const GenICam::gcstring& value) override { fromString(value); }
+    GenICam::gcstring GetDisplayName() const override { return displayName(); }
+    GenICam::gcstring GetToolTip() const override { return toolTip(); }
+    GenICam::gcstring GetDescription() const override { return description(); }
+    GenApi::EVisibility GetVisibility() const override { return visibility(); }
+    void GetDependents(GenApi::NodeList_t& dependents) const override { m_map.listDependents(m_name, dependents); }
 };
+
+GenApi::ERepresentation representationOf(ArvGcRepresentation representation)
+{
+    switch (representation) {
+    case ARV_GC_REPRESENTATION_LINEAR:
+        return GenApi::Linear;
+    case ARV_GC_REPRESENTATION_LOGARITHMIC:
+        return GenApi::Logarithmic;
+    case ARV_GC_REPRESENTATION_BOOLEAN:
+        return GenApi::Boolean;
+    case ARV_GC_REPRESENTATION_PURE_NUMBER:
+        return GenApi::PureNumber;
+    case ARV_GC_REPRESENTATION_HEX_NUMBER:
+        return GenApi::HexNumber;
+    case ARV_GC_REPRESENTATION_IPV4_ADDRESS:
+        return GenApi::IPV4Address;
+    case ARV_GC_REPRESENTATION_MAC_ADDRESS:
+        return GenApi::MACAddress;
+    default:
+        return GenApi::_UndefinedRepresentation;
+    }
+}
 
 class CArvValue : public TArvNode<GenApi::INode, GenApi::intfIValue>
 {
@@ -53,6 +81,11 @@ public:
         const auto held = lock();
         const char* unit = arv_gc_integer_get_unit(ARV_GC_INTEGER(readable()));
         return unit ? unit : "";
+    }
+    GenApi::ERepresentation GetRepresentation() const override
+    {
+        const auto held = lock();
+        return m_pNode ? representationOf(arv_gc_integer_get_representation(ARV_GC_INTEGER(m_pNode))) : GenApi::_UndefinedRepresentation;
     }
     // Aravis would take a number's prefix ("1600.7" as 1600) and C's other bases ("0x100").
     void FromString(const GenICam::gcstring& value) override { SetValue(Tavix::integerFromText(value, m_name)); }
@@ -98,6 +131,22 @@ public:
         const auto held = lock();
         const char* unit = arv_gc_float_get_unit(ARV_GC_FLOAT(readable()));
         return unit ? unit : "";
+    }
+    GenApi::ERepresentation GetRepresentation() const override
+    {
+        const auto held = lock();
+        return m_pNode ? representationOf(arv_gc_float_get_representation(ARV_GC_FLOAT(m_pNode))) : GenApi::_UndefinedRepresentation;
+    }
+    // A description without an increment leaves a float free between its limits.
+    bool HasInc() const override { return GetInc() > 0.0; }
+    double GetInc() const override
+    {
+        const auto held = lock();
+        if (!m_pNode)
+            return 0.0;
+        CErrorTrap error;
+        const double increment = arv_gc_float_get_inc(ARV_GC_FLOAT(m_pNode), error.out());
+        return error.failed() || !(increment > DBL_MIN) ? 0.0 : increment;
     }
     void FromString(const GenICam::gcstring& value) override { SetValue(Tavix::floatFromText(value, m_name)); }
 
@@ -228,29 +277,58 @@ private:
     static ArvGcEnumeration* enumeration(ArvGcFeatureNode* node) { return ARV_GC_ENUMERATION(node); }
 };
 
-// The typed node for an Aravis feature, or null for one that is no value (a category, a port).
-std::unique_ptr<CArvFeature> makeNode(ArvGcFeatureNode* node, const std::string& name, std::recursive_mutex& mutex,
-                                      GenApi::INode*& asNode)
+class CArvCategory : public TArvNode<GenApi::ICategory, GenApi::intfICategory>
+{
+public:
+    using TArvNode::TArvNode;
+
+    void GetFeatures(GenApi::NodeList_t& features) const override { m_map.listCategory(m_name, features); }
+};
+
+// The typed node for an Aravis feature, or null for one that is no feature (an entry, a port).
+std::unique_ptr<CArvFeature> makeNode(ArvGcFeatureNode* node, const std::string& name, const CArvNodeMap& map,
+                                      std::recursive_mutex& mutex, GenApi::INode*& asNode)
 {
     auto make = [&](auto* typed) {
         asNode = typed;
         return std::unique_ptr<CArvFeature>(typed);
     };
-    if (ARV_IS_GC_CATEGORY(node) || ARV_IS_GC_ENUM_ENTRY(node))
+    if (ARV_IS_GC_ENUM_ENTRY(node))
         return nullptr;
+    if (ARV_IS_GC_CATEGORY(node))
+        return make(new CArvCategory(name, map, mutex));
     if (ARV_IS_GC_ENUMERATION(node))
-        return make(new CArvEnumeration(name, mutex));
+        return make(new CArvEnumeration(name, map, mutex));
     if (ARV_IS_GC_BOOLEAN(node))
-        return make(new CArvBoolean(name, mutex));
+        return make(new CArvBoolean(name, map, mutex));
     if (ARV_IS_GC_COMMAND(node))
-        return make(new CArvCommand(name, mutex));
+        return make(new CArvCommand(name, map, mutex));
     if (ARV_IS_GC_INTEGER(node))
-        return make(new CArvInteger(name, mutex));
+        return make(new CArvInteger(name, map, mutex));
     if (ARV_IS_GC_FLOAT(node))
-        return make(new CArvFloat(name, mutex));
+        return make(new CArvFloat(name, map, mutex));
     if (ARV_IS_GC_STRING(node))
-        return make(new CArvString(name, mutex));
-    return make(new CArvValue(name, mutex));
+        return make(new CArvString(name, map, mutex));
+    return make(new CArvValue(name, map, mutex));
+}
+
+GenApi::EVisibility visibilityOf(ArvGcVisibility visibility)
+{
+    switch (visibility) {
+    case ARV_GC_VISIBILITY_INVISIBLE:
+        return GenApi::Invisible;
+    case ARV_GC_VISIBILITY_GURU:
+        return GenApi::Guru;
+    case ARV_GC_VISIBILITY_EXPERT:
+        return GenApi::Expert;
+    default: // a description that says nothing shows the feature to all
+        return GenApi::Beginner;
+    }
+}
+
+GenICam::gcstring textOr(const char* text, const std::string& fallback)
+{
+    return text && *text ? GenICam::gcstring(text) : GenICam::gcstring(fallback);
 }
 
 } // namespace
@@ -290,6 +368,30 @@ ArvGcFeatureNode* CArvFeature::writable() const
     if (!GenApi::IsWritable(dynamic_cast<const GenApi::INode*>(this)))
         refuse("Node '" + m_name + "' is not writable.");
     return m_pNode;
+}
+
+GenICam::gcstring CArvFeature::displayName() const
+{
+    const auto held = lock();
+    return m_pNode ? textOr(arv_gc_feature_node_get_display_name(m_pNode), m_name) : GenICam::gcstring(m_name);
+}
+
+GenICam::gcstring CArvFeature::toolTip() const
+{
+    const auto held = lock();
+    return m_pNode ? textOr(arv_gc_feature_node_get_tooltip(m_pNode), std::string()) : GenICam::gcstring();
+}
+
+GenICam::gcstring CArvFeature::description() const
+{
+    const auto held = lock();
+    return m_pNode ? textOr(arv_gc_feature_node_get_description(m_pNode), std::string()) : GenICam::gcstring();
+}
+
+GenApi::EVisibility CArvFeature::visibility() const
+{
+    const auto held = lock();
+    return m_pNode ? visibilityOf(arv_gc_feature_node_get_visibility(m_pNode)) : GenApi::Beginner;
 }
 
 GenICam::gcstring CArvFeature::toString() const
@@ -334,7 +436,7 @@ GenApi::INode* CArvNodeMap::GetNode(const GenICam::gcstring& name) const
     if (!feature)
         return nullptr;
     GenApi::INode* node = nullptr;
-    std::unique_ptr<CArvFeature> typed = makeNode(feature, name.toStdString(), m_mutex, node);
+    std::unique_ptr<CArvFeature> typed = makeNode(feature, name.toStdString(), *this, m_mutex, node);
     if (!typed)
         return nullptr;
     typed->bind(feature);
@@ -350,13 +452,135 @@ void CArvNodeMap::collect(const std::string& category, GenApi::NodeList_t& nodes
     seen[category] = true;
     for (const GSList* item = arv_gc_category_get_features(ARV_GC_CATEGORY(node)); item; item = item->next) {
         const std::string name = static_cast<const char*>(item->data);
-        if (GenApi::INode* feature = GetNode(name.c_str())) {
+        ArvGcFeatureNode* listed = lookUp(name);
+        if (listed && ARV_IS_GC_CATEGORY(listed)) {
+            collect(name, nodes, seen);
+        } else if (GenApi::INode* feature = GetNode(name.c_str())) {
             if (!seen[name])
                 nodes.push_back(feature);
             seen[name] = true;
-        } else {
-            collect(name, nodes, seen);
         }
+    }
+}
+
+void CArvNodeMap::listCategory(const std::string& category, GenApi::NodeList_t& nodes) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    nodes.clear();
+    ArvGcFeatureNode* node = lookUp(category);
+    if (!node || !ARV_IS_GC_CATEGORY(node))
+        return;
+    for (const GSList* item = arv_gc_category_get_features(ARV_GC_CATEGORY(node)); item; item = item->next) {
+        if (GenApi::INode* listed = GetNode(static_cast<const char*>(item->data)))
+            nodes.push_back(listed);
+    }
+}
+
+namespace {
+
+// The nodes a node refers to through its properties (its value, limits, availability,
+// address, selectors and invalidators), but for its port and a category's features.
+std::vector<ArvGcNode*> referencedNodes(ArvGcNode* node, bool valuesOnly)
+{
+    std::vector<ArvGcNode*> referenced;
+    for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(node)); child; child = arv_dom_node_get_next_sibling(child)) {
+        if (!ARV_IS_GC_PROPERTY_NODE(child))
+            continue;
+        const ArvGcPropertyNodeType type = arv_gc_property_node_get_node_type(ARV_GC_PROPERTY_NODE(child));
+        if (type < ARV_GC_PROPERTY_NODE_TYPE_P_UNKNONW || type == ARV_GC_PROPERTY_NODE_TYPE_P_PORT
+            || type == ARV_GC_PROPERTY_NODE_TYPE_P_FEATURE)
+            continue;
+        if (valuesOnly && type != ARV_GC_PROPERTY_NODE_TYPE_P_VALUE)
+            continue;
+        if (ArvGcNode* linked = arv_gc_property_node_get_linked_node(ARV_GC_PROPERTY_NODE(child)))
+            referenced.push_back(linked);
+    }
+    return referenced;
+}
+
+const char* nameOf(ArvGcNode* node)
+{
+    return ARV_IS_GC_FEATURE_NODE(node) ? arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(node)) : nullptr;
+}
+
+} // namespace
+
+void CArvNodeMap::findDependents() const
+{
+    m_dependents.clear();
+    m_dependentsFound = true;
+    if (!m_pGenicam)
+        return;
+    GenApi::NodeList_t features;
+    std::map<std::string, bool> seen;
+    collect("Root", features, seen);
+    std::set<std::string> featureNames;
+    for (GenApi::INode* feature : features)
+        featureNames.insert(feature->GetName().toStdString());
+    const auto isFeature = [&](ArvGcNode* node) { return nameOf(node) && featureNames.count(nameOf(node)); };
+
+    // What each feature reads: the features it refers to, and the nodes between (registers,
+    // formulas) that no feature is.
+    std::map<std::string, std::set<ArvGcNode*>> reads;
+    std::map<ArvGcNode*, std::set<std::string>> readers;
+    for (const std::string& name : featureNames) {
+        std::vector<ArvGcNode*> pending = referencedNodes(ARV_GC_NODE(lookUp(name)), false);
+        std::set<ArvGcNode*>& visited = reads[name];
+        while (!pending.empty()) {
+            ArvGcNode* node = pending.back();
+            pending.pop_back();
+            if (!visited.insert(node).second)
+                continue;
+            if (isFeature(node)) {
+                if (nameOf(node) != name)
+                    m_dependents[nameOf(node)].insert(name);
+                continue;
+            }
+            readers[node].insert(name);
+            const std::vector<ArvGcNode*> further = referencedNodes(node, false);
+            pending.insert(pending.end(), further.begin(), further.end());
+        }
+    }
+    // A feature that writes a node another one reads changes that one: a width and the payload
+    // size computed from the width's register.
+    for (const std::string& name : featureNames) {
+        std::vector<ArvGcNode*> pending = referencedNodes(ARV_GC_NODE(lookUp(name)), true);
+        std::set<ArvGcNode*> written;
+        while (!pending.empty()) {
+            ArvGcNode* node = pending.back();
+            pending.pop_back();
+            if (isFeature(node) || !written.insert(node).second)
+                continue;
+            for (const std::string& reader : readers[node]) {
+                if (reader != name)
+                    m_dependents[name].insert(reader);
+            }
+            const std::vector<ArvGcNode*> further = referencedNodes(node, true);
+            pending.insert(pending.end(), further.begin(), further.end());
+        }
+        // A selector changes what the features it selects show.
+        ArvGcFeatureNode* node = lookUp(name);
+        if (ARV_IS_GC_SELECTOR(node) && arv_gc_selector_is_selector(ARV_GC_SELECTOR(node))) {
+            for (const GSList* item = arv_gc_selector_get_selected_features(ARV_GC_SELECTOR(node)); item; item = item->next) {
+                if (const char* selected = nameOf(ARV_GC_NODE(item->data)))
+                    m_dependents[name].insert(selected);
+            }
+        }
+    }
+}
+
+void CArvNodeMap::listDependents(const std::string& feature, GenApi::NodeList_t& nodes) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    nodes.clear();
+    if (!m_dependentsFound)
+        findDependents();
+    const auto found = m_dependents.find(feature);
+    if (found == m_dependents.end())
+        return;
+    for (const std::string& name : found->second) {
+        if (GenApi::INode* node = GetNode(name.c_str()))
+            nodes.push_back(node);
     }
 }
 
@@ -379,6 +603,7 @@ void CArvNodeMap::attach(ArvGc* genicam)
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     m_pGenicam = genicam;
+    m_dependentsFound = false;
     if (genicam) {
         arv_gc_set_range_check_policy(genicam, ARV_RANGE_CHECK_POLICY_ENABLE);
         arv_gc_set_access_check_policy(genicam, ARV_ACCESS_CHECK_POLICY_ENABLE);

@@ -7,16 +7,25 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace TavixAravis {
+
+class CArvNodeMap;
 
 // What every typed node shares: the Aravis feature behind it, which is null while the device
 // is closed, and the access checks the layer reports as GenICam exceptions.
 class CArvFeature
 {
 public:
-    CArvFeature(std::string name, std::recursive_mutex& mutex) : m_name(std::move(name)), m_mutex(mutex) {}
+    CArvFeature(std::string name, const CArvNodeMap& map, std::recursive_mutex& mutex)
+        : m_name(std::move(name))
+        , m_map(map)
+        , m_mutex(mutex)
+    {
+    }
     virtual ~CArvFeature() = default;
 
     void bind(ArvGcFeatureNode* node) { m_pNode = node; }
@@ -24,6 +33,11 @@ public:
     GenApi::EAccessMode accessMode() const;
     GenICam::gcstring toString() const;
     void fromString(const GenICam::gcstring& value);
+    // What the description says of the feature; the defaults while the device is closed.
+    GenICam::gcstring displayName() const;
+    GenICam::gcstring toolTip() const;
+    GenICam::gcstring description() const;
+    GenApi::EVisibility visibility() const;
 
 protected:
     // Aravis's GenICam evaluation isn't thread-safe: each use of a feature holds its map's mutex.
@@ -33,6 +47,7 @@ protected:
     ArvGcFeatureNode* writable() const;
 
     std::string m_name;
+    const CArvNodeMap& m_map;
     std::recursive_mutex& m_mutex;
     ArvGcFeatureNode* m_pNode = nullptr;
 };
@@ -55,6 +70,12 @@ public:
     // Makes the chunk data of a grabbed image readable as features, or none with null.
     void attachChunks(ArvBuffer* buffer);
 
+    // The nodes a category lists, categories included, in the description's order.
+    void listCategory(const std::string& category, GenApi::NodeList_t& nodes) const;
+    // The features whose value, limits or access may change when the named one changes: those
+    // it selects, those that read it, and those that read what it writes.
+    void listDependents(const std::string& feature, GenApi::NodeList_t& nodes) const;
+
 private:
     struct Entry
     {
@@ -65,11 +86,15 @@ private:
     // Under m_mutex.
     ArvGcFeatureNode* lookUp(const std::string& name) const;
     void collect(const std::string& category, GenApi::NodeList_t& nodes, std::map<std::string, bool>& seen) const;
+    // The dependencies of every feature, worked out from the description once it is asked for.
+    void findDependents() const;
 
     std::string m_deviceName;
     mutable std::recursive_mutex m_mutex;
     ArvGc* m_pGenicam = nullptr;
     mutable std::map<std::string, Entry> m_entries;
+    mutable bool m_dependentsFound = false;
+    mutable std::map<std::string, std::set<std::string>> m_dependents;
 };
 
 } // namespace TavixAravis

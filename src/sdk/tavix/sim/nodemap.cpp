@@ -1,6 +1,7 @@
 #include <tavix/sim/nodemap.h>
 
 #include <tavix/featurevalue.h>
+#include <tavix/sim/featurecatalogue.h>
 
 #include <algorithm>
 #include <cmath>
@@ -31,7 +32,21 @@ public:
     gcstring GetName() const override { return m_desc.name; }
     GenApi::EAccessMode GetAccessMode() const override
     {
-        return m_desc.access == GenApi::RW && lockedNow() ? GenApi::RO : m_desc.access;
+        if (m_desc.access != GenApi::RW && m_desc.access != GenApi::WO)
+            return m_desc.access;
+        Lock lock(m_pMap->mutex());
+        if (!lockReason().empty())
+            return m_desc.access == GenApi::RW ? GenApi::RO : GenApi::NA;
+        return m_desc.access;
+    }
+    gcstring GetDisplayName() const override { return m_desc.displayName.empty() ? m_desc.name : m_desc.displayName; }
+    gcstring GetToolTip() const override { return m_desc.toolTip; }
+    gcstring GetDescription() const override { return m_desc.description; }
+    GenApi::EVisibility GetVisibility() const override { return m_desc.visibility.value_or(GenApi::Beginner); }
+    void GetDependents(GenApi::NodeList_t& dependents) const override
+    {
+        Lock lock(m_pMap->mutex());
+        m_pMap->listDependents(m_desc.name, dependents);
     }
 
 protected:
@@ -44,12 +59,22 @@ protected:
     void checkWritable() const
     {
         m_pMap->checkAccess("Write", m_desc.name);
-        if (m_desc.access == GenApi::RW && lockedNow())
-            fail("AccessException", "Node '" + m_desc.name + "' is locked while the camera streams images; stop the grab to change it.");
+        if (m_desc.access == GenApi::RW || m_desc.access == GenApi::WO) {
+            const std::string reason = lockReason();
+            if (!reason.empty())
+                fail("AccessException", "Node '" + m_desc.name + "' is locked " + reason);
+        }
         if (!GenApi::IsWritable(this))
             fail("AccessException", "Node '" + m_desc.name + "' is not writable.");
     }
-    bool lockedNow() const { return m_lockable && m_pMap->isStreamingLocked(); }
+    // Why the feature can't be written now, or an empty text; under the map's mutex.
+    std::string lockReason() const
+    {
+        if (m_lockable && m_pMap->isStreamingLocked())
+            return "while the camera streams images; stop the grab to change it.";
+        return m_pMap->lockReason(m_desc.name);
+    }
+    void changed() const { const_cast<CNodeMap*>(m_pMap)->changed(m_desc.name); }
 
     const CNodeMap* m_pMap;
     FeatureDesc m_desc;
@@ -71,16 +96,24 @@ public:
     {
         Lock lock(m_pMap->mutex());
         checkWritable();
-        if (value < m_desc.intMin || value > m_desc.intMax)
-            fail("OutOfRangeException", "Value " + std::to_string(value) + " of '" + m_desc.name + "' is out of range.");
+        if (value < m_desc.intMin || value > GetMax())
+            fail("OutOfRangeException", "Value " + std::to_string(value) + " of '" + m_desc.name + "' is out of range ("
+                                            + std::to_string(m_desc.intMin) + " to " + std::to_string(GetMax()) + ").");
         if (m_desc.intInc > 1 && (value - m_desc.intMin) % m_desc.intInc != 0)
             fail("InvalidArgumentException", "Value " + std::to_string(value) + " of '" + m_desc.name + "' doesn't fit its increment.");
         m_desc.intValue = value;
+        changed();
     }
     int64_t GetMin() const override { return m_desc.intMin; }
-    int64_t GetMax() const override { return m_desc.intMax; }
+    int64_t GetMax() const override
+    {
+        Lock lock(m_pMap->mutex());
+        const std::optional<int64_t> rule = m_pMap->maximumOf(m_desc.name);
+        return rule ? std::max(m_desc.intMin, std::min(*rule, m_desc.intMax)) : m_desc.intMax;
+    }
     int64_t GetInc() const override { return m_desc.intInc; }
     gcstring GetUnit() const override { return m_desc.unit; }
+    GenApi::ERepresentation GetRepresentation() const override { return m_desc.representation; }
     gcstring ToString() const override { return std::to_string(GetValue()); }
     void FromString(const gcstring& value) override { SetValue(Tavix::integerFromText(value, m_desc.name)); }
 
@@ -102,6 +135,7 @@ private:
     std::function<int64_t()> m_compute;
 };
 
+
 class CFloatNode : public CNodeBase, public GenApi::IFloat
 {
 public:
@@ -119,11 +153,20 @@ public:
         checkWritable();
         if (std::isnan(value) || value < m_desc.floatMin || value > m_desc.floatMax)
             fail("OutOfRangeException", "Value of '" + m_desc.name + "' is out of range.");
+        if (m_desc.floatInc > 0) {
+            const double steps = (value - m_desc.floatMin) / m_desc.floatInc;
+            if (std::abs(steps - std::round(steps)) > 1e-6)
+                fail("InvalidArgumentException", "Value of '" + m_desc.name + "' doesn't fit its increment.");
+        }
         m_desc.floatValue = value;
+        changed();
     }
     double GetMin() const override { return m_desc.floatMin; }
     double GetMax() const override { return m_desc.floatMax; }
+    bool HasInc() const override { return m_desc.floatInc > 0; }
+    double GetInc() const override { return m_desc.floatInc; }
     gcstring GetUnit() const override { return m_desc.unit; }
+    GenApi::ERepresentation GetRepresentation() const override { return m_desc.representation; }
     gcstring ToString() const override
     {
         std::ostringstream text;
@@ -131,6 +174,29 @@ public:
         return text.str();
     }
     void FromString(const gcstring& value) override { SetValue(Tavix::floatFromText(value, m_desc.name)); }
+
+    void setInternal(double value) { m_desc.floatValue = value; }
+    virtual double current() const { return m_desc.floatValue; }
+};
+
+class CComputedFloatNode : public CFloatNode
+{
+public:
+    CComputedFloatNode(const CNodeMap* map, const FeatureDesc& desc, std::function<double()> compute)
+        : CFloatNode(map, desc)
+        , m_compute(std::move(compute))
+    {
+    }
+    double GetValue() const override
+    {
+        Lock lock(m_pMap->mutex());
+        checkReadable();
+        return m_compute();
+    }
+    double current() const override { return m_compute(); }
+
+private:
+    std::function<double()> m_compute;
 };
 
 class CBooleanNode : public CNodeBase, public GenApi::IBoolean
@@ -149,6 +215,7 @@ public:
         Lock lock(m_pMap->mutex());
         checkWritable();
         m_desc.boolValue = value;
+        changed();
     }
     gcstring ToString() const override { return GetValue() ? "true" : "false"; }
     void FromString(const gcstring& value) override { SetValue(Tavix::booleanFromText(value, m_desc.name)); }
@@ -164,6 +231,7 @@ public:
         Lock lock(m_pMap->mutex());
         checkWritable();
         ++m_desc.intValue; // counts executions
+        changed();
     }
     bool IsDone() const override { return true; }
     gcstring ToString() const override { return std::to_string(m_desc.intValue); }
@@ -206,6 +274,7 @@ public:
         Lock lock(m_pMap->mutex());
         checkWritable();
         m_desc.stringValue = value.toStdString();
+        changed();
     }
     gcstring ToString() const override { return GetValue(); }
     void FromString(const gcstring& value) override { SetValue(value); }
@@ -235,6 +304,7 @@ public:
         Lock lock(m_pMap->mutex());
         checkWritable();
         m_write(value.toStdString());
+        changed();
     }
     gcstring ToString() const override { return GetValue(); }
     void FromString(const gcstring& value) override { SetValue(value); }
@@ -298,6 +368,16 @@ public:
         if (!entry->available)
             fail("AccessException", "Entry '" + value.toStdString() + "' of '" + m_desc.name + "' is not available.");
         m_desc.stringValue = entry->name;
+        changed();
+    }
+
+    // For the device's own changes: an entry it has, whatever the access.
+    bool setInternal(const std::string& name)
+    {
+        if (!find(name))
+            return false;
+        m_desc.stringValue = name;
+        return true;
     }
 
 private:
@@ -311,9 +391,25 @@ private:
     }
 };
 
+class CCategoryNode : public CNodeBase, public GenApi::ICategory
+{
+public:
+    using CNodeBase::CNodeBase;
+    GenApi::EInterfaceType GetPrincipalInterfaceType() const override { return GenApi::intfICategory; }
+    gcstring ToString() const override { return {}; }
+    void FromString(const gcstring&) override { fail("AccessException", "Node '" + m_desc.name + "' is a category."); }
+    void GetFeatures(GenApi::NodeList_t& features) const override
+    {
+        Lock lock(m_pMap->mutex());
+        m_pMap->listCategory(m_desc.name == RootCategory ? std::string() : m_desc.name, features);
+    }
+};
+
 std::unique_ptr<GenApi::INode> makeNode(const CNodeMap* map, const FeatureDesc& desc)
 {
     switch (desc.type) {
+    case GenApi::intfICategory:
+        return std::make_unique<CCategoryNode>(map, desc);
     case GenApi::intfIFloat:
         return std::make_unique<CFloatNode>(map, desc);
     case GenApi::intfIBoolean:
@@ -334,7 +430,12 @@ std::unique_ptr<GenApi::INode> makeNode(const CNodeMap* map, const FeatureDesc& 
 CNodeMap::CNodeMap(std::string deviceName, const NodeMapDescription& description)
     : m_deviceName(std::move(deviceName))
 {
-    m_nodes.reserve(description.size());
+    FeatureDesc root;
+    root.name = RootCategory;
+    root.type = GenApi::intfICategory;
+    root.access = GenApi::RO;
+    place(makeNode(this, root), root);
+    m_entries.reserve(description.size() + 1);
     for (const auto& feature : description)
         addFeature(feature);
 }
@@ -352,8 +453,10 @@ void CNodeMap::GetNodes(GenApi::NodeList_t& nodes) const
 {
     Lock lock(m_mutex);
     nodes.clear();
-    for (const auto& node : m_nodes)
-        nodes.push_back(node.get());
+    for (const auto& entry : m_entries) {
+        if (!entry.isCategory)
+            nodes.push_back(entry.node.get());
+    }
 }
 
 GenApi::gcstring CNodeMap::GetDeviceName() const
@@ -361,57 +464,101 @@ GenApi::gcstring CNodeMap::GetDeviceName() const
     return m_deviceName;
 }
 
+void CNodeMap::place(std::unique_ptr<GenApi::INode> node, const FeatureDesc& desc)
+{
+    Entry entry{std::move(node), desc.category, desc.dependsOn, desc.type == GenApi::intfICategory};
+    GenApi::INode* raw = entry.node.get();
+    const auto existing = m_byName.find(desc.name);
+    const auto slot = existing == m_byName.end()
+                          ? m_entries.end()
+                          : std::find_if(m_entries.begin(), m_entries.end(),
+                                         [&](const Entry& e) { return e.node.get() == existing->second; });
+    if (slot != m_entries.end())
+        *slot = std::move(entry);
+    else
+        m_entries.push_back(std::move(entry));
+    m_byName[desc.name] = raw;
+}
+
+void CNodeMap::ensureCategory(const std::string& name)
+{
+    if (name.empty() || m_byName.count(name))
+        return;
+    FeatureDesc category;
+    category.name = name;
+    category.type = GenApi::intfICategory;
+    addFeature(category);
+}
+
 void CNodeMap::addFeature(const FeatureDesc& feature)
 {
     Lock lock(m_mutex);
-    auto node = makeNode(this, feature);
-    GenApi::INode* raw = node.get();
-    const auto existing = m_byName.find(feature.name);
-    if (existing != m_byName.end()) {
-        for (auto& slot : m_nodes) {
-            if (slot.get() == existing->second)
-                slot = std::move(node);
-        }
-    } else {
-        m_nodes.push_back(std::move(node));
-    }
-    m_byName[feature.name] = raw;
+    FeatureDesc described = feature;
+    describeStandardFeature(described);
+    if (described.type == GenApi::intfICategory)
+        described.access = GenApi::RO;
+    // Only a category lists features: one named after a feature leaves this one to the root.
+    const auto parent = m_byName.find(described.category);
+    if (parent != m_byName.end() && !dynamic_cast<GenApi::ICategory*>(parent->second))
+        described.category.clear();
+    if (described.category == described.name || described.category == RootCategory)
+        described.category.clear();
+    ensureCategory(described.category);
+    place(makeNode(this, described), described);
 }
+
+namespace {
+
+FeatureDesc computedFeature(const std::string& name, GenApi::EInterfaceType type, GenApi::EAccessMode access)
+{
+    FeatureDesc desc;
+    desc.name = name;
+    desc.type = type;
+    desc.access = access;
+    describeStandardFeature(desc);
+    return desc;
+}
+
+} // namespace
 
 void CNodeMap::addComputedInteger(const std::string& name, std::function<int64_t()> compute)
 {
     Lock lock(m_mutex);
-    FeatureDesc desc;
-    desc.name = name;
-    desc.access = GenApi::RO;
-    auto node = std::make_unique<CComputedIntegerNode>(this, desc, std::move(compute));
-    m_byName[name] = node.get();
-    m_nodes.push_back(std::move(node));
+    const FeatureDesc desc = computedFeature(name, GenApi::intfIInteger, GenApi::RO);
+    ensureCategory(desc.category);
+    place(std::make_unique<CComputedIntegerNode>(this, desc, std::move(compute)), desc);
+}
+
+void CNodeMap::addComputedFloat(const std::string& name, std::function<double()> compute)
+{
+    Lock lock(m_mutex);
+    const FeatureDesc desc = computedFeature(name, GenApi::intfIFloat, GenApi::RO);
+    ensureCategory(desc.category);
+    place(std::make_unique<CComputedFloatNode>(this, desc, std::move(compute)), desc);
 }
 
 void CNodeMap::addComputedString(const std::string& name, std::function<std::string()> read,
                                  std::function<void(const std::string&)> write)
 {
     Lock lock(m_mutex);
-    FeatureDesc desc;
-    desc.name = name;
-    desc.type = GenApi::intfIString;
-    desc.access = write ? GenApi::RW : GenApi::RO;
-    auto node = std::make_unique<CComputedStringNode>(this, desc, std::move(read), std::move(write));
-    m_byName[name] = node.get();
-    m_nodes.push_back(std::move(node));
+    const FeatureDesc desc = computedFeature(name, GenApi::intfIString, write ? GenApi::RW : GenApi::RO);
+    ensureCategory(desc.category);
+    place(std::make_unique<CComputedStringNode>(this, desc, std::move(read), std::move(write)), desc);
 }
 
 void CNodeMap::addCommand(const std::string& name, std::function<void()> action)
 {
+    addCommand(computedFeature(name, GenApi::intfICommand, GenApi::WO), std::move(action));
+}
+
+void CNodeMap::addCommand(const FeatureDesc& command, std::function<void()> action)
+{
     Lock lock(m_mutex);
-    FeatureDesc desc;
-    desc.name = name;
+    FeatureDesc desc = command;
     desc.type = GenApi::intfICommand;
-    desc.access = GenApi::WO;
-    auto node = std::make_unique<CActionCommandNode>(this, desc, std::move(action));
-    m_byName[name] = node.get();
-    m_nodes.push_back(std::move(node));
+    describeStandardFeature(desc);
+    ensureCategory(desc.category);
+    place(std::make_unique<CActionCommandNode>(this, desc, std::move(action)), desc);
 }
 
 bool CNodeMap::isLockedWhileStreaming(const std::string& feature)
@@ -427,10 +574,65 @@ void CNodeMap::setAccessHook(AccessHook hook)
     m_accessHook = std::move(hook);
 }
 
+void CNodeMap::setLockRule(const std::string& name, std::function<std::string()> reason)
+{
+    Lock lock(m_mutex);
+    m_lockRules[name] = std::move(reason);
+}
+
+void CNodeMap::setMaximumRule(const std::string& name, std::function<int64_t()> maximum)
+{
+    Lock lock(m_mutex);
+    m_maximumRules[name] = std::move(maximum);
+}
+
+void CNodeMap::setChangeListener(std::function<void(const std::string&)> listener)
+{
+    Lock lock(m_mutex);
+    m_changeListener = std::move(listener);
+}
+
 void CNodeMap::checkAccess(const char* access, const std::string& feature) const
 {
     if (m_accessHook)
         m_accessHook(access, feature);
+}
+
+std::string CNodeMap::lockReason(const std::string& feature) const
+{
+    const auto rule = m_lockRules.find(feature);
+    return rule == m_lockRules.end() ? std::string() : rule->second();
+}
+
+std::optional<int64_t> CNodeMap::maximumOf(const std::string& feature) const
+{
+    const auto rule = m_maximumRules.find(feature);
+    return rule == m_maximumRules.end() ? std::nullopt : std::optional<int64_t>(rule->second());
+}
+
+void CNodeMap::changed(const std::string& feature)
+{
+    m_changeCount.fetch_add(1, std::memory_order_acq_rel);
+    if (m_changeListener)
+        m_changeListener(feature);
+}
+
+void CNodeMap::listCategory(const std::string& category, GenApi::NodeList_t& nodes) const
+{
+    nodes.clear();
+    for (const auto& entry : m_entries) {
+        if (entry.category == category && entry.node->GetName() != RootCategory)
+            nodes.push_back(entry.node.get());
+    }
+}
+
+void CNodeMap::listDependents(const std::string& feature, GenApi::NodeList_t& nodes) const
+{
+    nodes.clear();
+    for (const auto& entry : m_entries) {
+        if (std::find(entry.dependsOn.begin(), entry.dependsOn.end(), feature) != entry.dependsOn.end())
+            nodes.push_back(entry.node.get());
+    }
 }
 
 void CNodeMap::setIntegerInternal(const std::string& name, int64_t value)
@@ -440,10 +642,33 @@ void CNodeMap::setIntegerInternal(const std::string& name, int64_t value)
         node->setInternal(value);
 }
 
+void CNodeMap::setFloatInternal(const std::string& name, double value)
+{
+    Lock lock(m_mutex);
+    if (auto node = dynamic_cast<CFloatNode*>(GetNode(name.c_str()))) {
+        node->setInternal(value);
+        changed(name);
+    }
+}
+
+void CNodeMap::setEnumInternal(const std::string& name, const std::string& entry)
+{
+    Lock lock(m_mutex);
+    if (auto node = dynamic_cast<CEnumerationNode*>(GetNode(name.c_str())); node && node->setInternal(entry))
+        changed(name);
+}
+
 int64_t CNodeMap::integerValue(const std::string& name, int64_t defaultValue) const
 {
     Lock lock(m_mutex);
     auto node = dynamic_cast<CIntegerNode*>(GetNode(name.c_str()));
+    return node && GenApi::IsAvailable(node) ? node->current() : defaultValue;
+}
+
+double CNodeMap::floatValue(const std::string& name, double defaultValue) const
+{
+    Lock lock(m_mutex);
+    auto node = dynamic_cast<CFloatNode*>(GetNode(name.c_str()));
     return node && GenApi::IsAvailable(node) ? node->current() : defaultValue;
 }
 
@@ -468,6 +693,16 @@ std::string CNodeMap::stringValue(const std::string& name) const
     Lock lock(m_mutex);
     auto node = GetNode(name.c_str());
     return node && GenApi::IsReadable(node) ? node->ToString().toStdString() : std::string();
+}
+
+std::string CNodeMap::firstOf(std::initializer_list<const char*> names) const
+{
+    Lock lock(m_mutex);
+    for (const char* name : names) {
+        if (GenApi::IsImplemented(GetNode(name)))
+            return name;
+    }
+    return std::string();
 }
 
 } // namespace TavixSim

@@ -122,15 +122,88 @@ bool isImageDimension(const FeatureDesc& feature)
     return feature.name == "Width" || feature.name == "Height";
 }
 
+GenApi::EVisibility visibilityOf(const QString& text, const QString& path)
+{
+    static const std::map<QString, GenApi::EVisibility> levels{
+        {QStringLiteral("Beginner"), GenApi::Beginner}, {QStringLiteral("Expert"), GenApi::Expert},
+        {QStringLiteral("Guru"), GenApi::Guru}, {QStringLiteral("Invisible"), GenApi::Invisible}};
+    const auto it = levels.find(text);
+    if (it == levels.end())
+        fail(path, QStringLiteral("'%1' is no visibility (Beginner, Expert, Guru, Invisible)").arg(text));
+    return it->second;
+}
+
+GenApi::ERepresentation representationOf(const QString& text, const QString& path)
+{
+    static const std::map<QString, GenApi::ERepresentation> kinds{
+        {QStringLiteral("Linear"), GenApi::Linear},           {QStringLiteral("Logarithmic"), GenApi::Logarithmic},
+        {QStringLiteral("PureNumber"), GenApi::PureNumber},   {QStringLiteral("HexNumber"), GenApi::HexNumber},
+        {QStringLiteral("IPV4Address"), GenApi::IPV4Address}, {QStringLiteral("MACAddress"), GenApi::MACAddress}};
+    const auto it = kinds.find(text);
+    if (it == kinds.end())
+        fail(path, QStringLiteral("'%1' is no representation (Linear, Logarithmic, PureNumber, HexNumber, IPV4Address, MACAddress)").arg(text));
+    return it->second;
+}
+
+// What a client shows of a feature or a category: its category, names, texts and visibility.
+void parsePresentation(const QJsonObject& object, const QString& path, FeatureDesc& feature)
+{
+    feature.category = textAt(object, "category", path).toStdString();
+    feature.displayName = textAt(object, "displayName", path).toStdString();
+    feature.toolTip = textAt(object, "tooltip", path).toStdString();
+    feature.description = textAt(object, "description", path).toStdString();
+    if (object.contains(QStringLiteral("visibility")))
+        feature.visibility = visibilityOf(textAt(object, "visibility", path), path + QStringLiteral(".visibility"));
+}
+
+void parseNumberPresentation(const QJsonObject& object, const QString& path, FeatureDesc& feature)
+{
+    feature.unit = textAt(object, "unit", path).toStdString();
+    if (object.contains(QStringLiteral("representation")))
+        feature.representation = representationOf(textAt(object, "representation", path), path + QStringLiteral(".representation"));
+}
+
+std::vector<std::string> namesAt(const QJsonObject& object, const char* key, const QString& path)
+{
+    std::vector<std::string> names;
+    const QJsonArray array = arrayAt(object, key, path);
+    for (int i = 0; i < array.size(); ++i) {
+        if (!array[i].isString() || array[i].toString().isEmpty())
+            fail(indexed(path, key, i), QStringLiteral("a feature's name is expected"));
+        names.push_back(array[i].toString().toStdString());
+    }
+    return names;
+}
+
+FeatureDesc parseCategory(const QJsonObject& object, const QString& path)
+{
+    checkKeys(object, path, {"name", "type", "category", "displayName", "tooltip", "description", "visibility"});
+    FeatureDesc category;
+    category.name = textAt(object, "name", path, true).toStdString();
+    category.type = GenApi::intfICategory;
+    category.access = GenApi::RO;
+    parsePresentation(object, path, category);
+    if (category.name == RootCategory && !category.category.empty())
+        fail(path + QStringLiteral(".category"), QStringLiteral("the root category is in no other"));
+    return category;
+}
+
 FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
 {
-    checkKeys(object, path, {"name", "type", "value", "access", "available", "min", "max", "inc", "unit", "entries"});
+    if (textAt(object, "type", path, true) == QLatin1String("category"))
+        return parseCategory(object, path);
+    checkKeys(object, path, {"name", "type", "value", "access", "available", "min", "max", "inc", "unit", "entries", "category",
+                             "displayName", "tooltip", "description", "visibility", "representation", "dependsOn"});
     FeatureDesc feature;
     feature.name = textAt(object, "name", path, true).toStdString();
+    if (feature.name == RootCategory)
+        fail(path + QStringLiteral(".name"), QStringLiteral("'Root' is the name of the root category"));
     const QString type = textAt(object, "type", path, true);
     feature.access = accessOf(textAt(object, "access", path, false, QStringLiteral("RW")), path + QStringLiteral(".access"));
     if (!boolAt(object, "available", path, true))
         feature.access = GenApi::NA;
+    parsePresentation(object, path, feature);
+    feature.dependsOn = namesAt(object, "dependsOn", path);
     if (type == QLatin1String("integer")) {
         feature.type = GenApi::intfIInteger;
         feature.intValue = integerAt(object, "value", path, 0);
@@ -140,13 +213,18 @@ FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
         feature.intMin = integerAt(object, "min", path, INT64_MIN);
         feature.intMax = integerAt(object, "max", path, INT64_MAX);
         feature.intInc = integerAt(object, "inc", path, 1);
-        feature.unit = textAt(object, "unit", path).toStdString();
+        if (feature.intInc < 1)
+            fail(path + QStringLiteral(".inc"), QStringLiteral("an increment of 1 or more is expected"));
+        parseNumberPresentation(object, path, feature);
     } else if (type == QLatin1String("float")) {
         feature.type = GenApi::intfIFloat;
         feature.floatValue = numberAt(object, "value", path, 0.0);
         feature.floatMin = numberAt(object, "min", path, -1e300);
         feature.floatMax = numberAt(object, "max", path, 1e300);
-        feature.unit = textAt(object, "unit", path).toStdString();
+        feature.floatInc = numberAt(object, "inc", path, 0.0);
+        if (feature.floatInc < 0)
+            fail(path + QStringLiteral(".inc"), QStringLiteral("must not be negative"));
+        parseNumberPresentation(object, path, feature);
     } else if (type == QLatin1String("boolean")) {
         feature.type = GenApi::intfIBoolean;
         feature.boolValue = boolAt(object, "value", path, false);
@@ -183,9 +261,32 @@ FeatureDesc parseFeature(const QJsonObject& object, const QString& path)
             fail(path + QStringLiteral(".value"), QStringLiteral("'%1' is not among the entries").arg(QString::fromStdString(feature.stringValue)));
     } else {
         fail(path + QStringLiteral(".type"),
-             QStringLiteral("'%1' is no feature type (integer, float, enumeration, boolean, command, string)").arg(type));
+             QStringLiteral("'%1' is no feature type (integer, float, enumeration, boolean, command, string, category)").arg(type));
     }
+    if ((feature.type == GenApi::intfIInteger || feature.type == GenApi::intfIFloat) == false
+        && (object.contains(QStringLiteral("unit")) || object.contains(QStringLiteral("representation"))))
+        fail(path, QStringLiteral("only an integer or a float has a unit and a representation"));
     return feature;
+}
+
+// Categories form a tree below the root: one that is, through its parents, in itself would
+// never end a client's walk.
+void checkCategoryTree(const NodeMapDescription& features, const QString& path)
+{
+    std::map<std::string, std::string> parents;
+    for (const auto& feature : features) {
+        if (feature.type == GenApi::intfICategory)
+            parents[feature.name] = feature.category;
+    }
+    for (const auto& category : parents) {
+        std::string at = category.second;
+        for (size_t steps = 0; !at.empty(); ++steps) {
+            if (at == category.first || steps > parents.size())
+                fail(path, QStringLiteral("the category '%1' is in itself").arg(QString::fromStdString(category.first)));
+            const auto parent = parents.find(at);
+            at = parent == parents.end() ? std::string() : parent->second;
+        }
+    }
 }
 
 NodeMapDescription parseFeatureArray(const QJsonArray& array, const QString& path)
@@ -195,6 +296,7 @@ NodeMapDescription parseFeatureArray(const QJsonArray& array, const QString& pat
         const QString featurePath = QStringLiteral("%1[%2]").arg(path).arg(i);
         features.push_back(parseFeature(objectAt(array[i], featurePath), featurePath));
     }
+    checkCategoryTree(features, path);
     return features;
 }
 

@@ -94,6 +94,9 @@ CSimDevice::CSimDevice(const DeviceDesc& desc)
     if (m_desc.resettable && !hasFeature(camera, "DeviceReset"))
         m_pCameraNodeMap->addCommand("DeviceReset", [this] { reset(); });
     addComputedFeatures(camera);
+    addAcquisitionFeatures(camera);
+    addImageFormatRules();
+    m_pCameraNodeMap->setChangeListener([this](const std::string& feature) { onChanged(feature); });
 
     m_pTlNodeMap = makeNodeMap("TransportLayer", m_desc.tlFeatures);
     m_pEventNodeMap = makeNodeMap("EventGrabber", m_desc.eventFeatures);
@@ -182,6 +185,103 @@ void CSimDevice::addComputedFeatures(const NodeMapDescription& camera)
     }
 }
 
+void CSimDevice::addAcquisitionFeatures(const NodeMapDescription& camera)
+{
+    m_pControls = std::make_unique<CAcquisitionControls>(*m_pCameraNodeMap, m_desc.stream.frameRate);
+    const bool hasFrameRate = hasFeature(camera, "AcquisitionFrameRate") || hasFeature(camera, "AcquisitionFrameRateAbs");
+    if (hasFrameRate && !hasFeature(camera, "ResultingFrameRate"))
+        m_pCameraNodeMap->addComputedFloat("ResultingFrameRate", [this] { return m_pControls->frameRate(); });
+    const auto described = std::find_if(camera.begin(), camera.end(), [](const FeatureDesc& f) { return f.name == "TriggerSoftware"; });
+    if (described != camera.end() && described->type == GenApi::intfICommand) {
+        m_pCameraNodeMap->addCommand(*described, [this] {
+            m_streamGrabber.trigger(CWorld::deviceClockNs(), "SoftwareTrigger:");
+        });
+    }
+    if (hasFeature(camera, "UserSetSelector") && hasFeature(camera, "UserSetLoad") && hasFeature(camera, "UserSetSave"))
+        m_pUserSets = std::make_unique<CUserSets>(*m_pCameraNodeMap, m_desc.info.GetFullName().toStdString(), camera);
+}
+
+namespace {
+
+struct Axis
+{
+    const char* size;
+    const char* offset;
+    const char* binning;
+    const char* sensor;
+};
+
+const Axis Axes[] = {{"Width", "OffsetX", "BinningHorizontal", "SensorWidth"}, {"Height", "OffsetY", "BinningVertical", "SensorHeight"}};
+
+// A binning as a number, whether the feature is an integer or an enumeration ("Bin2", "2").
+int64_t binningOf(const CNodeMap& map, const char* name)
+{
+    GenApi::INode* node = map.GetNode(name);
+    if (!GenApi::IsImplemented(node))
+        return 1;
+    if (dynamic_cast<GenApi::IEnumeration*>(node)) {
+        std::string text = map.enumValue(name);
+        text.erase(text.begin(), std::find_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }));
+        return std::max<int64_t>(1, std::atoll(text.c_str()));
+    }
+    return std::max<int64_t>(1, map.integerValue(name, 1));
+}
+
+} // namespace
+
+void CSimDevice::addImageFormatRules()
+{
+    CNodeMap& map = *m_pCameraNodeMap;
+    for (const Axis& axis : Axes) {
+        const bool hasOffset = GenApi::IsImplemented(map.GetNode(axis.offset));
+        const bool hasBinning = GenApi::IsImplemented(map.GetNode(axis.binning));
+        auto* size = dynamic_cast<GenApi::IInteger*>(map.GetNode(axis.size));
+        if (!size || (!hasOffset && !hasBinning))
+            continue;
+        // The sensor's size: its feature, else the largest image the scenario allows, else the image's.
+        int64_t sensor = map.integerValue(axis.sensor, 0);
+        if (sensor <= 0)
+            sensor = size->GetMax() < (int64_t(1) << 40) ? size->GetMax() : map.integerValue(axis.size, 0);
+        m_binning[axis.binning] = binningOf(map, axis.binning);
+        const std::string offsetName = axis.offset;
+        const std::string sizeName = axis.size;
+        const std::string binningName = axis.binning;
+        map.setMaximumRule(sizeName, [&map, sensor, offsetName, binningName] {
+            return sensor / binningOf(map, binningName.c_str()) - map.integerValue(offsetName, 0);
+        });
+        if (hasOffset) {
+            map.setMaximumRule(offsetName, [&map, sensor, sizeName, binningName] {
+                return std::max<int64_t>(0, sensor / binningOf(map, binningName.c_str()) - map.integerValue(sizeName, 0));
+            });
+        }
+    }
+}
+
+void CSimDevice::onChanged(const std::string& feature)
+{
+    for (const Axis& axis : Axes) {
+        if (feature != axis.binning)
+            continue;
+        // The region covers the same part of the sensor in the new binning.
+        CNodeMap& map = *m_pCameraNodeMap;
+        const int64_t before = m_binning[axis.binning];
+        const int64_t after = binningOf(map, axis.binning);
+        m_binning[axis.binning] = after;
+        auto* size = dynamic_cast<GenApi::IInteger*>(map.GetNode(axis.size));
+        if (!size || before == after)
+            continue;
+        const auto fit = [](int64_t value, int64_t minimum, int64_t maximum, int64_t increment) {
+            value = std::clamp(value, minimum, std::max(minimum, maximum));
+            return value - (value - minimum) % std::max<int64_t>(1, increment);
+        };
+        map.setIntegerInternal(axis.offset, map.integerValue(axis.offset, 0) * before / after);
+        map.setIntegerInternal(axis.size, fit(map.integerValue(axis.size, 0) * before / after, size->GetMin(), size->GetMax(), size->GetInc()));
+        if (auto* offset = dynamic_cast<GenApi::IInteger*>(map.GetNode(axis.offset)))
+            map.setIntegerInternal(axis.offset, fit(map.integerValue(axis.offset, 0), offset->GetMin(), offset->GetMax(), offset->GetInc()));
+    }
+    m_streamGrabber.settingsChanged();
+}
+
 Tavix::Codec::Descriptor CSimDevice::compressionFormat() const
 {
     Tavix::Codec::Descriptor format;
@@ -237,14 +337,13 @@ ActionSettings CSimDevice::actionSettings() const
 
 bool CSimDevice::waitsForActionSignal() const
 {
-    const std::string source = m_pCameraNodeMap->enumValue("TriggerSource");
-    return m_pCameraNodeMap->enumValue("TriggerMode") == "On" && source.compare(0, 6, "Action") == 0;
+    return m_pControls->trigger() == CAcquisitionControls::ETrigger::Action;
 }
 
 void CSimDevice::fireAction(uint64_t dueNs)
 {
     if (waitsForActionSignal())
-        m_streamGrabber.trigger(dueNs);
+        m_streamGrabber.trigger(dueNs, "ActionSignal:");
 }
 
 void CSimDevice::checkFault(const std::string& operation)
@@ -385,10 +484,12 @@ void CSimStreamGrabber::PrepareGrab(size_t bufferSize, size_t /*maxImages*/)
     m_frameIndex = 0;
     m_nextError = 0;
     m_started = false;
+    m_period = Clock::duration(0);
     prepareShape();
     prepareCompression();
-    prepareActionTrigger();
+    prepareTrigger();
     prepareSensorDefects();
+    m_seenChanges = camera.changeCount() - 1; // the first frame takes the settings as they are
     // What a camera can't change while it streams is locked from here to the grab's end.
     camera.setStreamingLocked(true);
 }
@@ -443,33 +544,74 @@ void CSimStreamGrabber::prepareCompression()
     }
 }
 
-void CSimStreamGrabber::prepareActionTrigger()
+void CSimStreamGrabber::prepareTrigger()
 {
-    const bool actionTriggered = m_device.waitsForActionSignal();
+    const bool triggered = m_device.controls().trigger() != CAcquisitionControls::ETrigger::FreeRun;
     std::lock_guard<std::mutex> lock(m_waitMutex); // trigger() reads these on the issuer's thread
-    m_actionTriggered = actionTriggered;
+    m_triggered = triggered;
     m_triggers.clear();
     m_armed = true;
 }
 
-void CSimStreamGrabber::trigger(uint64_t dueNs)
+void CSimStreamGrabber::trigger(uint64_t dueNs, const char* kind)
 {
     {
         std::lock_guard<std::mutex> lock(m_waitMutex);
-        if (!m_armed || !m_actionTriggered)
+        if (!m_armed || !m_triggered)
             return;
         m_triggers.insert(dueNs);
         m_wake.notify_all();
     }
-    CWorld::instance().countCall("ActionSignal:" + m_device.desc().info.GetFullName().toStdString());
+    CWorld::instance().countCall(kind + m_device.desc().info.GetFullName().toStdString());
 }
 
-bool CSimStreamGrabber::waitForTrigger(const std::atomic<bool>& stop)
+void CSimStreamGrabber::settingsChanged()
+{
+    std::lock_guard<std::mutex> lock(m_waitMutex);
+    m_settingsChanged = true;
+    m_wake.notify_all();
+}
+
+void CSimStreamGrabber::followSettings()
+{
+    {
+        // A change from here on wakes the next wait again, and is taken up then.
+        std::lock_guard<std::mutex> lock(m_waitMutex);
+        m_settingsChanged = false;
+    }
+    const uint64_t changes = m_device.cameraNodeMap().changeCount();
+    if (changes == m_seenChanges)
+        return;
+    m_seenChanges = changes;
+    const CAcquisitionControls& controls = m_device.controls();
+    m_pattern.setResponse(controls.response());
+    const double rate = controls.frameRate();
+    // At least a tick: a period of 0 would divide by zero below. The scenario reader keeps the
+    // rate where the period fits.
+    const Clock::duration period = rate > 0 ? std::max(Clock::duration(1), std::chrono::duration_cast<Clock::duration>(
+                                                                              std::chrono::duration<double>(1.0 / rate)))
+                                            : Clock::duration(0);
+    if (period != m_period) {
+        // The new pace counts from now: the next frame falls due a period later.
+        m_period = period;
+        m_epochStart = Clock::now();
+        m_epochIndex = m_frameIndex - 1;
+    }
+    const bool triggered = controls.trigger() != CAcquisitionControls::ETrigger::FreeRun;
+    std::lock_guard<std::mutex> lock(m_waitMutex);
+    if (triggered != m_triggered)
+        m_triggers.clear();
+    m_triggered = triggered;
+}
+
+CSimStreamGrabber::EWait CSimStreamGrabber::waitForTrigger(const std::atomic<bool>& stop)
 {
     std::unique_lock<std::mutex> lock(m_waitMutex);
     for (;;) {
         if (stop.load(std::memory_order_acquire) || m_device.IsRemoved())
-            return false;
+            return EWait::Stopped;
+        if (m_settingsChanged)
+            return EWait::SettingsChanged;
         if (m_triggers.empty()) {
             m_wake.wait(lock);
             continue;
@@ -477,16 +619,34 @@ bool CSimStreamGrabber::waitForTrigger(const std::atomic<bool>& stop)
         const Clock::time_point due = CWorld::deviceClockTime(*m_triggers.begin());
         if (Clock::now() >= due) {
             m_triggers.erase(m_triggers.begin());
-            return true;
+            return EWait::Ready;
         }
         m_wake.wait_until(lock, due);
     }
 }
 
-bool CSimStreamGrabber::waitUntil(Clock::time_point due, const std::atomic<bool>& stop)
+CSimStreamGrabber::EWait CSimStreamGrabber::waitUntil(Clock::time_point due, const std::atomic<bool>& stop)
 {
     std::unique_lock<std::mutex> lock(m_waitMutex);
-    return !m_wake.wait_until(lock, due, [&] { return stop.load(std::memory_order_acquire) || m_device.IsRemoved(); });
+    m_wake.wait_until(lock, due, [&] { return stop.load(std::memory_order_acquire) || m_device.IsRemoved() || m_settingsChanged; });
+    if (stop.load(std::memory_order_acquire) || m_device.IsRemoved())
+        return EWait::Stopped;
+    return m_settingsChanged ? EWait::SettingsChanged : EWait::Ready;
+}
+
+CSimStreamGrabber::EWait CSimStreamGrabber::waitForDue(Tavix::FrameResult& frame, const std::atomic<bool>& stop)
+{
+    if (m_period == Clock::duration(0))
+        return EWait::Ready;
+    const Clock::time_point due = m_epochStart + m_period * (m_frameIndex - m_epochIndex);
+    const Clock::time_point now = Clock::now();
+    if (now > due + m_period) { // the grab loop came late: the frames in between are lost
+        const int64_t skipped = int64_t((now - due) / m_period);
+        frame.skippedImages += uint64_t(skipped);
+        m_frameIndex += skipped;
+        return EWait::Ready;
+    }
+    return waitUntil(due, stop);
 }
 
 Tavix::FrameResult CSimStreamGrabber::waitForStop(const std::atomic<bool>& stop)
@@ -522,25 +682,25 @@ Tavix::FrameResult CSimStreamGrabber::AcquireFrame(void* buffer, size_t bufferSi
     if (!m_started) { // the stream's clock starts with the first frame the loop asks for
         m_start = Clock::now();
         m_started = true;
+        m_epochStart = m_start;
+        m_epochIndex = 0;
     }
-    if (m_actionTriggered) {
-        if (!waitForTrigger(stop))
-            return m_device.IsRemoved() ? waitForStop(stop) : Tavix::FrameResult();
-    } else if (stream.frameRate > 0) {
-        // At least a tick: a period of 0 would divide by zero below. The scenario reader keeps
-        // the rate where the period fits.
-        const auto period = std::max(Clock::duration(1),
-                                     std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / stream.frameRate)));
-        const Clock::time_point due = m_start + period * m_frameIndex;
-        const Clock::time_point now = Clock::now();
-        if (now > due + period) { // the grab loop came late: the frames in between are lost
-            const int64_t skipped = int64_t((now - due) / period);
-            frame.skippedImages = uint64_t(skipped);
-            m_frameIndex += skipped;
-        } else if (!waitUntil(due, stop)) {
-            return m_device.IsRemoved() ? waitForStop(stop) : Tavix::FrameResult();
+    for (;;) {
+        followSettings();
+        bool triggered = false;
+        {
+            std::lock_guard<std::mutex> lock(m_waitMutex);
+            triggered = m_triggered;
         }
+        const EWait outcome = triggered ? waitForTrigger(stop) : waitForDue(frame, stop);
+        if (outcome == EWait::Ready)
+            break;
+        if (outcome == EWait::Stopped)
+            return m_device.IsRemoved() ? waitForStop(stop) : Tavix::FrameResult();
+        // The settings changed during the wait: take them up and wait anew.
     }
+    // An automatic mode adjusts the camera for the next frame, as a camera measures the last one.
+    m_device.controls().adjustAutomatically();
 
     auto* bytes = static_cast<unsigned char*>(buffer);
     const size_t imageSize = writeImage(bytes, bufferSize, frame);

@@ -2,6 +2,8 @@
 
 #include <tavix/compressioncodec.h>
 #include <tavix/removalcallbacks.h>
+#include <tavix/sim/acquisitioncontrols.h>
+#include <tavix/sim/usersets.h>
 #include <tavix/sim/nodemap.h>
 #include <tavix/sim/scenario.h>
 #include <tavix/sim/sensordefects.h>
@@ -24,9 +26,10 @@ class CSimDevice;
 struct ActionSettings;
 
 
-// The stream of a simulated camera: frames at the scenario's rate (or as fast as buffers come
-// back), each with a moving test pattern, the scenario's failures, chunk data and compression
-// information.
+// The stream of a simulated camera: frames at the camera's rate (or as fast as buffers come
+// back, or at each trigger), each with a moving test pattern in the light of the camera's
+// exposure, gain and black level, the scenario's failures, chunk data and compression
+// information. A change of the camera's settings takes effect with the next frame.
 class CSimStreamGrabber : public Tavix::IStreamGrabber
 {
 public:
@@ -39,21 +42,29 @@ public:
     // The grab has ended: the features locked while streaming are free again.
     void FinishGrab() override;
 
-    // An action signal that is due at dueNs on the device clock. Only a grab that waits for
-    // action signals takes it; at other times it is lost, as on a camera.
-    void trigger(uint64_t dueNs);
+    // A trigger signal (an action or software trigger, as kind names it) that is due at dueNs on
+    // the device clock. Only a grab that waits for triggers takes it; at other times it is lost,
+    // as on a camera.
+    void trigger(uint64_t dueNs, const char* kind);
+    // Any thread, under the camera's node map mutex: a setting changed; a wait takes it up.
+    void settingsChanged();
 
     void setNodeMap(std::unique_ptr<CNodeMap> nodeMap) { m_pNodeMap = std::move(nodeMap); }
 
 private:
     using Clock = std::chrono::steady_clock;
+    enum class EWait { Ready, Stopped, SettingsChanged };
 
-    bool waitUntil(Clock::time_point due, const std::atomic<bool>& stop);
+    EWait waitUntil(Clock::time_point due, const std::atomic<bool>& stop);
     Tavix::FrameResult waitForStop(const std::atomic<bool>& stop);
     void prepareCompression();
-    void prepareActionTrigger();
+    void prepareTrigger();
     void prepareSensorDefects();
-    bool waitForTrigger(const std::atomic<bool>& stop);
+    // Takes up the camera's settings if they changed since last time.
+    void followSettings();
+    EWait waitForTrigger(const std::atomic<bool>& stop);
+    // Waits for the frame's time at the camera's rate; a frame long due counts the ones missed.
+    EWait waitForDue(Tavix::FrameResult& frame, const std::atomic<bool>& stop);
     void prepareShape();
     // Writes the frame's picture, as many rows as fit.
     void fill(unsigned char* buffer, size_t imageSize);
@@ -76,6 +87,10 @@ private:
     size_t m_nextError = 0;
     Clock::time_point m_start;
     bool m_started = false;
+    uint64_t m_seenChanges = 0; // of the camera's node map, when the settings were taken
+    Clock::duration m_period{0}; // 0: as fast as buffers come
+    Clock::time_point m_epochStart; // frames since m_epochIndex fall due a period apart from here
+    int64_t m_epochIndex = 0;
     CTestPattern m_pattern;
     Tavix::ImageShape m_shape; // of the images of this grab, decompressed
     CSensorDefects m_sensorDefects; // the lists and the correction mode as the grab started
@@ -84,10 +99,11 @@ private:
     std::vector<unsigned char> m_scratch; // the uncompressed image, while compressing
     Tavix::Codec::CFrameCompressor m_compressor;
     Tavix::Codec::Descriptor m_format;
-    bool m_actionTriggered = false;
 
     // Under m_waitMutex.
     bool m_armed = false;
+    bool m_triggered = false; // the grab waits for trigger signals
+    bool m_settingsChanged = false;
     std::multiset<uint64_t> m_triggers;
 };
 
@@ -142,6 +158,9 @@ public:
     static ActionSettings actionSettingsOf(const NodeMapDescription& model, const NodeMapDescription& own);
     ActionSettings actionSettings() const;
     bool waitsForActionSignal() const;
+    // What the camera's settings make of its images and their pace.
+    const CAcquisitionControls& controls() const { return *m_pControls; }
+    CAcquisitionControls& controls() { return *m_pControls; }
     // Passes an action signal to the stream if the trigger waits for one.
     void fireAction(uint64_t dueNs);
     // Firmware update: the updater writes an image in chunks from offset 0 on, has it verified
@@ -156,12 +175,20 @@ private:
     void addCompressionFeatures(NodeMapDescription& camera);
     void addDefectPixelFeatures(NodeMapDescription& camera);
     void addComputedFeatures(const NodeMapDescription& camera);
+    void addAcquisitionFeatures(const NodeMapDescription& camera);
+    // The region's limits: width and offset share the sensor's width at the present binning,
+    // and a change of binning scales the region.
+    void addImageFormatRules();
+    void onChanged(const std::string& feature);
 
     DeviceDesc m_desc;
     std::unique_ptr<CNodeMap> m_pCameraNodeMap;
     std::unique_ptr<CNodeMap> m_pTlNodeMap;
     std::unique_ptr<CNodeMap> m_pEventNodeMap;
     CSimStreamGrabber m_streamGrabber;
+    std::unique_ptr<CAcquisitionControls> m_pControls; // the map's rules refer to it; they go unused with it
+    std::unique_ptr<CUserSets> m_pUserSets;
+    std::map<std::string, int64_t> m_binning; // the binning of each axis, as last seen
     std::atomic<bool> m_open{false};
     std::atomic<bool> m_removed{false};
     Tavix::CRemovalCallbacks m_removalCallbacks;

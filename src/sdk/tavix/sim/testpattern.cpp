@@ -1,6 +1,7 @@
 #include <tavix/sim/testpattern.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace TavixSim {
@@ -42,6 +43,13 @@ uint8_t CTestPattern::level(uint64_t position)
     return uint8_t(place < 256 ? place : Period - place);
 }
 
+uint8_t CTestPattern::Response::apply(uint8_t level) const
+{
+    if (gain == 1.0 && offset == 0.0)
+        return level;
+    return uint8_t(std::clamp(std::lround(level * gain + offset), 0L, 255L));
+}
+
 CTestPattern::Colour CTestPattern::colourAt(uint32_t x, uint32_t y, uint64_t phase)
 {
     const uint64_t position = uint64_t(x) + y + phase;
@@ -51,8 +59,14 @@ CTestPattern::Colour CTestPattern::colourAt(uint32_t x, uint32_t y, uint64_t pha
 std::vector<unsigned char> CTestPattern::frame(uint32_t width, uint32_t height, size_t bytesPerPixel,
                                                 Tavix::EPixelType pixelType, uint64_t phase)
 {
+    return frame(width, height, bytesPerPixel, pixelType, phase, Response());
+}
+
+std::vector<unsigned char> CTestPattern::frame(uint32_t width, uint32_t height, size_t bytesPerPixel,
+                                                Tavix::EPixelType pixelType, uint64_t phase, Response response)
+{
     CTestPattern pattern;
-    pattern.prepare(width, height, bytesPerPixel, pixelType);
+    pattern.prepare(width, height, bytesPerPixel, pixelType, response);
     std::vector<unsigned char> bytes(size_t(width) * height * pattern.m_bytesPerPixel);
     pattern.write(bytes.data(), bytes.size(), phase);
     return bytes;
@@ -60,17 +74,37 @@ std::vector<unsigned char> CTestPattern::frame(uint32_t width, uint32_t height, 
 
 void CTestPattern::prepare(uint32_t width, uint32_t height, size_t bytesPerPixel, Tavix::EPixelType pixelType)
 {
+    prepare(width, height, bytesPerPixel, pixelType, Response());
+}
+
+void CTestPattern::prepare(uint32_t width, uint32_t height, size_t bytesPerPixel, Tavix::EPixelType pixelType, Response response)
+{
     m_width = width;
     m_height = height;
     m_bytesPerPixel = std::max<size_t>(1, bytesPerPixel);
     m_pixelType = pixelType;
+    m_response = response;
     const bool mosaic = Tavix::GetBayerOrder(pixelType) != Tavix::BayerOrder_None;
     m_lines.assign(mosaic ? 4 : 1, std::vector<unsigned char>(size_t(width + Period) * m_bytesPerPixel));
+    makeLines();
+}
+
+void CTestPattern::setResponse(Response response)
+{
+    if (response == m_response)
+        return;
+    m_response = response;
+    makeLines();
+}
+
+void CTestPattern::makeLines()
+{
     for (size_t kind = 0; kind < m_lines.size(); ++kind) {
         const bool oddRow = kind & 2;
         const bool oddStart = kind & 1;
-        for (uint32_t i = 0; i < width + Period; ++i) {
-            const Colour colour = colourAt(i, 0, 0);
+        for (uint32_t i = 0; i < m_width + Period; ++i) {
+            const Colour wave = colourAt(i, 0, 0);
+            const Colour colour{m_response.apply(wave.red), m_response.apply(wave.green), m_response.apply(wave.blue)};
             encode(&m_lines[kind][size_t(i) * m_bytesPerPixel], colour, oddRow, (i % 2 == 1) != oddStart);
         }
     }

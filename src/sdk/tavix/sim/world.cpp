@@ -71,6 +71,7 @@ bool CWorld::loadScenario(const QByteArray& json, const QString& source, QString
     m_deviceStates.clear();
     m_modelCache.clear();
     m_userDefectPixels.clear();
+    m_userSets.clear();
     m_timeline.start(m_scenario.timeline);
     return true;
 }
@@ -95,6 +96,7 @@ void CWorld::loadDefaultScenario()
     m_deviceStates.clear();
     m_modelCache.clear();
     m_userDefectPixels.clear();
+    m_userSets.clear();
     ensureLoaded();
 }
 
@@ -714,6 +716,19 @@ uint64_t CWorld::deviceClockNs()
 std::chrono::steady_clock::time_point CWorld::deviceClockTime(uint64_t ns)
 {
     return deviceClockEpoch() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::nanoseconds(ns));
+}
+
+CWorld::FeatureValues CWorld::userSet(const std::string& deviceFullName, const std::string& set) const
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    const auto it = m_userSets.find({deviceFullName, set});
+    return it == m_userSets.end() ? FeatureValues() : it->second;
+}
+
+void CWorld::setUserSet(const std::string& deviceFullName, const std::string& set, FeatureValues values)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_userSets[{deviceFullName, set}] = std::move(values);
 }
 
 std::string CWorld::userDefectPixels(const std::string& deviceFullName, const std::string& initial) const

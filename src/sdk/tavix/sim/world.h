@@ -123,6 +123,12 @@ public:
     std::string userDefectPixels(const std::string& deviceFullName, const std::string& initial) const;
     void setUserDefectPixels(const std::string& deviceFullName, const std::string& text);
 
+    // User sets: the values a device saved into a set last for the rest of the run of a
+    // scenario, in the order they were saved. A set never saved is empty.
+    using FeatureValues = std::vector<std::pair<std::string, std::string>>;
+    FeatureValues userSet(const std::string& deviceFullName, const std::string& set) const;
+    void setUserSet(const std::string& deviceFullName, const std::string& set, FeatureValues values);
+
     // Sends an action command to the present devices of the layer in the addressed subnet;
     // returns the answers of those that answer, in scenario order. Throws
     // InvalidArgumentException for an address that is no IPv4 address.
@@ -182,6 +188,7 @@ private:
     std::map<std::string, int> m_calls;
     std::map<std::string, GrabRecord> m_grabs;
     std::map<std::string, std::string> m_userDefectPixels;
+    std::map<std::pair<std::string, std::string>, FeatureValues> m_userSets;
 
     std::mutex m_devicesMutex;
     std::multimap<std::string, CSimDevice*> m_liveDevices;

@@ -149,13 +149,16 @@ CFirmwareListing CFirmwareJobs::listOnWorker(const CameraInfoPtr& camera, const 
     listing.matchedInUse = true;
     listing.error = failureOf([&] {
         const CollectionPtr collection = inUse();
-        GenApi::INodeMap* nodeMap = collection ? collection->getNodeMap(QStringLiteral("@CameraDevice")) : nullptr;
-        if (!nodeMap)
+        if (!collection)
             throw Core::Exception::InvalidOperationException(tr("The camera's features can't be read."));
-        // The camera may close on another thread meanwhile; its state counts us as inside.
-        const ParameterCollection::CScopedObjectStateLock inside(collection->getObjectState());
+        // The camera may close on another thread meanwhile: its map is read under the
+        // collection's read lock, which its close waits for.
         listing.deviceVersion = firmwareVersionIn(*collection);
-        matchOnNodeMap(*nodeMap, listing.deviceVersion, updates, listing);
+        const bool read = collection->readNodeMap(QStringLiteral("@CameraDevice"), [&](GenApi::INodeMap& nodeMap) {
+            matchOnNodeMap(nodeMap, listing.deviceVersion, updates, listing);
+        });
+        if (!read)
+            throw Core::Exception::InvalidOperationException(tr("The camera's features can't be read."));
     });
     return listing;
 }

@@ -15,31 +15,8 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 
-#include <limits>
 
 namespace Viewer {
-
-namespace {
-
-bool isInteger(const CFeatureSnapshot& feature)
-{
-    return feature.type == GenApi::intfIInteger;
-}
-
-// How far value lies past the last step from minimum (value >= minimum), without an overflow
-// for limits as far apart as 64 bits allow.
-qint64 stepRemainder(qint64 value, qint64 minimum, qint64 increment)
-{
-    return qint64((quint64(value) - quint64(minimum)) % quint64(increment));
-}
-
-// A float's limits in the shortest form that is still exact enough to read.
-QString number(double value)
-{
-    return QString::number(value, 'g', 12);
-}
-
-} // namespace
 
 CFeatureEditor::CFeatureEditor(const CFeatureSnapshot& feature, QWidget* parent)
     : QWidget(parent)
@@ -49,7 +26,7 @@ CFeatureEditor::CFeatureEditor(const CFeatureSnapshot& feature, QWidget* parent)
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     m_pEditor = createEditor();
-    m_pEditor->setToolTip(toolTipText());
+    m_pEditor->setToolTip(m_feature.toolTipText());
     // The wheel over an editor scrolls the list, unless a person has clicked into the editor.
     m_pEditor->setFocusPolicy(m_pEditor->focusPolicy() == Qt::NoFocus ? Qt::NoFocus : Qt::StrongFocus);
     m_pEditor->installEventFilter(this);
@@ -106,10 +83,10 @@ QWidget* CFeatureEditor::createEditor()
 
 QWidget* CFeatureEditor::createNumberEditor()
 {
-    auto* box = isInteger(m_feature) ? new CNumberBox(m_feature.intMin, m_feature.intMax, m_feature.intInc, this)
+    auto* box = m_feature.type == GenApi::intfIInteger ? new CNumberBox(m_feature.intMin, m_feature.intMax, m_feature.intInc, this)
                                      : new CNumberBox(m_feature.floatMin, m_feature.floatMax, this);
     connect(box, &CNumberBox::committed, this, [this, box](const QString& text) {
-        const QString refusal = refusalOf(text);
+        const QString refusal = m_feature.refusalOf(text);
         if (refusal.isEmpty()) {
             requestWrite(text);
             return;
@@ -119,53 +96,6 @@ QWidget* CFeatureEditor::createNumberEditor()
         emit writeRefused(m_feature.path, refusal);
     });
     return box;
-}
-
-QString CFeatureEditor::rangeText() const
-{
-    const QString unit = m_feature.unit.isEmpty() ? QString() : QLatin1Char(' ') + m_feature.unit;
-    if (isInteger(m_feature)) {
-        const bool bounded = m_feature.intMin != std::numeric_limits<qint64>::min()
-                             || m_feature.intMax != std::numeric_limits<qint64>::max();
-        const QString range = bounded ? tr("%1 to %2").arg(m_feature.intMin).arg(m_feature.intMax) : tr("any whole number");
-        return m_feature.intInc > 1 ? tr("%1 in steps of %2%3").arg(range).arg(m_feature.intInc).arg(unit) : range + unit;
-    }
-    if (m_feature.type == GenApi::intfIFloat)
-        return tr("%1 to %2%3").arg(number(m_feature.floatMin), number(m_feature.floatMax), unit);
-    return {};
-}
-
-QString CFeatureEditor::refusalOf(const QString& text) const
-{
-    const QString takes = tr("%1 takes %2.").arg(m_feature.name, rangeText());
-    if (isInteger(m_feature)) {
-        bool ok = false;
-        const qint64 value = text.toLongLong(&ok);
-        if (!ok)
-            return tr("%1 is not a whole number: %2").arg(text, takes);
-        if (value < m_feature.intMin || value > m_feature.intMax)
-            return tr("%1 is out of range: %2").arg(text, takes);
-        const qint64 offGrid = stepRemainder(value, m_feature.intMin, m_feature.intInc);
-        if (offGrid != 0)
-            return tr("%1 is off the increment: %2 The nearest are %3 and %4.")
-                .arg(text, takes)
-                .arg(value - offGrid)
-                .arg(value - offGrid + m_feature.intInc);
-        return {};
-    }
-    bool ok = false;
-    const double value = text.toDouble(&ok);
-    if (!ok)
-        return tr("%1 is not a number: %2").arg(text, takes);
-    if (value < m_feature.floatMin || value > m_feature.floatMax)
-        return tr("%1 is out of range: %2").arg(text, takes);
-    return {};
-}
-
-QString CFeatureEditor::toolTipText() const
-{
-    const QString range = rangeText();
-    return range.isEmpty() ? m_feature.path : tr("%1\nTakes %2").arg(m_feature.path, range);
 }
 
 QWidget* CFeatureEditor::createEnumerationEditor()

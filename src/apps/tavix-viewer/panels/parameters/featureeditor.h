@@ -24,8 +24,6 @@ public:
     void showFeature(const CFeatureSnapshot& feature);
     // Shows a value read back after a write.
     void showValue(const QString& value);
-    // What the feature takes: "16 to 1920 in steps of 4 px", "any value".
-    QString rangeText() const;
 
 signals:
     void writeRequested(const QString& path, const QString& value);
@@ -42,9 +40,6 @@ private:
     QWidget* createEnumerationEditor();
     QWidget* createTextEditor();
     void requestWrite(const QString& value);
-    // Empty when the typed number is one the feature takes, the reason otherwise.
-    QString refusalOf(const QString& text) const;
-    QString toolTipText() const;
 
     CFeatureSnapshot m_feature;
     QWidget* m_pEditor = nullptr;

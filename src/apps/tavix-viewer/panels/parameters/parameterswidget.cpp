@@ -1,25 +1,23 @@
 #include "parameterswidget.h"
 
-#include "featureeditor.h"
-#include "parameteraccess.h"
+#include "featuretree.h"
 
+#include <parameteraccess.h>
+
+#include <QComboBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QStyle>
-#include <QTreeWidget>
+#include <QSettings>
 #include <QVBoxLayout>
 
 namespace Viewer {
 
 namespace {
 
-enum EColumn { FeatureColumn = 0, ValueColumn = 1, ReasonColumn = 2 };
-constexpr int MaxFeatureWidth = 200;
-// The reason column shows the start of a reason; its tooltip and the message below show it whole.
-constexpr int ShownReasonLength = 40;
+const QString VisibilityKey = QStringLiteral("Viewer/ParameterVisibility");
 
 bool isReset(const QString& path)
 {
@@ -34,7 +32,9 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> servi
     , m_pAccess(new CParameterAccess(m_ptrServices, this))
     , m_pDevice(new QLabel(this))
     , m_pRefresh(new QPushButton(tr("Refresh"), this))
-    , m_pTree(new QTreeWidget(this))
+    , m_pSearch(new QLineEdit(this))
+    , m_pVisibility(new QComboBox(this))
+    , m_pTree(new CFeatureTree(this))
     , m_pMessage(new QLabel(this))
 {
     setObjectName(QStringLiteral("parameters"));
@@ -42,19 +42,16 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> servi
     m_pDevice->setWordWrap(true);
     m_pRefresh->setObjectName(QStringLiteral("parametersRefresh"));
     m_pRefresh->setToolTip(tr("Read every value from the device again"));
+    m_pSearch->setObjectName(QStringLiteral("parametersSearch"));
+    m_pSearch->setPlaceholderText(tr("Search features"));
+    m_pSearch->setClearButtonEnabled(true);
+    m_pSearch->setToolTip(tr("Shows the features whose name holds the text"));
+    m_pVisibility->setObjectName(QStringLiteral("parametersVisibility"));
+    m_pVisibility->addItem(tr("Beginner"), int(GenApi::Beginner));
+    m_pVisibility->addItem(tr("Expert"), int(GenApi::Expert));
+    m_pVisibility->addItem(tr("Guru"), int(GenApi::Guru));
+    m_pVisibility->setToolTip(tr("Shows the features meant for this level of user and those below it"));
     m_pTree->setObjectName(QStringLiteral("parametersTree"));
-    m_pTree->setHeaderLabels({tr("Feature"), tr("Value"), tr("Message")});
-    // The editors keep their room whatever a message says: the message column has a width of its
-    // own and shows the start of a message, its tooltip and the line below the whole of it.
-    m_pTree->header()->setSectionResizeMode(FeatureColumn, QHeaderView::Interactive);
-    m_pTree->header()->setSectionResizeMode(ValueColumn, QHeaderView::Stretch);
-    m_pTree->header()->setSectionResizeMode(ReasonColumn, QHeaderView::Interactive);
-    m_pTree->header()->setStretchLastSection(false);
-    m_pTree->header()->setMinimumSectionSize(fontMetrics().averageCharWidth() * 4);
-    m_pTree->setColumnWidth(ReasonColumn, fontMetrics().averageCharWidth() * 8 + style()->pixelMetric(QStyle::PM_SmallIconSize));
-    m_pTree->setTextElideMode(Qt::ElideRight);
-    m_pTree->viewport()->installEventFilter(this);
-    m_pTree->setSelectionMode(QAbstractItemView::NoSelection);
     m_pMessage->setObjectName(QStringLiteral("parametersMessage"));
     m_pMessage->setWordWrap(true);
     m_pMessage->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -62,9 +59,13 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> servi
     auto* top = new QHBoxLayout;
     top->addWidget(m_pDevice, 1);
     top->addWidget(m_pRefresh);
+    auto* filter = new QHBoxLayout;
+    filter->addWidget(m_pSearch, 1);
+    filter->addWidget(m_pVisibility);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addLayout(top);
+    layout->addLayout(filter);
     layout->addWidget(m_pTree, 1);
     layout->addWidget(m_pMessage);
 
@@ -84,16 +85,54 @@ CParametersWidget::CParametersWidget(QSharedPointer<const CViewerServices> servi
         });
     }
     connect(m_pRefresh, &QPushButton::clicked, this, &CParametersWidget::refresh);
+    connect(m_pSearch, &QLineEdit::textChanged, this, [this](const QString& text) {
+        m_pTree->setSearchText(text);
+        showCount();
+    });
+    connect(m_pVisibility, QOverload<int>::of(&QComboBox::currentIndexChanged), this, &CParametersWidget::applyVisibility);
     connect(m_pAccess, &CParameterAccess::featuresRead, this, &CParametersWidget::onFeaturesRead);
+    connect(m_pAccess, &CParameterAccess::featuresRefreshed, this, &CParametersWidget::onFeaturesRefreshed);
     connect(m_pAccess, &CParameterAccess::written, this, &CParametersWidget::onWritten);
+    connect(m_pAccess, &CParameterAccess::parameterWritten, this, &CParametersWidget::onParameterWritten);
+    connect(m_pTree, &CFeatureTree::writeRequested, this, [this](const QString& path, const QString& value) {
+        if (m_ptrDevice)
+            m_pAccess->write(m_ptrDevice, path, value);
+    });
+    connect(m_pTree, &CFeatureTree::executeRequested, this, &CParametersWidget::execute);
+    connect(m_pTree, &CFeatureTree::writeRefused, this, [this](const QString& path, const QString& reason) {
+        m_pTree->setReason(path, reason);
+        m_pMessage->setText(tr("%1 refused: %2").arg(path, reason));
+    });
+    const int level = QSettings().value(VisibilityKey, int(GenApi::Beginner)).toInt();
+    m_pVisibility->setCurrentIndex(qMax(0, m_pVisibility->findData(level)));
+    applyVisibility(m_pVisibility->currentIndex());
     follow(m_ptrServices->status->getActiveDevice());
 }
 
 CParametersWidget::~CParametersWidget() = default;
 
+void CParametersWidget::applyVisibility(int index)
+{
+    const int level = m_pVisibility->itemData(index).toInt();
+    m_pTree->setVisibilityLevel(GenApi::EVisibility(level));
+    QSettings().setValue(VisibilityKey, level);
+    showCount();
+}
+
+void CParametersWidget::showCount()
+{
+    if (!m_ptrDevice)
+        return;
+    const int all = m_pTree->featureCount();
+    const int shown = m_pTree->shownFeatureCount();
+    m_pMessage->setText(shown == all ? tr("Read %n feature(s).", nullptr, all)
+                                     : tr("Read %n feature(s); %1 shown.", nullptr, all).arg(shown));
+}
+
 void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
 {
     m_ptrDevice.reset();
+    m_pAccess->watch({});
     if (!device)
         return clear(tr("No active device."));
     if (device == m_ptrLostDevice)
@@ -103,7 +142,9 @@ void CParametersWidget::follow(const DeviceBaseInfoPtr& device)
         return clear(tr("%1 is closed; open it to see its parameters.").arg(device->getDisplayName()));
     m_ptrDevice = device;
     m_pDevice->setText(device->getDisplayName());
-    rebuild({});
+    m_pTree->showFeatures({});
+    m_pRefresh->setEnabled(true);
+    m_pAccess->watch(device);
     refresh();
 }
 
@@ -136,7 +177,7 @@ void CParametersWidget::clear(const QString& reason)
     m_pDevice->setText(reason);
     m_pMessage->clear();
     m_pRefresh->setEnabled(false);
-    rebuild({});
+    m_pTree->showFeatures({});
 }
 
 void CParametersWidget::refresh()
@@ -159,92 +200,28 @@ void CParametersWidget::onFeaturesRead(int ticket, const DeviceBaseInfoPtr& devi
 {
     if (ticket != m_awaitedRead || device != m_ptrDevice)
         return;
-    if (!showsSameKinds(features))
-        rebuild(features);
-    for (const CFeatureSnapshot& feature : features) {
-        m_editors.value(feature.path)->showFeature(feature);
-        setReason(feature.path, feature.readError);
-    }
+    m_pTree->showFeatures(features);
     if (!error.isEmpty())
         m_pMessage->setText(error);
     else if (!m_quietRead)
-        m_pMessage->setText(tr("Read %n feature(s).", nullptr, features.size()));
+        showCount();
 }
 
-bool CParametersWidget::showsSameKinds(const QVector<CFeatureSnapshot>& features) const
+void CParametersWidget::onParameterWritten(const DeviceBaseInfoPtr& device, const QString& path)
 {
-    if (features.size() != m_editors.size())
-        return false;
-    for (const CFeatureSnapshot& feature : features) {
-        const CFeatureEditor* editor = m_editors.value(feature.path);
-        if (!editor || !editor->feature().sameKind(feature))
-            return false;
-    }
-    return true;
+    if (device != m_ptrDevice || isReset(path) || !m_pTree->isShown(path))
+        return;
+    m_pAccess->readSome(device, m_pTree->affectedBy(path));
 }
 
-void CParametersWidget::rebuild(const QVector<CFeatureSnapshot>& features)
+void CParametersWidget::onFeaturesRefreshed(const DeviceBaseInfoPtr& device, const QVector<CFeatureSnapshot>& features,
+                                            const QString& error)
 {
-    QSet<QString> collapsed;
-    for (int i = 0; i < m_pTree->topLevelItemCount(); ++i) {
-        if (!m_pTree->topLevelItem(i)->isExpanded())
-            collapsed.insert(m_pTree->topLevelItem(i)->text(FeatureColumn));
-    }
-    m_pTree->clear();
-    m_editors.clear();
-    m_items.clear();
-    QHash<QString, QTreeWidgetItem*> maps;
-    for (const CFeatureSnapshot& feature : features) {
-        QTreeWidgetItem*& mapItem = maps[feature.mapName];
-        if (!mapItem) {
-            mapItem = new QTreeWidgetItem(m_pTree, {feature.mapName});
-            mapItem->setFirstColumnSpanned(true);
-            mapItem->setExpanded(!collapsed.contains(feature.mapName));
-        }
-        addFeature(mapItem, feature);
-    }
-    m_pRefresh->setEnabled(!m_ptrDevice.isNull());
-    m_pTree->resizeColumnToContents(FeatureColumn);
-    m_featureWidth = qMin(m_pTree->columnWidth(FeatureColumn), MaxFeatureWidth);
-    fitColumns();
-}
-
-void CParametersWidget::fitColumns()
-{
-    // Long feature names must not squeeze the editors out of a narrow dock: the names give way
-    // first, down to a few characters, and the editors keep what they need to show a value.
-    // Room for a value of a dozen characters, and the arrows of a box.
-    const int editorWidth = fontMetrics().averageCharWidth() * 12 + style()->pixelMetric(QStyle::PM_ScrollBarExtent) * 2;
-    const int room = m_pTree->viewport()->width() - m_pTree->columnWidth(ReasonColumn) - editorWidth;
-    const int fewCharacters = fontMetrics().averageCharWidth() * 8;
-    m_pTree->setColumnWidth(FeatureColumn, qBound(fewCharacters, room, qMax(fewCharacters, m_featureWidth)));
-}
-
-bool CParametersWidget::eventFilter(QObject* watched, QEvent* event)
-{
-    if (watched == m_pTree->viewport() && event->type() == QEvent::Resize)
-        fitColumns();
-    return QWidget::eventFilter(watched, event);
-}
-
-void CParametersWidget::addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature)
-{
-    auto* item = new QTreeWidgetItem(mapItem, {feature.name});
-    item->setToolTip(FeatureColumn, feature.path);
-    auto* editor = new CFeatureEditor(feature, m_pTree);
-    m_pTree->setItemWidget(item, ValueColumn, editor);
-    m_editors.insert(feature.path, editor);
-    m_items.insert(feature.path, item);
-    setReason(feature.path, feature.readError);
-    connect(editor, &CFeatureEditor::writeRequested, this, [this](const QString& path, const QString& value) {
-        if (m_ptrDevice)
-            m_pAccess->write(m_ptrDevice, path, value);
-    });
-    connect(editor, &CFeatureEditor::executeRequested, this, &CParametersWidget::execute);
-    connect(editor, &CFeatureEditor::writeRefused, this, [this](const QString& path, const QString& reason) {
-        setReason(path, reason);
-        m_pMessage->setText(tr("%1 refused: %2").arg(path, reason));
-    });
+    if (device != m_ptrDevice)
+        return;
+    m_pTree->updateFeatures(features);
+    if (!error.isEmpty())
+        m_pMessage->setText(error);
 }
 
 void CParametersWidget::execute(const QString& path)
@@ -265,32 +242,17 @@ void CParametersWidget::execute(const QString& path)
     m_pAccess->execute(m_ptrDevice, path);
 }
 
-void CParametersWidget::setReason(const QString& path, const QString& reason)
-{
-    QTreeWidgetItem* item = m_items.value(path);
-    if (!item)
-        return;
-    item->setText(ReasonColumn, reason.length() > ShownReasonLength ? reason.left(ShownReasonLength - 1) + QChar(0x2026) : reason);
-    item->setToolTip(ReasonColumn, reason);
-    item->setIcon(ReasonColumn, reason.isEmpty() ? QIcon() : style()->standardIcon(QStyle::SP_MessageBoxWarning));
-}
-
 void CParametersWidget::onWritten(const DeviceBaseInfoPtr& device, const QString& path, const QString& error,
                                   const QString& readBack)
 {
     if (device != m_ptrDevice)
         return;
-    setReason(path, error);
-    if (CFeatureEditor* editor = m_editors.value(path); editor && editor->feature().isReadable())
-        editor->showValue(readBack);
+    m_pTree->setReason(path, error);
+    m_pTree->showValue(path, readBack);
     if (!error.isEmpty()) {
         m_pMessage->setText(tr("%1 refused: %2").arg(path, error));
         return;
     }
-    // A write may change other features too (a width changes the payload size and offsets' limits).
-    // A reset takes the device away: there is nothing to read until it is back.
-    if (!m_pAccess->isBusy() && !isReset(path))
-        read(true);
     m_pMessage->setText(readBack.isEmpty() ? tr("%1 done.").arg(path) : tr("%1 = %2").arg(path, readBack));
 }
 

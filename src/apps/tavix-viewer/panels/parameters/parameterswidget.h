@@ -1,25 +1,25 @@
 #pragma once
 
-#include "featuresnapshot.h"
-
+#include <featuresnapshot.h>
 #include <viewerservices.h>
 
-#include <QHash>
 #include <QWidget>
 
+class QComboBox;
 class QLabel;
+class QLineEdit;
 class QPushButton;
-class QTreeWidget;
-class QTreeWidgetItem;
 
 namespace Viewer {
 
-class CFeatureEditor;
+class CFeatureTree;
 class CParameterAccess;
 
-// The features of the active device while it is open, grouped by node map, each with an editor
-// of its type. Reads and writes go through the host's parameter service on a worker; a refusal
-// shows its reason next to the feature and below the tree, and the editor shows the value read back.
+// The features of the active device while it is open, as its description groups them in
+// categories, each with an editor of its type, a filter by visibility and a search. Reads and
+// writes go through the host's parameter service on a worker; a refusal shows its reason next to
+// the feature and below the tree, and the editor shows the value read back. A write, this panel's
+// or another client's, brings the feature and those that depend on it up to date.
 class CParametersWidget : public QWidget
 {
     Q_OBJECT
@@ -31,9 +31,6 @@ public:
 
     QSize sizeHint() const override { return {400, 480}; }
 
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
 private:
     void follow(const DeviceBaseInfoPtr& device);
     void onDeviceOpened(const DeviceBaseInfoPtr& device);
@@ -42,19 +39,18 @@ private:
     // Runs a command, after asking a person first for one that restarts the device.
     void execute(const QString& path);
     // Asks for every feature again; the answer comes to onFeaturesRead(). A quiet read leaves
-    // the message below the tree alone unless it fails (after a write, which tells its own).
+    // the message below the tree alone unless it fails.
     void refresh();
     void read(bool quiet);
-    // Editors of the same kind keep their place and show the new values; others are made anew.
     void onFeaturesRead(int ticket, const DeviceBaseInfoPtr& device, const QVector<CFeatureSnapshot>& features,
                         const QString& error);
-    void rebuild(const QVector<CFeatureSnapshot>& features);
-    bool showsSameKinds(const QVector<CFeatureSnapshot>& features) const;
+    // A client wrote the feature: it and its dependents are read again.
+    void onParameterWritten(const DeviceBaseInfoPtr& device, const QString& path);
+    void onFeaturesRefreshed(const DeviceBaseInfoPtr& device, const QVector<CFeatureSnapshot>& features, const QString& error);
     void clear(const QString& reason);
-    void addFeature(QTreeWidgetItem* mapItem, const CFeatureSnapshot& feature);
     void onWritten(const DeviceBaseInfoPtr& device, const QString& path, const QString& error, const QString& readBack);
-    void setReason(const QString& path, const QString& reason);
-    void fitColumns();
+    void applyVisibility(int index);
+    void showCount();
 
     QSharedPointer<const CViewerServices> m_ptrServices;
     DeviceBaseInfoPtr m_ptrDevice; // the device shown, empty while none is open
@@ -64,11 +60,10 @@ private:
     bool m_quietRead = false;
     QLabel* m_pDevice;
     QPushButton* m_pRefresh;
-    QTreeWidget* m_pTree;
+    QLineEdit* m_pSearch;
+    QComboBox* m_pVisibility;
+    CFeatureTree* m_pTree;
     QLabel* m_pMessage;
-    int m_featureWidth = 0; // what the longest feature name needs, within reason
-    QHash<QString, CFeatureEditor*> m_editors;
-    QHash<QString, QTreeWidgetItem*> m_items;
 };
 
 } // namespace Viewer
