@@ -211,6 +211,27 @@ private slots:
         collection->getIntegerParameter(QStringLiteral("Height"))->setValue(200);
         QCOMPARE(heard, QStringList{"@CameraDevice/Height"});
     }
+
+    // A listener that follows a write with a write of its own, and then removes itself and the
+    // next listener, is heard once and hangs nothing.
+    void aListenerMayWriteAndRemoveListeners()
+    {
+        auto map = cameraMap();
+        const auto collection = collectionWith(map.get());
+        QStringList heard;
+        int first = 0;
+        int second = 0;
+        first = collection->addParameterListener([&](const QString& path) {
+            heard << path;
+            if (path.endsWith(QLatin1String("Width")))
+                collection->getIntegerParameter(QStringLiteral("Height"))->setValue(100);
+            collection->removeParameterListener(first);
+            collection->removeParameterListener(second);
+        });
+        second = collection->addParameterListener([&](const QString& path) { heard << QStringLiteral("second ") + path; });
+        collection->getIntegerParameter(QStringLiteral("Width"))->setValue(320);
+        QCOMPARE(heard, (QStringList{"@CameraDevice/Width", "@CameraDevice/Height"}));
+    }
 };
 
 TAVIX_TEST_MAIN(TestParameterCollection)

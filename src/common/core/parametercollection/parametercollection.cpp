@@ -230,8 +230,11 @@ void CParameterCollection::tellParameterWritten(const QString& path)
 void CParameterCollection::callParameterListeners(const QString& path)
 {
     QMutexLocker locker(&m_parameterListenersMutex);
-    for (const auto& listener : qAsConst(m_parameterListeners))
-        listener(path);
+    const auto listeners = m_parameterListeners;
+    for (auto it = listeners.cbegin(); it != listeners.cend(); ++it) {
+        if (m_parameterListeners.contains(it.key())) // not removed by an earlier listener
+            it.value()(path);
+    }
 }
 
 void CParameterCollection::notify(const QString& name, GenApi::INodeMap* nodeMap)

@@ -121,8 +121,10 @@ private:
     QMap<int, NodeMapListener> m_listeners;
     int m_nextListenerId = 1;
     // The parameter listeners have a lock of their own, held while they run, so that a removal
-    // waits for a call in progress. A listener must not add or remove listeners.
-    QMutex m_parameterListenersMutex;
+    // waits for a call in progress. It is recursive and the calls go through a copy of the list,
+    // so that a listener may write a parameter or remove a listener on its own thread; it must
+    // not wait for another thread that writes a parameter of this collection.
+    QMutex m_parameterListenersMutex{QMutex::Recursive};
     QMap<int, ParameterListener> m_parameterListeners;
     int m_nextParameterListenerId = 1;
 };
