@@ -113,15 +113,17 @@ CHistogramWidget::CHistogramWidget(CImageAnalysis* analysis, QWidget* parent)
     m_pFigures->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
     m_pFigures->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_pFigures->setSelectionMode(QAbstractItemView::NoSelection);
-    m_pFigures->setMaximumHeight(4 * m_pFigures->fontMetrics().height() * 2);
 
+    auto* area = new QHBoxLayout;
+    area->addWidget(m_pArea, 1);
+    area->addWidget(m_pWholeImage);
     auto* options = new QHBoxLayout;
     options->addWidget(m_pLogarithmic);
     options->addWidget(m_pMarkSaturated);
     options->addStretch(1);
-    options->addWidget(m_pWholeImage);
+    m_pArea->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(m_pArea);
+    layout->addLayout(area);
     layout->addWidget(m_pPlot, 1);
     layout->addLayout(options);
     layout->addWidget(m_pFigures);
@@ -187,6 +189,12 @@ void CHistogramWidget::showStatistics()
             item->setText(cells[column]);
         }
     }
+    // As high as its rows: the plot takes the rest.
+    m_pFigures->resizeRowsToContents();
+    int height = m_pFigures->horizontalHeader()->height() + 2 * m_pFigures->frameWidth();
+    for (int row = 0; row < m_pFigures->rowCount(); ++row)
+        height += m_pFigures->rowHeight(row);
+    m_pFigures->setFixedHeight(height);
     const double share = statistics.pixels ? 100.0 * double(statistics.saturated) / double(statistics.pixels) : 0.0;
     m_pSaturated->setText(tr("Saturated: %1 of %2 pixels (%3 %) at %4")
                               .arg(statistics.saturated).arg(statistics.pixels).arg(share, 0, 'f', 2).arg(statistics.topValue));

@@ -48,6 +48,11 @@ CGridTile::CGridTile(const QSharedPointer<const CViewerServices>& services, cons
     m_pTitle->setFont(bold);
     m_pTitle->setText(cameraName(*camera));
     m_pTitle->setToolTip(m_pTitle->text());
+    // Long names and states don't widen the grid: the tile's width is the grid's to give.
+    for (QLabel* label : {m_pTitle, m_pStatus}) {
+        label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+        label->setMinimumWidth(1);
+    }
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->setSpacing(2);
@@ -138,11 +143,18 @@ void CGridTile::updateTitle()
 
 void CGridTile::setActive(bool active)
 {
-    QPalette palette = this->palette();
-    palette.setColor(QPalette::WindowText, active ? palette.color(QPalette::Highlight) : palette.color(QPalette::Mid));
-    setPalette(palette);
+    // The frame alone takes the colour, not the texts in it.
+    setStyleSheet(active ? QStringLiteral("QFrame#gridTile { border: 3px solid palette(highlight); }")
+                         : QStringLiteral("QFrame#gridTile { border: 3px solid palette(mid); }"));
     setToolTip(active ? tr("%1 is the active camera").arg(cameraName(*m_ptrCamera))
                       : tr("Click to make %1 the active camera; double-click to see it alone").arg(cameraName(*m_ptrCamera)));
+}
+
+void CGridTile::resizeEvent(QResizeEvent* event)
+{
+    QFrame::resizeEvent(event);
+    // A name longer than the tile ends in an ellipsis; the whole is in the tooltip.
+    m_pTitle->setText(m_pTitle->fontMetrics().elidedText(cameraName(*m_ptrCamera), Qt::ElideRight, m_pTitle->width()));
 }
 
 void CGridTile::mousePressEvent(QMouseEvent* event)

@@ -52,6 +52,7 @@ signals:
     void doubleClicked(const Core::OptiRosterComponents::CameraInfoPtr& camera);
 
 protected:
+    void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
 

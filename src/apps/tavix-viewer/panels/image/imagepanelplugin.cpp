@@ -44,7 +44,7 @@ QSharedPointer<IViewerPanel> CImagePanelPlugin::createPanel(QSharedPointer<const
 QList<QSharedPointer<Core::Service::IService>> CImagePanelPlugin::createServices()
 {
     auto createWidget = [analysis = m_ptrAnalysis](QWidget* parent) { return new CHistogramWidget(analysis.data(), parent); };
-    return {QSharedPointer<CWidgetPanel>::create(tr("Histogram"), EPanelPlace::Right, 50, createWidget)};
+    return {QSharedPointer<CWidgetPanel>::create(tr("Histogram"), EPanelPlace::Left, 50, createWidget)};
 }
 
 } // namespace Viewer

@@ -27,6 +27,7 @@
 #include <QStackedWidget>
 #include <QThread>
 #include <QToolBar>
+#include <QHBoxLayout>
 #include <QVBoxLayout>
 
 namespace Viewer {
@@ -82,7 +83,20 @@ CImagePanelWidget::CImagePanelWidget(QSharedPointer<const CViewerServices> servi
     singleLayout->setContentsMargins(0, 0, 0, 0);
     singleLayout->addWidget(m_pScrollArea, 1);
     singleLayout->addWidget(m_pMessage);
-    singleLayout->addWidget(m_pPixelValue);
+    // Below the picture: the pixel under the cursor, the last snapshot, the zoom.
+    m_pSnapshotSaved = new QLabel(this);
+    m_pSnapshotSaved->setObjectName(QStringLiteral("snapshotSaved"));
+    m_pSnapshotSaved->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_pSnapshotSaved->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    m_pZoomText = new QLabel(this);
+    m_pZoomText->setObjectName(QStringLiteral("zoomText"));
+    m_pPixelValue->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    auto* footer = new QHBoxLayout;
+    footer->setContentsMargins(4, 0, 4, 0);
+    footer->addWidget(m_pPixelValue, 1);
+    footer->addWidget(m_pSnapshotSaved, 1);
+    footer->addWidget(m_pZoomText);
+    singleLayout->addLayout(footer);
     m_pPages->addWidget(single);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -214,11 +228,6 @@ void CImagePanelWidget::createToolBar()
     zoomIn->setObjectName(QStringLiteral("zoomIn"));
     zoomIn->setToolTip(tr("Zoom in (or turn the wheel over the image)"));
     zoomIn->setShortcut(QKeySequence::ZoomIn);
-    m_pZoomText = new QLabel(toolBar);
-    m_pZoomText->setObjectName(QStringLiteral("zoomText"));
-    m_pZoomText->setMinimumWidth(m_pZoomText->fontMetrics().horizontalAdvance(QStringLiteral("6400 %")) + 8);
-    m_pZoomText->setAlignment(Qt::AlignCenter);
-    toolBar->addWidget(m_pZoomText);
     toolBar->addSeparator();
     const struct
     {
@@ -238,11 +247,11 @@ void CImagePanelWidget::createToolBar()
         action->setToolTip(tr(t.tip) + tr(", for the display, snapshots and recordings"));
     }
     toolBar->addSeparator();
-    m_pSnapshotAction = toolBar->addAction(tr("Snapshot..."), this, &CImagePanelWidget::saveSnapshot);
+    m_pSnapshotAction = toolBar->addAction(tr("Snapshot"), this, &CImagePanelWidget::saveSnapshot);
     m_pSnapshotAction->setObjectName(QStringLiteral("saveSnapshot"));
     m_pSnapshotAction->setToolTip(tr("Save the shown image as PNG"));
     m_pSnapshotAction->setEnabled(false);
-    m_pRecordAction = toolBar->addAction(tr("Record..."));
+    m_pRecordAction = toolBar->addAction(tr("Record"));
     m_pRecordAction->setObjectName(QStringLiteral("record"));
     m_pRecordAction->setCheckable(true);
     m_pRecordAction->setEnabled(false);
@@ -250,11 +259,6 @@ void CImagePanelWidget::createToolBar()
         toggleRecording(m_ptrCamera);
         updateRecordingState();
     });
-    m_pSnapshotSaved = new QLabel(toolBar);
-    m_pSnapshotSaved->setObjectName(QStringLiteral("snapshotSaved"));
-    m_pSnapshotSaved->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    m_pSnapshotSaved->setContentsMargins(8, 0, 8, 0);
-    toolBar->addWidget(m_pSnapshotSaved);
 }
 
 void CImagePanelWidget::setFitToWindow(bool fit)
@@ -272,17 +276,16 @@ void CImagePanelWidget::setFitToWindow(bool fit)
 
 void CImagePanelWidget::zoomTo(double zoom, const QPoint& anchor)
 {
-    if (m_pCanvas->image().isNull())
-        return;
+    // Without a picture the zoom waits for the next one.
     zoom = std::clamp(zoom, MinimumZoom, MaximumZoom);
     // The picture's point under the anchor stays there.
     const QRect before = m_pCanvas->imageRect();
     const QPointF canvasPoint = m_pCanvas->mapFrom(m_pScrollArea->viewport(), anchor);
-    const QPointF picturePoint = (canvasPoint - before.topLeft()) / m_pCanvas->zoom();
+    const QPointF picturePoint = before.isNull() ? QPointF() : (canvasPoint - before.topLeft()) / m_pCanvas->zoom();
     m_pFitAction->setChecked(false);
     m_pActualSizeAction->setChecked(qFuzzyCompare(zoom, 1.0));
     m_pCanvas->setZoom(zoom);
-    m_pScrollArea->setWidgetResizable(false);
+    m_pScrollArea->setWidgetResizable(m_pCanvas->image().isNull());
     m_pCanvas->resize(m_pCanvas->sizeHint());
     const QPointF after = m_pCanvas->imageRect().topLeft() + picturePoint * zoom;
     m_pScrollArea->horizontalScrollBar()->setValue(int(std::lround(after.x() - anchor.x())));
@@ -419,7 +422,7 @@ void CImagePanelWidget::updateRecordingState()
     const bool recording = m_ptrCamera && m_pRecordings->isRecording(m_ptrCamera);
     m_pRecordAction->setEnabled(m_ptrCamera != nullptr);
     m_pRecordAction->setChecked(recording);
-    m_pRecordAction->setText(recording ? tr("Stop Recording") : tr("Record..."));
+    m_pRecordAction->setText(recording ? tr("Stop") : tr("Record"));
     m_pRecordAction->setToolTip(recording ? tr("Stop recording; the file is finished") : tr("Record the active camera's images"));
     if (recording) {
         m_pRecordingStatus->setText(m_pRecordings->progressText(m_ptrCamera));
