@@ -70,7 +70,7 @@ bool encoderTakes(const AVCodec* codec, AVPixelFormat format)
 
 // How FFV1 reads the camera's bytes to keep every value as it is: monochrome and mosaics as one
 // plane of their depth (a plane of 16 bits where FFV1 has none of that depth, the values
-// unchanged), colour as it is, to be split into planes.
+// unchanged), colour as it is, to be put in the order FFV1 takes.
 AVPixelFormat losslessSourceOf(const AVCodec* codec, AVPixelFormat source)
 {
     const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(source);
@@ -82,14 +82,14 @@ AVPixelFormat losslessSourceOf(const AVCodec* codec, AVPixelFormat source)
     return eightBits ? AV_PIX_FMT_GRAY8 : AV_PIX_FMT_GRAY16LE;
 }
 
-// The planes FFV1 stores of that.
+// What FFV1 stores of that.
 AVPixelFormat losslessFormatOf(AVPixelFormat source)
 {
     switch (source) {
     case AV_PIX_FMT_RGB24:
-    case AV_PIX_FMT_BGR24: return AV_PIX_FMT_GBRP;
+    case AV_PIX_FMT_BGR24: return AV_PIX_FMT_BGR0;
     case AV_PIX_FMT_RGBA:
-    case AV_PIX_FMT_BGRA: return AV_PIX_FMT_GBRAP;
+    case AV_PIX_FMT_BGRA: return AV_PIX_FMT_BGRA;
     default: return source;
     }
 }
@@ -308,6 +308,9 @@ bool CVideoWriter::encode(AVFrame* frame, QString& error)
         return false;
     }
     while ((result = avcodec_receive_packet(m_pCodec, m_pPacket)) >= 0) {
+        // Each image lasts a tick at least, the last one too: a player shows it.
+        if (m_pPacket->duration == 0 && m_format == ERecordingFormat::H264)
+            m_pPacket->duration = 1;
         av_packet_rescale_ts(m_pPacket, m_pCodec->time_base, m_pStream->time_base);
         m_pPacket->stream_index = m_pStream->index;
         result = av_interleaved_write_frame(m_pFormat, m_pPacket);

@@ -14,7 +14,7 @@ struct SwsContext;
 namespace Recording {
 
 /// Writes the images into one video file with FFmpeg's libraries: FFV1 in Matroska keeps every
-/// value as the camera sent it (monochrome and mosaics by their depth, colour as planes), each
+/// value as the camera sent it (monochrome and mosaics by their depth, colour as it is), each
 /// image at the time it arrived; H.264 in MP4 turns each image into colour for a player, at the
 /// nominal rate, cropped to even sides, as the codec needs. The first image fixes the video's
 /// shape: a later image of another shape ends the recording with the reason.

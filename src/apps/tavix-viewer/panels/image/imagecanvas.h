@@ -16,6 +16,7 @@ class CImageCanvas : public QWidget
     Q_OBJECT
     Q_PROPERTY(QString mark READ mark)
     Q_PROPERTY(double zoom READ zoom)
+    Q_PROPERTY(QImage image READ image)
 public:
     explicit CImageCanvas(QWidget* parent = nullptr);
 

@@ -149,9 +149,12 @@ void CRecordings::finish(const DeviceBaseInfoPtr& camera)
     const CImageRecorder::Figures figures = recording->recorder->figures();
     const QString error = recording->recorder->error();
     const QString target = QDir::toNativeSeparators(recording->recorder->target());
-    QString summary = tr("Recorded %n image(s) of %1 to %2", nullptr, int(figures.written)).arg(cameraName(*recording->camera), target);
-    if (figures.dropped > 0)
-        summary += tr("; %n image(s) were dropped: the recording couldn't keep up with the camera", nullptr, int(figures.dropped));
+    QString summary = figures.written == 1 ? tr("Recorded 1 image of %1 to %2").arg(cameraName(*recording->camera), target)
+                                           : tr("Recorded %1 images of %2 to %3").arg(figures.written).arg(cameraName(*recording->camera), target);
+    if (figures.dropped == 1)
+        summary += tr("; 1 image was dropped: the recording couldn't keep up with the camera");
+    else if (figures.dropped > 1)
+        summary += tr("; %1 images were dropped: the recording couldn't keep up with the camera").arg(figures.dropped);
     if (!error.isEmpty())
         summary += tr("; the recording ended early: %1").arg(error);
     if (m_recordings.isEmpty())
