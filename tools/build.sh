@@ -12,7 +12,8 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${TAVIX_BUILD_DIR:-$root/build}"
 
 packages=(cmake g++ make pkg-config qtbase5-dev qttools5-dev qttools5-dev-tools libbenchmark-dev zlib1g-dev clang libclang-rt-14-dev
-          libaravis-dev libusb-1.0-0-dev aravis-tools aravis-tools-cli iproute2 python3 doxygen dpkg-dev file binutils)
+          libaravis-dev libusb-1.0-0-dev aravis-tools aravis-tools-cli iproute2 python3 doxygen dpkg-dev file binutils
+          libavcodec-dev libavformat-dev libavutil-dev libswscale-dev qt5-image-formats-plugins)
 
 install_missing() {
     local missing=()
