@@ -18,8 +18,8 @@ constexpr CFormatEntry Formats[] = {
     {ERecordingFormat::Png, "png", "png", QT_TRANSLATE_NOOP("Recording", "PNG image sequence")},
     {ERecordingFormat::Tiff, "tiff", "tiff", QT_TRANSLATE_NOOP("Recording", "TIFF image sequence")},
     {ERecordingFormat::Raw, "raw", "raw", QT_TRANSLATE_NOOP("Recording", "Raw image sequence with JSON sidecars")},
-    {ERecordingFormat::Ffv1, "ffv1", "mkv", QT_TRANSLATE_NOOP("Recording", "FFV1 video in Matroska (lossless)")},
-    {ERecordingFormat::H264, "h264", "mp4", QT_TRANSLATE_NOOP("Recording", "H.264 video in MP4 (for sharing)")},
+    {ERecordingFormat::Ffv1, "ffv1", "mkv", QT_TRANSLATE_NOOP("Recording", "FFV1 video in Matroska, lossless")},
+    {ERecordingFormat::H264, "h264", "mp4", QT_TRANSLATE_NOOP("Recording", "H.264 video in MP4, for sharing")},
 };
 
 const CFormatEntry& entryOf(ERecordingFormat format)

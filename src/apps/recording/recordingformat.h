@@ -21,7 +21,7 @@ QString formatName(ERecordingFormat format);
 bool formatFromName(const QString& name, ERecordingFormat& format);
 /// Every name, in the order of the enumeration.
 QStringList formatNames();
-/// A line for a person: "PNG image sequence", "FFV1 video (Matroska, lossless)".
+/// A line for a person: "PNG image sequence", "FFV1 video in Matroska, lossless".
 QString formatDescription(ERecordingFormat format);
 /// Whether the format writes one file (a video) rather than a folder of files.
 bool isVideo(ERecordingFormat format);

@@ -253,7 +253,7 @@ bool CVideoWriter::openCodec(QString& error)
         // Version 3 codes slices in parallel and checks each with a CRC.
         m_pCodec->level = 3;
         m_pCodec->thread_type = FF_THREAD_SLICE;
-        av_opt_set_int(m_pCodec->priv_data, "slices", 4, 0);
+        av_opt_set_int(m_pCodec->priv_data, "slices", 16, 0);
         av_opt_set_int(m_pCodec->priv_data, "slicecrc", 1, 0);
     }
     if (m_pFormat->oformat->flags & AVFMT_GLOBALHEADER)

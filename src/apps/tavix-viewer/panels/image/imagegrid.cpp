@@ -123,8 +123,12 @@ QString CGridTile::state() const
 
 void CGridTile::setRate(double fps)
 {
+    // The figures come with every turn of the GUI thread: the text follows at a pace a person reads.
     m_fps = fps;
-    updateTitle();
+    if (!m_rateShown.isValid() || m_rateShown.elapsed() >= 500) {
+        m_rateShown.start();
+        updateTitle();
+    }
 }
 
 void CGridTile::setNote(const QString& note)
@@ -138,7 +142,8 @@ void CGridTile::updateTitle()
     QString text = m_fps > 0 ? tr("%1, %2 images/s").arg(m_state).arg(m_fps, 0, 'f', 1) : m_state;
     if (!m_note.isEmpty())
         text += QStringLiteral(" \u2022 ") + m_note;
-    m_pStatus->setText(text);
+    if (text != m_pStatus->text())
+        m_pStatus->setText(text);
 }
 
 void CGridTile::setActive(bool active)

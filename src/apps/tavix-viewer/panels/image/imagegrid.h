@@ -6,6 +6,7 @@
 
 #include <plugins/optiroster/observerregistration.h>
 
+#include <QElapsedTimer>
 #include <QFrame>
 #include <QHash>
 
@@ -71,6 +72,7 @@ private:
     QString m_state;
     QString m_note;
     double m_fps = 0.0;
+    QElapsedTimer m_rateShown;
     qulonglong m_displayed = 0;
 };
 
