@@ -37,6 +37,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 
 namespace {
 
@@ -170,6 +171,46 @@ qint64 processCpuMs()
     return qint64(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
 }
 
+// What the GUI thread and the memory did during a flood: the warm-up, then the measured time.
+struct CFloodFigures
+{
+    double elapsedS = 0;
+    double largestGapMs = 0;
+    qint64 turns = 0;
+    qint64 longGaps = 0;
+    double settledMiB = 0;
+};
+
+// Runs the event loop through the warm-up, calls atStart, and measures until the end of seconds.
+CFloodFigures measureFlood(int seconds, const std::function<void()>& atStart)
+{
+    CGapProbe probe;
+    runEventLoop(WarmUpMs);
+    atStart();
+    QElapsedTimer measured;
+    measured.start();
+    probe.start();
+    runEventLoop(SettledMs - WarmUpMs);
+    CFloodFigures figures;
+    figures.settledMiB = residentMiB();
+    runEventLoop(seconds * 1000 - SettledMs);
+    figures.elapsedS = double(measured.elapsed()) / 1000.0;
+    figures.largestGapMs = probe.largestMs();
+    figures.turns = probe.turns();
+    figures.longGaps = probe.longGaps();
+    return figures;
+}
+
+void printGuiAndMemory(const CFloodFigures& figures, double startMiB, double endMiB)
+{
+    std::printf("  GUI thread: largest gap between two turns %.1f ms (%s 50 ms), %lld gaps over a 60 Hz frame (16.7 ms), "
+                "%.0f turns/s of a 1 ms timer\n",
+                figures.largestGapMs, figures.largestGapMs < 50.0 ? "under" : "OVER", static_cast<long long>(figures.longGaps),
+                double(figures.turns) / figures.elapsedS);
+    std::printf("  resident memory: %.1f MiB at the start, %.1f MiB after %d s, %.1f MiB at the end (%+.1f MiB since %d s)\n",
+                startMiB, figures.settledMiB, SettledMs / 1000, endMiB, endMiB - figures.settledMiB, SettledMs / 1000);
+}
+
 void runSingle(int seconds)
 {
     const QString error = loadCameras({Serial}, 64, 48, 10000);
@@ -188,34 +229,22 @@ void runSingle(int seconds)
     runEventLoop(200);
     const double startMiB = residentMiB();
 
-    CGapProbe probe;
     viewer.services.stream->startGrabbing(camera);
-    runEventLoop(WarmUpMs);
-    const auto displayedBefore = panel->property("displayedImages").toULongLong();
-    const auto deliveredBefore = panel->property("deliveredImages").toULongLong();
-    QElapsedTimer measured;
-    measured.start();
-    probe.start();
-    runEventLoop(SettledMs - WarmUpMs);
-    const double settledMiB = residentMiB();
-    runEventLoop(seconds * 1000 - SettledMs);
-    const double elapsedS = double(measured.elapsed()) / 1000.0;
-    const double largestGapMs = probe.largestMs();
-    const qint64 turns = probe.turns();
-    const qint64 longGaps = probe.longGaps();
-    const double displayed = double(panel->property("displayedImages").toULongLong() - displayedBefore) / elapsedS;
-    const double delivered = double(panel->property("deliveredImages").toULongLong() - deliveredBefore) / elapsedS;
+    qulonglong displayedBefore = 0;
+    qulonglong deliveredBefore = 0;
+    const CFloodFigures figures = measureFlood(seconds, [&] {
+        displayedBefore = panel->property("displayedImages").toULongLong();
+        deliveredBefore = panel->property("deliveredImages").toULongLong();
+    });
+    const double displayed = double(panel->property("displayedImages").toULongLong() - displayedBefore) / figures.elapsedS;
+    const double delivered = double(panel->property("deliveredImages").toULongLong() - deliveredBefore) / figures.elapsedS;
     const double endMiB = residentMiB();
     viewer.services.stream->stopGrabbing(camera);
 
     std::printf("\nImage panel, one camera at 10000 images/s of 64 x 48 Mono8, %d s (measured after the first %.0f s):\n",
                 seconds, WarmUpMs / 1000.0);
-    std::printf("  GUI thread: largest gap between two turns %.1f ms (%s 50 ms), %lld gaps over a 60 Hz frame (16.7 ms), "
-                "%.0f turns/s of a 1 ms timer\n",
-                largestGapMs, largestGapMs < 50.0 ? "under" : "OVER", static_cast<long long>(longGaps), double(turns) / elapsedS);
+    printGuiAndMemory(figures, startMiB, endMiB);
     std::printf("  images delivered to the panel's observer: %.0f/s; displayed: %.1f/s\n", delivered, displayed);
-    std::printf("  resident memory: %.1f MiB at the start, %.1f MiB after %d s, %.1f MiB at the end (%+.1f MiB since %d s)\n",
-                startMiB, settledMiB, SettledMs / 1000, endMiB, endMiB - settledMiB, SettledMs / 1000);
     std::fflush(stdout);
     viewer.services.control->close(camera);
     viewer.stop();
@@ -246,28 +275,20 @@ void runGrid(int seconds)
     }
     runEventLoop(200);
     const double startMiB = residentMiB();
-    CGapProbe probe;
     for (const auto& camera : cameras)
         viewer.services.stream->startGrabbing(camera);
-    runEventLoop(WarmUpMs);
-    const QList<QWidget*> tiles = viewer.window->findChildren<QWidget*>(QStringLiteral("gridTile"));
+    QList<QWidget*> tiles;
     QVector<qulonglong> before;
-    for (QWidget* tile : tiles)
-        before << tile->property("displayedImages").toULongLong();
-    QElapsedTimer measured;
-    measured.start();
-    probe.start();
-    runEventLoop(SettledMs - WarmUpMs);
-    const double settledMiB = residentMiB();
-    runEventLoop(seconds * 1000 - SettledMs);
-    const double elapsedS = double(measured.elapsed()) / 1000.0;
-    const double largestGapMs = probe.largestMs();
-    const qint64 longGaps = probe.longGaps();
+    const CFloodFigures figures = measureFlood(seconds, [&] {
+        tiles = viewer.window->findChildren<QWidget*>(QStringLiteral("gridTile"));
+        for (QWidget* tile : qAsConst(tiles))
+            before << tile->property("displayedImages").toULongLong();
+    });
     QStringList rates;
     double slowest = 1e9;
     double fastest = 0;
     for (int i = 0; i < tiles.size(); ++i) {
-        const double rate = double(tiles[i]->property("displayedImages").toULongLong() - before[i]) / elapsedS;
+        const double rate = double(tiles[i]->property("displayedImages").toULongLong() - before[i]) / figures.elapsedS;
         slowest = std::min(slowest, rate);
         fastest = std::max(fastest, rate);
         rates << QString::number(rate, 'f', 1);
@@ -278,12 +299,9 @@ void runGrid(int seconds)
 
     std::printf("\nGrid, %lld cameras at 10000 images/s each of 64 x 48 Mono8, %d s (measured after the first %.0f s):\n",
                 static_cast<long long>(tiles.size()), seconds, WarmUpMs / 1000.0);
-    std::printf("  GUI thread: largest gap between two turns %.1f ms (%s 50 ms), %lld gaps over a 60 Hz frame (16.7 ms)\n",
-                largestGapMs, largestGapMs < 50.0 ? "under" : "OVER", static_cast<long long>(longGaps));
+    printGuiAndMemory(figures, startMiB, endMiB);
     std::printf("  images shown per tile: %s /s (%s 25 to 60)\n", qPrintable(rates.join(QStringLiteral(", "))),
                 slowest >= 25.0 && fastest <= 60.0 ? "within" : "OUTSIDE");
-    std::printf("  resident memory: %.1f MiB at the start, %.1f MiB after %d s, %.1f MiB at the end (%+.1f MiB since %d s)\n",
-                startMiB, settledMiB, SettledMs / 1000, endMiB, endMiB - settledMiB, SettledMs / 1000);
     std::fflush(stdout);
     for (const auto& camera : cameras)
         viewer.services.control->close(camera);

@@ -7,8 +7,10 @@
 #include <QTextStream>
 #include <QVector>
 
+class CGrabSession;
 class CHost;
 class CInterruptWatcher;
+class QEventLoop;
 
 // Exit statuses of the host program.
 // ExitDropped: a recording that is whole but for images it had to drop.
@@ -130,5 +132,9 @@ void waitForEnumeration(CCommandContext& context, int timeoutMs = 10000);
 // The camera that --camera (or the given name) names; on failure prints the error and the
 // candidates, and sets status to ExitUsage.
 Core::OptiRosterComponents::CameraInfoPtr resolveCamera(CCommandContext& context, const QString& name, int& status);
+// Starts the session's grab and runs loop until the grab ends by itself, Ctrl-C, or whatever else
+// the caller connected to the loop's quit(); false, with the reason printed, when the grab doesn't
+// start. The caller stops the session.
+bool runSession(CCommandContext& context, CGrabSession& session, QEventLoop& loop, qint64& elapsedMs);
 // Parses a non-negative integer option; on failure prints an error and sets status to ExitUsage.
 int integerOption(CCommandContext& context, const QCommandLineOption& option, int& status);

@@ -8,7 +8,6 @@
 
 #include <QDateTime>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -117,21 +116,13 @@ int runRecord(CCommandContext& context)
                 << (recording.maxImages > 0 || seconds > 0 ? QString() : QStringLiteral("; Ctrl-C stops")) << ".\n";
     context.out.flush();
     QEventLoop loop;
-    QObject::connect(&session, &CGrabSession::finished, &loop, &QEventLoop::quit);
     QObject::connect(recorder.get(), &CImageRecorder::limitReached, &loop, &QEventLoop::quit);
     QObject::connect(recorder.get(), &CImageRecorder::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&context.interrupt, &CInterruptWatcher::interrupted, &loop, &QEventLoop::quit);
     if (seconds > 0)
         QTimer::singleShot(seconds * 1000, &loop, &QEventLoop::quit);
-    QElapsedTimer clock;
-    clock.start();
-    if (!session.start()) {
-        context.err << session.endReason() << '\n';
+    qint64 elapsed = 0;
+    if (!runSession(context, session, loop, elapsed))
         return ExitFailure;
-    }
-    if (!context.interrupt.isInterrupted())
-        loop.exec();
-    const qint64 elapsed = clock.elapsed();
     // The grab first, so that no image comes any more; then the queue is written and the file finished.
     session.stop();
     recorder->requestStop();
