@@ -54,6 +54,17 @@ CRecordings::CRecordings(QSharedPointer<const CViewerServices> services, QObject
 {
     m_progressTimer.setInterval(500);
     connect(&m_progressTimer, &QTimer::timeout, this, &CRecordings::progress);
+    // A video to share plays at the camera's rate: the latest one each camera told.
+    auto keepRate = [this](const CameraInfoPtr& camera, int, int, double fps) {
+        if (fps > 0)
+            m_rates.insert(camera, fps);
+    };
+    if (m_ptrServices->status)
+        connect(m_ptrServices->status.data(), &Plugin::OptiRoster::ICameraStatusService::cameraStatisticUpdated, this,
+                [keepRate](const CameraInfoPtr& camera, int grabbed, int failed, double fps) { keepRate(camera, grabbed, failed, fps); });
+    if (m_ptrServices->heldCameras)
+        connect(m_ptrServices->heldCameras.data(), &CHeldCameras::cameraStatisticUpdated, this,
+                [keepRate](const CameraInfoPtr& camera, int grabbed, int failed, double fps) { keepRate(camera, grabbed, failed, fps); });
 }
 
 CRecordings::~CRecordings()
@@ -78,6 +89,8 @@ bool CRecordings::start(const CameraInfoPtr& camera, CRequest request, QString& 
             return service->getImageDecompressor(info);
         };
     }
+    if (request.options.nominalRate <= 0)
+        request.options.nominalRate = m_rates.value(camera);
     recording->recorder = std::make_unique<CImageRecorder>(request.options);
     if (!recording->recorder->start(error))
         return false;

@@ -57,6 +57,7 @@ private:
 
     const QSharedPointer<const CViewerServices> m_ptrServices;
     QHash<DeviceBaseInfoPtr, std::shared_ptr<CRecording>> m_recordings;
+    QHash<DeviceBaseInfoPtr, double> m_rates;
     QTimer m_progressTimer;
 };
 
