@@ -15,6 +15,8 @@
 
 #include <csignal>
 
+#include <sys/stat.h>
+
 namespace {
 
 const QString CamerasScenario = QStringLiteral(TAVIX_TEST_DATA_DIR "/host-cameras.json");
@@ -76,6 +78,7 @@ private slots:
     void recordWritesEveryImageTurnedAsAsked_data();
     void recordWritesEveryImageTurnedAsAsked();
     void anInterruptedRecordingFinishesItsVideo();
+    void aRecordingThatDropsSaysSoInItsExitStatus();
     void watchShowsTheTimelinesComingAndGoing();
     void anInterruptedGrabClosesAndExitsCleanly();
     void serveEndsOnTime();
@@ -426,6 +429,40 @@ void TestHostProgram::anInterruptedRecordingFinishesItsVideo()
     QVERIFY2(error.isEmpty(), qPrintable(error));
     QCOMPARE(frames.size(), images);
     QCOMPARE(frames.first().size(), QSize(64, 48));
+}
+
+// A recorder that can't keep up drops images rather than hold the grab up, says how many, and
+// exits with 3; the video is still finished. It goes into a pipe that no one reads until the
+// program says it is finishing: the recorder's thread waits there, and its queue fills.
+void TestHostProgram::aRecordingThatDropsSaysSoInItsExitStatus()
+{
+    QTemporaryDir folder;
+    const QString pipe = folder.filePath("unread.mkv");
+    QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    QProcess process;
+    configure(process, {"--scenario", CamerasScenario, "record", "--camera", "Orvik left", "--format", "ffv1", "--count", "30",
+                        "--output", pipe});
+    process.start();
+    QVERIFY(process.waitForStarted());
+    QString out;
+    QTRY_VERIFY_WITH_TIMEOUT((out += QString::fromUtf8(process.readAllStandardOutput())).contains("Finishing"), RunTimeoutMs);
+    // The recorder's thread waits in opening the pipe since the first image: reading meets it, and
+    // the video, read as it is written, ends when the program has finished it.
+    QString error;
+    const QList<QImage> frames = VideoFrames::read(pipe, error);
+    QVERIFY(process.waitForFinished(RunTimeoutMs));
+    out += QString::fromUtf8(process.readAllStandardOutput());
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QVERIFY2(process.exitCode() == 3, qPrintable(out + err));
+    const QRegularExpressionMatch recorded = QRegularExpression(QStringLiteral("Recorded (\\d+) images.*; (\\d+) dropped")).match(out);
+    QVERIFY2(recorded.hasMatch(), qPrintable(out));
+    const int written = recorded.captured(1).toInt();
+    const int dropped = recorded.captured(2).toInt();
+    QVERIFY2(written > 0 && dropped > 0 && written + dropped == 30, qPrintable(out));
+    QVERIFY2(err.contains(QStringLiteral("%1 of 30 images were dropped").arg(dropped)), qPrintable(err));
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QCOMPARE(frames.size(), written);
 }
 
 void TestHostProgram::watchShowsTheTimelinesComingAndGoing()

@@ -20,6 +20,8 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
+#include <sys/stat.h>
+
 using Core::OptiRosterComponents::CameraInfoPtr;
 using Recording::CImageRecorder;
 using Recording::COrientation;
@@ -384,6 +386,51 @@ private slots:
         QCOMPARE(QDir(target).entryList({"*.raw"}, QDir::Files).size(), 5);
         QCOMPARE(QDir(target).entryList({"*.json"}, QDir::Files).size(), 5);
         m_viewer.services.stream->stopGrabbing(info);
+    }
+
+    // A recording that can't keep up drops images rather than hold the grab up, shows the count
+    // while it runs and says so in its summary; Stop still finishes the video. The video goes into
+    // a pipe that no one reads yet: the recorder's thread waits there, and its queue fills.
+    void aRecordingThatDropsSaysSoAndStillFinishes()
+    {
+        const CameraInfoPtr info = m_viewer.camera(Live);
+        QVERIFY(m_viewer.services.control->open(info, false));
+        m_viewer.services.status->setActiveDevice(info);
+        m_viewer.services.stream->startGrabbing(info);
+        QTemporaryDir folder;
+        const QString pipe = folder.filePath("unread.mkv");
+        QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        QTimer::singleShot(0, [pipe] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            QVERIFY(dialog);
+            auto* format = dialog->findChild<QComboBox*>("recordFormat");
+            format->setCurrentIndex(format->findData("ffv1"));
+            dialog->findChild<QLineEdit*>("recordTarget")->setText(pipe);
+            dialog->findChild<QComboBox*>("recordLimit")->setCurrentIndex(0); // until stopped
+            dialog->accept();
+        });
+        QAction* record = m_viewer.find<QAction>("record");
+        record->trigger();
+        auto* status = m_viewer.find<QLabel>("recordingStatus");
+        const QRegularExpression someDropped(QStringLiteral(" [1-9]\\d* dropped"));
+        QTRY_VERIFY_WITH_TIMEOUT(status->text().contains(someDropped), 20000);
+        QVERIFY(record->isChecked());
+        record->trigger(); // Stop
+
+        // Reading the pipe lets the recorder write what its queue holds and finish the video. Its
+        // thread waits in opening the pipe since the first image: reading meets it.
+        QString error;
+        const QList<QImage> frames = VideoFrames::read(pipe, error);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QTRY_VERIFY_WITH_TIMEOUT(status->text().startsWith("Recorded "), 20000);
+        const QRegularExpressionMatch summary =
+            QRegularExpression(QStringLiteral("^Recorded (\\d+) images? .*; (\\d+) images were dropped")).match(status->text());
+        QVERIFY2(summary.hasMatch(), qPrintable(status->text()));
+        QVERIFY(!record->isChecked());
+        m_viewer.services.stream->stopGrabbing(info);
+
+        QCOMPARE(frames.size(), summary.captured(1).toInt());
+        QCOMPARE(frames.first().size(), QSize(40, 12));
     }
 };
 

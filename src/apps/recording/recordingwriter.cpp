@@ -79,10 +79,11 @@ QString ARecordingWriter::prepareTarget(ERecordingFormat format, const QString& 
 CRecordedImage orientedImage(const CRecordedImage& image, const COrientation& orientation, std::vector<unsigned char>& buffer)
 {
     CRecordedImage turned = image;
-    turned.orientation = orientation;
     const uint32_t bits = Tavix::GetBitsPerPixel(image.shape.pixelType);
+    // Packed pixels (Mono12p and the like) stay as the camera sent them, and say so.
     if (orientation.isIdentity() || bits % 8 != 0)
         return turned;
+    turned.orientation = orientation;
     const QSize size(int(image.shape.width), int(image.shape.height));
     const QSize turnedSize = orientation.orientedSize(size);
     turned.shape.width = uint32_t(turnedSize.width());

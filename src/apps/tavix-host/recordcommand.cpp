@@ -126,6 +126,9 @@ int runRecord(CCommandContext& context)
     // The grab first, so that no image comes any more; then the queue is written and the file finished.
     session.stop();
     recorder->requestStop();
+    // The queue may still hold images, and a slow disk makes this last: say what is going on.
+    context.out << "Finishing " << QDir::toNativeSeparators(recorder->target()) << ".\n";
+    context.out.flush();
     recorder->waitForFinished();
     reportRecording(context, *recorder, camera, elapsed);
     if (!recorder->error().isEmpty()) {
