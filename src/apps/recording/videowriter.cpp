@@ -250,9 +250,11 @@ bool CVideoWriter::openCodec(QString& error)
         av_opt_set(m_pCodec->priv_data, "preset", "veryfast", 0);
         av_opt_set(m_pCodec->priv_data, "crf", "20", 0);
     } else {
-        // Version 3 codes slices in parallel and checks each with a CRC.
+        // Version 3 codes slices in parallel, on as many threads as the processor has cores (0),
+        // and checks each with a CRC.
         m_pCodec->level = 3;
         m_pCodec->thread_type = FF_THREAD_SLICE;
+        m_pCodec->thread_count = 0;
         av_opt_set_int(m_pCodec->priv_data, "slices", 16, 0);
         av_opt_set_int(m_pCodec->priv_data, "slicecrc", 1, 0);
     }
