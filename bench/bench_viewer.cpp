@@ -10,8 +10,9 @@
 // sequence and to PNG, as the viewer's Record button does: the images written and dropped and the
 // recorder thread's processor time per image.
 //
-//   bench_viewer [--seconds N | --minute] [--record-seconds N] [single] [grid] [recording]
-//   (20 s for the views and 60 s for each recording by default; all three parts without a name)
+//   bench_viewer [--seconds N | --minute] [--record-seconds N] [single] [grid] [recording | ffv1 | raw | png]
+//   (20 s for the views and 60 s for each recording by default; all three parts without a name;
+//   a format's name records to that format only)
 #include "viewerfixture.h"
 
 #include <simscenario.h>
@@ -384,8 +385,8 @@ int main(int argc, char** argv)
         runSingle(parsed.seconds);
     if (parsed.parts.contains("grid"))
         runGrid(parsed.seconds);
-    if (parsed.parts.contains("recording")) {
-        for (const auto format : {Recording::ERecordingFormat::Ffv1, Recording::ERecordingFormat::Raw, Recording::ERecordingFormat::Png})
+    for (const auto format : {Recording::ERecordingFormat::Ffv1, Recording::ERecordingFormat::Raw, Recording::ERecordingFormat::Png}) {
+        if (parsed.parts.contains("recording") || parsed.parts.contains(Recording::formatName(format)))
             runRecording(format, parsed.recordSeconds);
     }
     return 0;
