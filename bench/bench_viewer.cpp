@@ -10,7 +10,7 @@
 // sequence and to PNG, as the viewer's Record button does: the images written and dropped and the
 // recorder thread's processor time per image.
 //
-//   bench_viewer [--seconds N | --minute] [--record-seconds N] [single] [grid] [recording | ffv1 | raw | png]
+//   bench_viewer [--seconds N | --minute] [--record-seconds N] [--queue N] [single] [grid] [recording | ffv1 | raw | png]
 //   (20 s for the views and 60 s for each recording by default; all three parts without a name;
 //   a format's name records to that format only)
 #include "viewerfixture.h"
@@ -53,6 +53,7 @@ struct CArguments
 {
     int seconds = 20;
     int recordSeconds = 60;
+    int queue = 0; // the recorder's default
     QStringList parts;
 };
 
@@ -66,6 +67,8 @@ CArguments arguments(int argc, char** argv)
             parsed.seconds = std::max(4, std::atoi(argv[++i]));
         else if (std::strcmp(argv[i], "--record-seconds") == 0 && i + 1 < argc)
             parsed.recordSeconds = std::max(2, std::atoi(argv[++i]));
+        else if (std::strcmp(argv[i], "--queue") == 0 && i + 1 < argc)
+            parsed.queue = std::max(1, std::atoi(argv[++i]));
         else
             parsed.parts << QString::fromLocal8Bit(argv[i]);
     }
@@ -309,7 +312,7 @@ void runGrid(int seconds)
     viewer.stop();
 }
 
-void runRecording(Recording::ERecordingFormat format, int seconds)
+void runRecording(Recording::ERecordingFormat format, int seconds, int queue)
 {
     const QString error = loadCameras({RecordedSerial}, 1920, 1200, 50);
     CViewerFixture viewer;
@@ -328,6 +331,8 @@ void runRecording(Recording::ERecordingFormat format, int seconds)
     options.target = Recording::isVideo(format) ? folder.filePath("video." + Recording::fileExtension(format)) : folder.path();
     options.baseName = RecordedSerial;
     options.nominalRate = 50;
+    if (queue > 0)
+        options.queueCapacity = queue;
     Recording::CImageRecorder recorder(options);
     QString reason;
     if (!recorder.start(reason)) {
@@ -352,8 +357,8 @@ void runRecording(Recording::ERecordingFormat format, int seconds)
     qint64 bytes = 0;
     for (const QFileInfo& file : QDir(folder.path()).entryInfoList(QDir::Files))
         bytes += file.size();
-    std::printf("\nRecording 1920 x 1200 Mono8 at 50 images/s for %d s to %s:\n", seconds,
-                qPrintable(Recording::formatDescription(format)));
+    std::printf("\nRecording 1920 x 1200 Mono8 at 50 images/s for %d s to %s, a queue of %d:\n", seconds,
+                qPrintable(Recording::formatDescription(format)), options.queueCapacity);
     std::printf("  %llu images offered, %llu written, %llu dropped by the recorder, %llu skipped by the SDK%s\n",
                 static_cast<unsigned long long>(figures.offered), static_cast<unsigned long long>(figures.written),
                 static_cast<unsigned long long>(figures.dropped), static_cast<unsigned long long>(observer.m_skipped.load()),
@@ -387,7 +392,7 @@ int main(int argc, char** argv)
         runGrid(parsed.seconds);
     for (const auto format : {Recording::ERecordingFormat::Ffv1, Recording::ERecordingFormat::Raw, Recording::ERecordingFormat::Png}) {
         if (parsed.parts.contains("recording") || parsed.parts.contains(Recording::formatName(format)))
-            runRecording(format, parsed.recordSeconds);
+            runRecording(format, parsed.recordSeconds, parsed.queue);
     }
     return 0;
 }

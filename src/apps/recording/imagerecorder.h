@@ -42,7 +42,10 @@ public:
         QString baseName = QStringLiteral("image"); ///< the start of a sequence's file names
         COrientation orientation; ///< how each image is turned before it is written
         int maxImages = 0;        ///< images to write; 0 for no limit
-        int queueCapacity = 8;    ///< images that may wait; each holds one of the camera's buffers
+        /// Images that may wait; each holds one of the camera's buffers. The roster gives a camera
+        /// at least 15: twelve waiting ride out a quarter of a second's stall at 50 images a second
+        /// and still leave the camera some.
+        int queueCapacity = 12;
         double nominalRate = 0;   ///< images a second to tell a video; 0 if not known
         CSnapshotWriter::DecompressorSource decompressors; ///< for compressed images
     };
