@@ -1,7 +1,7 @@
 #include "firmwarefixture.h"
 #include "testmain.h"
 #include <tavix/sim/testpattern.h>
-
+#include <videoframes.h>
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 
 #include <csignal>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -73,6 +75,10 @@ private slots:
     void logLinesOnlyWhenAskedFor();
     void grabWritesSnapshotsOfThePattern_data();
     void grabWritesSnapshotsOfThePattern();
+    void recordWritesEveryImageTurnedAsAsked_data();
+    void recordWritesEveryImageTurnedAsAsked();
+    void anInterruptedRecordingFinishesItsVideo();
+    void aRecordingThatDropsSaysSoInItsExitStatus();
     void watchShowsTheTimelinesComingAndGoing();
     void anInterruptedGrabClosesAndExitsCleanly();
     void serveEndsOnTime();
@@ -174,6 +180,15 @@ void TestHostProgram::theCommandsArePromptAndTruthfulAboutBadInput_data()
                                     << QStringList{"Halvard", "Orvik left", "Orvik right", "Tesmar bench", "Tesmar packed"};
     QTest::newRow("ambiguous prefix") << QStringList{"grab", "--camera", "Orvik"} << 2
                                       << QStringList{"'Orvik' names more than one camera.", "Orvik left", "Orvik right"};
+    QTest::newRow("record of an unknown format") << QStringList{"record", "--camera", "Orvik left", "--format", "gif"} << 2
+                                                 << QStringList{"--format is one of png, tiff, raw, ffv1, h264, not 'gif'."};
+    QTest::newRow("record by count and time") << QStringList{"record", "--camera", "Orvik left", "--count", "3", "--seconds", "1"}
+                                              << 2 << QStringList{"record stops after --count images or after --seconds, not both."};
+    QTest::newRow("record turned askew") << QStringList{"record", "--camera", "Orvik left", "--rotate", "45"} << 2
+                                         << QStringList{"--rotate takes 0, 90, 180 or 270, not '45'."};
+    QTest::newRow("record into a folder that can't be made")
+        << QStringList{"record", "--camera", "Orvik left", "--count", "3", "--format", "raw", "--output", "/proc/self/recording"} << 1
+        << QStringList{"The folder '/proc/self/recording' can't be created"};
     QTest::newRow("factory list written") << QStringList{"defects", "--camera", held, "--factory", "--write", "pixels.txt"} << 2
                                           << QStringList{"Only the user list can be written."};
     // A negative number is a value, not an option.
@@ -329,6 +344,125 @@ void TestHostProgram::grabWritesSnapshotsOfThePattern()
             QCOMPARE(qBlue(pixel), expected.second);
         }
     }
+}
+
+void TestHostProgram::recordWritesEveryImageTurnedAsAsked_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("extension");
+    QTest::addColumn<QSize>("size");
+    QTest::newRow("raw, as it comes") << QStringList{"--format", "raw"} << "raw" << QSize(64, 48);
+    QTest::newRow("PNG, turned right") << QStringList{"--format", "png", "--rotate", "90"} << "png" << QSize(48, 64);
+    QTest::newRow("TIFF, mirrored") << QStringList{"--format", "tiff", "--mirror"} << "tiff" << QSize(64, 48);
+}
+
+// Every image of the count is in the folder, named by its number, the pattern's values turned as
+// asked; the program says what it wrote and that it dropped nothing.
+void TestHostProgram::recordWritesEveryImageTurnedAsAsked()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, extension);
+    QFETCH(QSize, size);
+    QTemporaryDir folder;
+    const QString target = folder.filePath("recording");
+    const RunResult result = run(QStringList{"--scenario", CamerasScenario, "record", "--camera", "Orvik left", "--count", "5",
+                                             "--output", target} + options);
+    QVERIFY2(result.exitCode == 0, qPrintable(result.err));
+    QVERIFY2(result.out.contains("Recorded 5 images of Orvik left (70000031)") && result.out.contains("0 dropped"),
+             qPrintable(result.out));
+    const QFileInfoList files = QDir(target).entryInfoList({"*." + extension}, QDir::Files, QDir::Name);
+    QCOMPARE(files.size(), 5);
+    const QRegularExpression numbered(QStringLiteral("70000031-(\\d+)\\.") + extension + "$");
+    const bool turned = options.contains("--rotate");
+    const bool mirrored = options.contains("--mirror");
+    for (const QFileInfo& file : files) {
+        const qint64 imageNumber = numbered.match(file.fileName()).captured(1).toLongLong();
+        QVERIFY2(imageNumber > 0, qPrintable(file.fileName()));
+        QImage image;
+        if (extension == "raw") {
+            QFile raw(file.absoluteFilePath());
+            QVERIFY(raw.open(QIODevice::ReadOnly));
+            const QByteArray bytes = raw.readAll();
+            QCOMPARE(bytes.size(), size.width() * size.height());
+            image = QImage(reinterpret_cast<const uchar*>(bytes.constData()), size.width(), size.height(), size.width(),
+                           QImage::Format_Grayscale8).copy();
+            QVERIFY(QFileInfo::exists(file.absolutePath() + "/" + file.completeBaseName() + ".json"));
+        } else {
+            image = QImage(file.absoluteFilePath());
+        }
+        QCOMPARE(image.size(), size);
+        // The camera's pixel (x, y) lands where the turn puts it.
+        for (const QPoint& point : {QPoint(0, 0), QPoint(63, 47), QPoint(20, 7)}) {
+            QPoint shown = mirrored ? QPoint(63 - point.x(), point.y()) : point;
+            if (turned)
+                shown = QPoint(47 - shown.y(), shown.x());
+            QCOMPARE(qRed(image.pixel(shown)), patternRedAndBlue(point, imageNumber, false).first);
+        }
+    }
+}
+
+// Ctrl-C ends a recording without a count properly: the video is finished and can be played.
+void TestHostProgram::anInterruptedRecordingFinishesItsVideo()
+{
+    QTemporaryDir folder;
+    const QString video = folder.filePath("run");
+    QProcess process;
+    configure(process, {"--scenario", CamerasScenario, "record", "--camera", "Orvik left", "--format", "ffv1", "--output", video});
+    process.start();
+    QVERIFY(process.waitForStarted());
+    QString out;
+    QTRY_VERIFY_WITH_TIMEOUT((out += QString::fromUtf8(process.readAllStandardOutput())).contains("Ctrl-C stops"), RunTimeoutMs);
+    // Some images in.
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(video + ".mkv").size() > 0, RunTimeoutMs);
+    ::kill(pid_t(process.processId()), SIGINT);
+    QVERIFY(process.waitForFinished(RunTimeoutMs));
+    out += QString::fromUtf8(process.readAllStandardOutput());
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QVERIFY2(process.exitCode() == 0, qPrintable(err));
+    QVERIFY2(out.contains("Interrupted; the recording is finished"), qPrintable(out));
+    const QRegularExpression written(QStringLiteral("Recorded (\\d+) images"));
+    const int images = written.match(out).captured(1).toInt();
+    QVERIFY2(images > 0, qPrintable(out));
+    QString error;
+    const QList<QImage> frames = VideoFrames::read(video + ".mkv", error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QCOMPARE(frames.size(), images);
+    QCOMPARE(frames.first().size(), QSize(64, 48));
+}
+
+// A recorder that can't keep up drops images rather than hold the grab up, says how many, and
+// exits with 3; the video is still finished. It goes into a pipe that no one reads until the
+// program says it is finishing: the recorder's thread waits there, and its queue fills.
+void TestHostProgram::aRecordingThatDropsSaysSoInItsExitStatus()
+{
+    QTemporaryDir folder;
+    const QString pipe = folder.filePath("unread.mkv");
+    QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    QProcess process;
+    configure(process, {"--scenario", CamerasScenario, "record", "--camera", "Orvik left", "--format", "ffv1", "--count", "30",
+                        "--output", pipe});
+    process.start();
+    QVERIFY(process.waitForStarted());
+    QString out;
+    QTRY_VERIFY_WITH_TIMEOUT((out += QString::fromUtf8(process.readAllStandardOutput())).contains("Finishing"), RunTimeoutMs);
+    // The recorder's thread waits in opening the pipe since the first image: reading meets it, and
+    // the video, read as it is written, ends when the program has finished it.
+    QString error;
+    const QList<QImage> frames = VideoFrames::read(pipe, error);
+    QVERIFY(process.waitForFinished(RunTimeoutMs));
+    out += QString::fromUtf8(process.readAllStandardOutput());
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QVERIFY2(process.exitCode() == 3, qPrintable(out + err));
+    const QRegularExpressionMatch recorded = QRegularExpression(QStringLiteral("Recorded (\\d+) images.*; (\\d+) dropped")).match(out);
+    QVERIFY2(recorded.hasMatch(), qPrintable(out));
+    const int written = recorded.captured(1).toInt();
+    const int dropped = recorded.captured(2).toInt();
+    QVERIFY2(written > 0 && dropped > 0 && written + dropped == 30, qPrintable(out));
+    QVERIFY2(err.contains(QStringLiteral("%1 of 30 images were dropped").arg(dropped)), qPrintable(err));
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QCOMPARE(frames.size(), written);
 }
 
 void TestHostProgram::watchShowsTheTimelinesComingAndGoing()

@@ -75,6 +75,12 @@ const QVector<CCommand>& commandTable()
          QStringLiteral("One line for each device event until Ctrl-C or the time is up."), &runWatch, false},
         {QStringLiteral("grab"), QStringLiteral("grab --camera NAME [--count N] [--png DIR] [--every N] [--monitor] [--exclusive]"),
          QStringLiteral("Grabs images, optionally writes PNG snapshots, and prints the camera's figures."), &runGrab},
+        {QStringLiteral("record"),
+         QStringLiteral("record --camera NAME [--count N|--seconds S] [--format png|tiff|raw|ffv1|h264] [--output PATH] "
+                        "[--rotate DEGREES] [--mirror] [--monitor] [--exclusive]"),
+         QStringLiteral("Records images into a sequence of files or a video until the count, the time or Ctrl-C; exits with 3 "
+                        "when images had to be dropped."),
+         &runRecord},
         {QStringLiteral("params"), QStringLiteral("params --camera NAME [--json] [PATH...]"),
          QStringLiteral("Parameter values, such as @CameraDevice/Width; all readable ones without a path."), &runParams},
         {QStringLiteral("set"), QStringLiteral("set --camera NAME PATH VALUE"), QStringLiteral("Writes one parameter."), &runSet},

@@ -7,11 +7,14 @@
 #include <QTextStream>
 #include <QVector>
 
+class CGrabSession;
 class CHost;
 class CInterruptWatcher;
+class QEventLoop;
 
 // Exit statuses of the host program.
-enum EExitStatus { ExitSuccess = 0, ExitFailure = 1, ExitUsage = 2 };
+// ExitDropped: a recording that is whole but for images it had to drop.
+enum EExitStatus { ExitSuccess = 0, ExitFailure = 1, ExitUsage = 2, ExitDropped = 3 };
 
 // The options that commands read; all are declared on one parser so that --help lists them.
 struct CCommandOptions
@@ -20,16 +23,27 @@ struct CCommandOptions
     QCommandLineOption camera{QStringLiteral("camera"),
                               QStringLiteral("The camera: its display name, full name, serial number, or a prefix of a name that only it has."),
                               QStringLiteral("name")};
-    QCommandLineOption count{QStringLiteral("count"), QStringLiteral("grab: the number of images (0: until Ctrl-C)."),
+    QCommandLineOption count{QStringLiteral("count"), QStringLiteral("grab, record: the number of images (0: until Ctrl-C)."),
                              QStringLiteral("n"), QStringLiteral("10")};
     QCommandLineOption png{QStringLiteral("png"), QStringLiteral("grab and the default run: write PNG snapshots into this folder."),
                            QStringLiteral("folder")};
     QCommandLineOption every{QStringLiteral("every"), QStringLiteral("grab: a snapshot of every Nth image."),
                              QStringLiteral("n"), QStringLiteral("1")};
-    QCommandLineOption monitor{QStringLiteral("monitor"), QStringLiteral("grab: open in monitor mode.")};
-    QCommandLineOption exclusive{QStringLiteral("exclusive"), QStringLiteral("grab: take the camera into exclusive use.")};
+    QCommandLineOption monitor{QStringLiteral("monitor"), QStringLiteral("grab, record: open in monitor mode.")};
+    QCommandLineOption exclusive{QStringLiteral("exclusive"), QStringLiteral("grab, record: take the camera into exclusive use.")};
+    QCommandLineOption format{QStringLiteral("format"),
+                              QStringLiteral("record: png, tiff or raw (a folder of images; raw with a JSON file for each), "
+                                             "ffv1 (lossless video, .mkv) or h264 (video to share, .mp4)."),
+                              QStringLiteral("format"), QStringLiteral("ffv1")};
+    QCommandLineOption output{QStringLiteral("output"),
+                              QStringLiteral("record: the folder of a sequence or the file of a video (by default named after "
+                                             "the camera and the time, in the current folder)."),
+                              QStringLiteral("path")};
+    QCommandLineOption rotate{QStringLiteral("rotate"), QStringLiteral("record: turn each image clockwise by 0, 90, 180 or 270 degrees."),
+                              QStringLiteral("degrees"), QStringLiteral("0")};
+    QCommandLineOption mirror{QStringLiteral("mirror"), QStringLiteral("record: mirror each image left to right (before turning it).")};
     QCommandLineOption seconds{QStringLiteral("seconds"),
-                               QStringLiteral("watch, serve: stop after this many seconds (0, the default: until Ctrl-C)."),
+                               QStringLiteral("watch, serve, record: stop after this many seconds (0, the default: until Ctrl-C)."),
                                QStringLiteral("s")};
     QCommandLineOption apply{QStringLiteral("apply"), QStringLiteral("firmware: run the update of this number in the list."),
                              QStringLiteral("n")};
@@ -48,8 +62,8 @@ struct CCommandOptions
 
     QList<QCommandLineOption> all() const
     {
-        return {json, camera, count, png, every, monitor, exclusive, seconds, interval, apply, deviceKey, groupKey,
-                groupMask, at, broadcast, user, factory, write};
+        return {json, camera, count, png, every, monitor, exclusive, seconds, interval, format, output, rotate, mirror,
+                apply, deviceKey, groupKey, groupMask, at, broadcast, user, factory, write};
     }
 };
 
@@ -88,6 +102,7 @@ int runDefault(CCommandContext& context);
 int runList(CCommandContext& context);
 int runWatch(CCommandContext& context);
 int runGrab(CCommandContext& context);
+int runRecord(CCommandContext& context); // in recordcommand.cpp
 int runParams(CCommandContext& context);
 int runSet(CCommandContext& context);
 int runActive(CCommandContext& context);
@@ -117,5 +132,9 @@ void waitForEnumeration(CCommandContext& context, int timeoutMs = 10000);
 // The camera that --camera (or the given name) names; on failure prints the error and the
 // candidates, and sets status to ExitUsage.
 Core::OptiRosterComponents::CameraInfoPtr resolveCamera(CCommandContext& context, const QString& name, int& status);
+// Starts the session's grab and runs loop until the grab ends by itself, Ctrl-C, or whatever else
+// the caller connected to the loop's quit(); false, with the reason printed, when the grab doesn't
+// start. The caller stops the session.
+bool runSession(CCommandContext& context, CGrabSession& session, QEventLoop& loop, qint64& elapsedMs);
 // Parses a non-negative integer option; on failure prints an error and sets status to ExitUsage.
 int integerOption(CCommandContext& context, const QCommandLineOption& option, int& status);

@@ -66,17 +66,9 @@ int grabAndReport(CCommandContext& context, CGrabSession& session, const CameraI
                 << ".\n";
     context.out.flush();
     QEventLoop loop;
-    QObject::connect(&session, &CGrabSession::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&context.interrupt, &CInterruptWatcher::interrupted, &loop, &QEventLoop::quit);
-    QElapsedTimer clock;
-    clock.start();
-    if (!session.start()) {
-        context.err << session.endReason() << '\n';
+    qint64 elapsed = 0;
+    if (!runSession(context, session, loop, elapsed))
         return ExitFailure;
-    }
-    if (!context.interrupt.isInterrupted())
-        loop.exec();
-    const qint64 elapsed = clock.elapsed();
     session.stop();
     reportFigures(context, session, camera, elapsed);
     const bool snapshotsWritten = reportSnapshotErrors(context, session);
@@ -92,6 +84,22 @@ int grabAndReport(CCommandContext& context, CGrabSession& session, const CameraI
 }
 
 } // namespace
+
+bool runSession(CCommandContext& context, CGrabSession& session, QEventLoop& loop, qint64& elapsedMs)
+{
+    QObject::connect(&session, &CGrabSession::finished, &loop, &QEventLoop::quit);
+    QObject::connect(&context.interrupt, &CInterruptWatcher::interrupted, &loop, &QEventLoop::quit);
+    QElapsedTimer clock;
+    clock.start();
+    if (!session.start()) {
+        context.err << session.endReason() << '\n';
+        return false;
+    }
+    if (!context.interrupt.isInterrupted())
+        loop.exec();
+    elapsedMs = clock.elapsed();
+    return true;
+}
 
 // The first camera that opens and can give a snapshot; failing that, the first that opens.
 std::unique_ptr<CGrabSession> openSnapshotCamera(CCommandContext& context, const QVector<CameraInfoPtr>& cameras,

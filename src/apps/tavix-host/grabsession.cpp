@@ -93,15 +93,18 @@ bool CGrabSession::prepareSnapshots(QString& error)
     if (!error.isEmpty())
         return false;
     const QString baseName = m_ptrCamera->getSerialNumber().isEmpty() ? QStringLiteral("image") : m_ptrCamera->getSerialNumber();
-    CSnapshotWriter::DecompressorSource decompressors;
-    if (canDecompress) {
-        decompressors = [service = m_services.decompressor, info = Core::OptiRosterComponents::DeviceBaseInfoPtr(m_ptrCamera)] {
-            return service->getImageDecompressor(info);
-        };
-    }
     m_pSnapshots = std::make_unique<CSnapshotWriter>(m_options.pngDirectory, baseName, m_options.every,
-                                                     m_options.maxSnapshots, std::move(decompressors));
+                                                     m_options.maxSnapshots, decompressors());
     return true;
+}
+
+CSnapshotWriter::DecompressorSource CGrabSession::decompressors() const
+{
+    if (!m_services.decompressor || m_options.exclusive)
+        return {};
+    return [service = m_services.decompressor, info = Core::OptiRosterComponents::DeviceBaseInfoPtr(m_ptrCamera)] {
+        return service->getImageDecompressor(info);
+    };
 }
 
 bool CGrabSession::start()
@@ -178,6 +181,8 @@ void CGrabSession::onImageGrabbed(const CameraInfoPtr& info, const Tavix::CGrabR
         m_failed.fetch_add(1, std::memory_order_relaxed);
     if (m_pSnapshots)
         m_pSnapshots->offer(grabResult);
+    if (m_options.imageSink)
+        m_options.imageSink(grabResult);
     if (seen == m_options.count)
         QMetaObject::invokeMethod(this, &CGrabSession::onCountReached, Qt::QueuedConnection);
 }

@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 
 // One camera opened, grabbed from and closed again by the host program, as a client of the
@@ -31,6 +32,8 @@ public:
         int every = 1;           // a snapshot of every Nth image
         int maxSnapshots = -1;   // < 0: no limit
         int stallTimeoutMs = 10000;
+        // Called on the grab thread with each image of the run; never to wait there.
+        std::function<void(const Tavix::CGrabResultPtr&)> imageSink;
     };
 
     // What the images of the run itself tell, up to the count.
@@ -57,6 +60,11 @@ public:
     // Why the grab ended before stop() was called, empty when it ran to its count.
     QString endReason() const { return m_endReason; }
     QStringList snapshots() const;
+    // A parameter's text; empty when the camera has no such parameter.
+    QString optionalParameter(const QString& path) { return readOptionalParameter(path); }
+    // The decompressors of the camera's grab, for a writer of its images; none for a camera in
+    // exclusive use, which the roster doesn't prepare.
+    CSnapshotWriter::DecompressorSource decompressors() const;
     QStringList snapshotErrors() const;
     int skippedSnapshots() const;
 

@@ -5,6 +5,7 @@
 
 #include <tavix/sim/simcontrol.h>
 
+#include <QAction>
 #include <QApplication>
 #include <QStatusBar>
 #include <QCommandLineParser>
@@ -17,6 +18,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -52,8 +54,10 @@ struct CViewerOptions
     QCommandLineOption verbose{QStringLiteral("verbose"), QStringLiteral("Show the plug-ins' log lines on standard error.")};
     QCommandLineOption camera{QStringLiteral("camera"),
                               QStringLiteral("Make the camera (display name, full name, serial number or a unique prefix) the "
-                                             "active one, open it and grab at start-up."),
+                                             "active one, open it and grab at start-up; repeat it to grab from several (the "
+                                             "first is the active one)."),
                               QStringLiteral("name")};
+    QCommandLineOption grid{QStringLiteral("grid"), QStringLiteral("Show every grabbing camera at once, in a grid.")};
     QCommandLineOption screenshot{QStringLiteral("screenshot"),
                                   QStringLiteral("Save a picture of the window as a PNG file after --screenshot-after "
                                                  "milliseconds, and quit."),
@@ -66,7 +70,7 @@ struct CViewerOptions
                               QStringLiteral("file")};
     QList<QCommandLineOption> all() const
     {
-        return {scenario, backends, pluginDir, client, verbose, camera, screenshot, screenshotAfter};
+        return {scenario, backends, pluginDir, client, verbose, camera, grid, screenshot, screenshotAfter};
     }
 };
 
@@ -211,14 +215,19 @@ int main(int argc, char* argv[])
                                           .arg(scenarioError));
             });
         }
-        std::unique_ptr<Viewer::CStartupCamera> startupCamera;
-        if (parser.isSet(options.camera)) {
-            startupCamera = std::make_unique<Viewer::CStartupCamera>(CClientServices::find(host.registry()),
-                                                                     parser.value(options.camera));
-            QObject::connect(startupCamera.get(), &Viewer::CStartupCamera::finished, &window, [&window](const QString& error) {
+        std::vector<std::unique_ptr<Viewer::CStartupCamera>> startupCameras;
+        for (const QString& name : parser.values(options.camera)) {
+            startupCameras.push_back(std::make_unique<Viewer::CStartupCamera>(CClientServices::find(host.registry()), name,
+                                                                              startupCameras.empty()));
+            QObject::connect(startupCameras.back().get(), &Viewer::CStartupCamera::finished, &window, [&window](const QString& error) {
                 if (!error.isEmpty())
                     window.statusBar()->showMessage(error);
             });
+        }
+        if (parser.isSet(options.grid)) {
+            // The image panel offers the grid in the Camera menu.
+            if (auto* showGrid = window.findChild<QAction*>(QStringLiteral("showGridMenu")))
+                showGrid->trigger();
         }
         if (parser.isSet(options.screenshot))
             scheduleScreenshot(&window, parser.value(options.screenshot), parser.value(options.screenshotAfter).toInt(), err);

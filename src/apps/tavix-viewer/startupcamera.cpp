@@ -9,10 +9,11 @@ namespace Viewer {
 
 using Core::OptiRosterComponents::CameraInfoPtr;
 
-CStartupCamera::CStartupCamera(CClientServices services, QString name, QObject* parent)
+CStartupCamera::CStartupCamera(CClientServices services, QString name, bool makeActive, QObject* parent)
     : QObject(parent)
     , m_services(std::move(services))
     , m_name(std::move(name))
+    , m_makeActive(makeActive)
 {
     if (!m_services.enumeration->getTransportLayers().isEmpty()) {
         QMetaObject::invokeMethod(this, &CStartupCamera::start, Qt::QueuedConnection);
@@ -42,7 +43,8 @@ void CStartupCamera::start()
         return;
     }
     const CameraInfoPtr camera = found.camera;
-    m_services.status->setActiveDevice(camera);
+    if (m_makeActive)
+        m_services.status->setActiveDevice(camera);
     const CClientServices services = m_services;
     auto* watcher = new QFutureWatcher<QString>(this);
     connect(watcher, &QFutureWatcher<QString>::finished, this, [this, watcher] {

@@ -105,6 +105,72 @@ QString CConvertedImage::valueText(const QPoint& position) const
     return value.isEmpty() ? rgb : translated("%1 (shown as %2)").arg(value, rgb);
 }
 
+void CConvertedImage::orient(const Recording::COrientation& orientation)
+{
+    if (isNull())
+        return;
+    // Always from the image as converted: the pictures are shared, not copied, until they turn.
+    if (m_original.isNull()) {
+        m_original = m_display;
+        m_originalRaw = m_raw;
+    }
+    m_orientation = orientation;
+    m_display = orientation.apply(m_original);
+    m_raw = orientation.apply(m_originalRaw);
+    // A turned mosaic starts with another colour.
+    m_bayer = Tavix::GetBayerOrder(orientation.orientedPixelType(m_shape.pixelType, m_originalRaw.size()));
+}
+
+QPoint CConvertedImage::sourcePosition(const QPoint& shown) const
+{
+    // The camera's image is the shown one turned back.
+    const QSize sourceSize = m_orientation.quarterTurns % 2 ? m_raw.size().transposed() : m_raw.size();
+    return m_orientation.sourceOf(shown, sourceSize);
+}
+
+int CConvertedImage::topValue() const
+{
+    return m_raw.format() == QImage::Format_Grayscale16 ? (1 << std::clamp<uint32_t>(Tavix::GetPixelColorDepth(m_shape.pixelType), 9, 16)) - 1
+                                                        : 255;
+}
+
+void CConvertedImage::markSaturated()
+{
+    if (isNull())
+        return;
+    const QRgb mark = qRgb(255, 0, 0);
+    const int top = topValue();
+    for (int y = 0; y < m_raw.height(); ++y) {
+        auto* shown = reinterpret_cast<QRgb*>(m_display.scanLine(y));
+        if (m_raw.format() == QImage::Format_Grayscale16) {
+            const auto* row = reinterpret_cast<const quint16*>(m_raw.constScanLine(y));
+            for (int x = 0; x < m_raw.width(); ++x) {
+                if (row[x] >= top)
+                    shown[x] = mark;
+            }
+        } else if (m_raw.format() == QImage::Format_Grayscale8) {
+            const uchar* row = m_raw.constScanLine(y);
+            for (int x = 0; x < m_raw.width(); ++x) {
+                if (row[x] == 255)
+                    shown[x] = mark;
+            }
+        } else {
+            for (int x = 0; x < m_raw.width(); ++x) {
+                const QRgb pixel = shown[x];
+                if (qRed(pixel) == 255 || qGreen(pixel) == 255 || qBlue(pixel) == 255)
+                    shown[x] = mark;
+            }
+        }
+    }
+}
+
+CImageStatistics CConvertedImage::statistics(const QRect& region) const
+{
+    if (isNull())
+        return {};
+    return CImageStatistics::of(m_raw, int(Tavix::GetPixelColorDepth(m_shape.pixelType)), m_bayer, region);
+}
+
 QImage CConvertedImage::snapshot() const
 {
     return isMonochrome() ? m_display.convertToFormat(QImage::Format_Grayscale8) : m_display;

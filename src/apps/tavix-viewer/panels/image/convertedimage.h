@@ -1,5 +1,9 @@
 #pragma once
 
+#include "imagestatistics.h"
+
+#include <orientation.h>
+
 #include <tavix/pixeltype.h>
 
 #include <QImage>
@@ -34,17 +38,39 @@ public:
         m_pSource = source;
         m_imageNumber = imageNumber;
     }
+    // Turns the picture and the pixels as a person wants to see them, from the image as converted:
+    // may be done again with another orientation (without the saturated pixels marked).
+    void orient(const Recording::COrientation& orientation);
+    const Recording::COrientation& orientation() const { return m_orientation; }
+    // Where a pixel of the shown picture is in the camera's image.
+    QPoint sourcePosition(const QPoint& shown) const;
+    // Paints the saturated pixels of the shown picture red: those at the top of the depth, or
+    // with a channel at 255.
+    void markSaturated();
+    // The figures of the camera's values in a rectangle of the shown picture, or of all of it.
+    CImageStatistics statistics(const QRect& region = {}) const;
+    // The figures computed with the picture, when they were asked for.
+    const CImageStatistics& shownStatistics() const { return m_statistics; }
+    void setShownStatistics(CImageStatistics statistics) { m_statistics = std::move(statistics); }
     // The camera's value of the pixel, "R, G, B" for colour, with the colour shown for a mosaic;
-    // empty outside the image.
+    // empty outside the image. The position is the shown picture's.
     QString valueText(const QPoint& position) const;
     // The image as a PNG holds it, equal to what is shown.
     QImage snapshot() const;
 
 private:
+    // The value of a saturated pixel of the camera's depth.
+    int topValue() const;
+
     QImage m_display;
     QImage m_raw;
+    // The pictures as converted, before they were turned.
+    QImage m_original;
+    QImage m_originalRaw;
     Tavix::ImageShape m_shape;
     Tavix::EBayerOrder m_bayer = Tavix::BayerOrder_None;
+    Recording::COrientation m_orientation;
+    CImageStatistics m_statistics;
     int64_t m_imageNumber = 0;
     const void* m_pSource = nullptr;
 };

@@ -33,6 +33,18 @@ CConvertedImage CImageConverter::takeLatest()
     return std::exchange(m_latest, CConvertedImage());
 }
 
+void CImageConverter::setSettings(const CSettings& settings)
+{
+    QMutexLocker locker(&m_latestMutex);
+    m_settings = settings;
+}
+
+CImageConverter::CSettings CImageConverter::settings() const
+{
+    QMutexLocker locker(&m_latestMutex);
+    return m_settings;
+}
+
 void CImageConverter::convert(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result)
 {
     QString error;
@@ -48,6 +60,12 @@ void CImageConverter::convert(const CameraInfoPtr& camera, const Tavix::CGrabRes
         fail(error);
         return;
     }
+    const CSettings settings = this->settings();
+    image.orient(settings.orientation);
+    if (settings.statistics)
+        image.setShownStatistics(image.statistics(settings.region));
+    if (settings.markSaturated)
+        image.markSaturated();
     image.setOrigin(static_cast<const Core::OptiRosterComponents::IDeviceBaseInfo*>(camera.data()), result->GetImageNumber());
     publish(std::move(image));
 }

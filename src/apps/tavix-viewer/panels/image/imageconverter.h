@@ -21,6 +21,15 @@ class CImageConverter : public QObject
 public:
     using CameraInfoPtr = Core::OptiRosterComponents::CameraInfoPtr;
 
+    // What is done to each picture after its conversion.
+    struct CSettings
+    {
+        Recording::COrientation orientation;
+        bool markSaturated = false;
+        bool statistics = false; // of region, in the turned picture's pixels; the whole when empty
+        QRect region;
+    };
+
     explicit CImageConverter(QSharedPointer<const CClientServices> services, QObject* parent = nullptr);
     ~CImageConverter() override;
 
@@ -28,6 +37,9 @@ public:
     bool offer(const CameraInfoPtr& camera, const Tavix::CGrabResultPtr& result);
     // On the GUI thread, after imageReady(): the newest picture, given up by the converter.
     CConvertedImage takeLatest();
+    // Any thread: for the next images.
+    void setSettings(const CSettings& settings);
+    CSettings settings() const;
 
 signals:
     void imageReady();
@@ -49,7 +61,8 @@ private:
     // Only the converter's thread touches these.
     QString m_reportedError;
     QByteArray m_decompressed;
-    QMutex m_latestMutex;
+    mutable QMutex m_latestMutex;
+    CSettings m_settings;
     CConvertedImage m_latest;
 };
 

@@ -1,5 +1,7 @@
 #include "imagepanelplugin.h"
 
+#include "histogramwidget.h"
+#include "imageanalysis.h"
 #include "imagepanelwidget.h"
 
 #include <cwidgetpanel.h>
@@ -13,10 +15,11 @@ namespace Viewer {
 
 QSharedPointer<IViewerPanel> CImagePanelPlugin::createPanel(QSharedPointer<const CViewerServices> services)
 {
+    m_ptrAnalysis = QSharedPointer<CImageAnalysis>::create();
     // The Camera menu's entry acts on whichever widget the window made; it may come first.
     auto widget = std::make_shared<QPointer<CImagePanelWidget>>();
-    auto createWidget = [services, widget](QWidget* parent) {
-        *widget = new CImagePanelWidget(services, parent);
+    auto createWidget = [services, widget, analysis = m_ptrAnalysis](QWidget* parent) {
+        *widget = new CImagePanelWidget(services, analysis.data(), parent);
         return widget->data();
     };
     auto createActions = [widget](QWidget* window) {
@@ -26,9 +29,22 @@ QSharedPointer<IViewerPanel> CImagePanelPlugin::createPanel(QSharedPointer<const
             if (*widget)
                 (*widget)->saveSnapshot();
         });
-        return QList<QAction*>{snapshot};
+        auto* grid = new QAction(CImagePanelWidget::tr("Show All Grabbing Cameras"), window);
+        grid->setObjectName(QStringLiteral("showGridMenu"));
+        grid->setShortcut(QKeySequence(QStringLiteral("Ctrl+G")));
+        QObject::connect(grid, &QAction::triggered, window, [widget] {
+            if (*widget)
+                (*widget)->showGrid(true);
+        });
+        return QList<QAction*>{snapshot, grid};
     };
     return QSharedPointer<CWidgetPanel>::create(tr("Image"), EPanelPlace::Centre, 0, createWidget, createActions);
+}
+
+QList<QSharedPointer<Core::Service::IService>> CImagePanelPlugin::createServices()
+{
+    auto createWidget = [analysis = m_ptrAnalysis](QWidget* parent) { return new CHistogramWidget(analysis.data(), parent); };
+    return {QSharedPointer<CWidgetPanel>::create(tr("Histogram"), EPanelPlace::Left, 50, createWidget)};
 }
 
 } // namespace Viewer
