@@ -297,7 +297,8 @@ private:
 };
 
 // A crash says where it happened before the process ends, so that a long run by hand that
-// dies leaves more than its exit status.
+// dies leaves more than its exit status. The sanitizers' own reports say more.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 void reportCrash(int signal)
 {
     const char header[] = "soak: CRASH: the stack of the thread that received the signal:\n";
@@ -308,6 +309,7 @@ void reportCrash(int signal)
     std::signal(signal, SIG_DFL);
     std::raise(signal);
 }
+#endif
 
 // A desktop viewer has no right to real-time scheduling, and its grab threads keep the default
 // priority. Run as root, the soak gives that right up before it makes any thread (each inherits
@@ -328,7 +330,7 @@ void giveUpRealTimeScheduling()
 
 void reportCrashes()
 {
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // their own reports say more
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     void* warmUp[1];
     backtrace(warmUp, 1); // loads what backtrace needs now, not inside the handler
     for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
