@@ -51,6 +51,12 @@ Qt::DockWidgetArea dockAreaOf(EPanelPlace place)
     return Qt::BottomDockWidgetArea;
 }
 
+// The index of an area's first panel that shares the place of the one before it as a tab.
+int firstTabbedOf(Qt::DockWidgetArea area)
+{
+    return area == Qt::BottomDockWidgetArea ? 1 : 2;
+}
+
 } // namespace
 
 CViewerWindow::CViewerWindow(const QSharedPointer<Core::Plugin::IPluginInitializer>& registry, QWidget* parent)
@@ -110,16 +116,22 @@ void CViewerWindow::addPanels(const QSharedPointer<Core::Plugin::IPluginInitiali
         dock->setObjectName(panel->panelTitle());
         dock->setWidget(panel->createWidget(dock));
         const Qt::DockWidgetArea area = dockAreaOf(panel->panelPlace());
-        // Logs and tools below share one strip as tabs; the image keeps the height.
-        if (area == Qt::BottomDockWidgetArea && !docks[area].isEmpty())
-            tabifyDockWidget(docks[area].first(), dock);
+        // Logs and tools below share one strip as tabs, and a side's panels after its second
+        // share the second's place, so that the image keeps the height and no panel is squeezed
+        // to a few rows.
+        const int tabbedFrom = firstTabbedOf(area);
+        if (docks[area].size() >= tabbedFrom)
+            tabifyDockWidget(docks[area].at(tabbedFrom - 1), dock);
         else
             addDockWidget(area, dock);
         docks[area] << dock;
         m_pViewMenu->addAction(dock->toggleViewAction());
     }
-    if (!docks[Qt::BottomDockWidgetArea].isEmpty())
-        docks[Qt::BottomDockWidgetArea].first()->raise();
+    // Of tabbed panels, the first one shows.
+    for (auto it = docks.cbegin(); it != docks.cend(); ++it) {
+        if (it.value().size() > firstTabbedOf(it.key()))
+            it.value().at(firstTabbedOf(it.key()) - 1)->raise();
+    }
     // The image gets what the side panels don't need.
     for (Qt::DockWidgetArea area : {Qt::LeftDockWidgetArea, Qt::RightDockWidgetArea}) {
         if (!docks[area].isEmpty())

@@ -14,7 +14,7 @@ QSharedPointer<IViewerPanel> CAcquisitionPanelPlugin::createPanel(QSharedPointer
     // The menu's entries act on the panel's widget, once the window has made it.
     auto widget = QSharedPointer<QPointer<CAcquisitionWidget>>::create();
     return QSharedPointer<CWidgetPanel>::create(
-        tr("Acquisition"), EPanelPlace::Left, 10,
+        tr("Acquisition"), EPanelPlace::Right, 5,
         [services, widget](QWidget* parent) {
             *widget = new CAcquisitionWidget(services, parent);
             return widget->data();
