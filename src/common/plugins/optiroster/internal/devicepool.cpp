@@ -82,6 +82,7 @@ bool ADevicePool::openDevice(const DeviceBaseInfoPtr& info, bool monitorMode)
     if (!device)
         return false;
     const bool opened = device->open(monitorMode);
+    keepUntilTold(device);
     // A device made here for a description that no device answers is not kept: enumeration makes
     // the devices of what it reports, so the pool holds only what it reported or what is open. It
     // goes once what it told clients of its try has gone out.
@@ -107,8 +108,10 @@ void ADevicePool::closeActiveDevice()
 void ADevicePool::closeDevice(const DeviceBaseInfoPtr& info)
 {
     CPoolLocker locker(this);
-    if (const QSharedPointer<IDevice> device = getDevice(info))
+    if (const QSharedPointer<IDevice> device = getDevice(info)) {
         closeDevice(device);
+        keepUntilTold(device);
+    }
 }
 
 void ADevicePool::closeDevice(const QSharedPointer<IDevice>& device)
@@ -336,6 +339,11 @@ ADevicePool::CPoolLocker::CPoolLocker(ADevicePool* pool)
 void ADevicePool::emitUnlocked(const std::function<void()>& emission)
 {
     Core::CCallbackHold::call(emission);
+}
+
+void ADevicePool::keepUntilTold(QSharedPointer<IDevice> device)
+{
+    Core::CCallbackHold::call([device = std::move(device)] {});
 }
 
 } // namespace Plugin::OptiRoster::Internal

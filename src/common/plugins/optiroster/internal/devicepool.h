@@ -96,6 +96,9 @@ protected:
 
     // Emits at once, or, while this thread holds a lock of the plug-in, once it lets go.
     static void emitUnlocked(const std::function<void()>& emission);
+    // Keeps the device until what its operation told while this thread held a lock has gone out:
+    // the caller's own reference may end first, and the pool's thread may drop the device.
+    static void keepUntilTold(QSharedPointer<IDevice> device);
 
     // Connects the four relays of a new device; the derived class calls it from createDevice.
     void connectDeviceSignals(IDevice* device);

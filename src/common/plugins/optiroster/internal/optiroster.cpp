@@ -218,7 +218,9 @@ QSharedPointer<ICamera> COptiRoster::openExclusive(const CameraInfoPtr& info)
         camera = createDevice(info).objectCast<ICamera>();
     if (!camera)
         return {};
-    if (!camera->open(false)) {
+    const bool opened = camera->open(false);
+    keepUntilTold(camera);
+    if (!opened) {
         if (created) // as in openDevice: nothing is kept of a description no camera answers
             emitUnlocked([this, camera] { removeDevice(camera); });
         return {};
