@@ -65,6 +65,8 @@ public:
     GenApi::INodeMap* getNodeMap(const QString& name) const;
     /// Runs read on the map bound to the name, under the read lock, and returns true; returns
     /// false without running it while the name is unbound. Whatever read throws passes through.
+    /// Read the map and nothing else there: a service call inside may wait for a close on
+    /// another thread, which waits for this read to end.
     bool readNodeMap(const QString& name, const std::function<void(GenApi::INodeMap& nodeMap)>& read) const;
 
     /// Typed lookups by a bare feature name (searched in the maps in the order of announcement),
